@@ -1,0 +1,19 @@
+# What every C++ target of the project is compiled with: link against
+# `audiomatch_options`.
+add_library(audiomatch_options INTERFACE)
+target_compile_features(audiomatch_options INTERFACE cxx_std_20)
+target_include_directories(audiomatch_options INTERFACE ${CMAKE_SOURCE_DIR}/src)
+target_compile_options(audiomatch_options INTERFACE
+  -Wall -Wextra -Wconversion -Wshadow
+  # Results are the same bits on every machine: no fused multiply-add.
+  -ffp-contract=off
+  # Roots set no errno, so that they vectorise. Their bits don't change.
+  -fno-math-errno)
+if(AUDIOMATCH_WERROR)
+  target_compile_options(audiomatch_options INTERFACE -Werror)
+endif()
+if(AUDIOMATCH_SANITIZE)
+  target_compile_options(audiomatch_options INTERFACE
+    -fsanitize=${AUDIOMATCH_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(audiomatch_options INTERFACE -fsanitize=${AUDIOMATCH_SANITIZE})
+endif()

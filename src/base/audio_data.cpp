@@ -1,0 +1,67 @@
+#include "base/audio_data.h"
+
+#include <algorithm>
+#include <new>
+
+#include "base/checked_size.h"
+#include "base/logger.h"
+
+namespace audio {
+
+AudioData* AudioData::create(std::uint32_t channels, std::uint32_t sampleRate,
+                             std::uint32_t dataLen) noexcept {
+  AudioData* audio = createEmpty();
+  if (audio && !audio->init(channels, sampleRate, dataLen)) release(audio);
+  return audio;
+}
+
+AudioData* AudioData::createEmpty() noexcept { return new (std::nothrow) AudioData; }
+
+void AudioData::release(AudioData*& audio) noexcept {
+  delete audio;
+  audio = nullptr;
+}
+
+bool AudioData::init(std::uint32_t channels, std::uint32_t sampleRate,
+                     std::uint32_t dataLen) noexcept {
+  if (channels == 0) {
+    logMessage("input a invalid channel num = %d.", static_cast<int>(channels));
+    return false;
+  }
+  if (sampleRate == 0) {
+    logMessage("input a invalid sample rate = %d.", static_cast<int>(sampleRate));
+    return false;
+  }
+  if (dataLen == 0) {
+    logMessage("input a invalid sample count = %d.", static_cast<int>(dataLen));
+    return false;
+  }
+  channels_ = channels;
+  sample_rate_ = sampleRate;
+  data_len_ = dataLen;
+  data_.reset();
+  if (const auto bytes = matrixBytes(channels, dataLen, sizeof(float))) {
+    data_ = zeroedArray<float>(*bytes);
+  }
+  return data_ != nullptr;
+}
+
+bool AudioData::copyFrom(const AudioData& other) noexcept {
+  if (this == &other) return true;
+  if (!init(other.channels_, other.sample_rate_, other.data_len_)) return false;
+  for (std::uint32_t ch = 0; ch < channels_; ++ch) {
+    std::copy_n(other.channelData(ch), data_len_, channelData(ch));
+  }
+  return true;
+}
+
+const float* AudioData::channelData(std::uint32_t ch) const noexcept {
+  if (ch >= channels_ || !data_) return nullptr;
+  return data_.get() + static_cast<std::size_t>(ch) * data_len_;
+}
+
+float* AudioData::channelData(std::uint32_t ch) noexcept {
+  return const_cast<float*>(static_cast<const AudioData*>(this)->channelData(ch));
+}
+
+}  // namespace audio

@@ -1,0 +1,65 @@
+#include "dsp/resampler.h"
+
+#include <libresample.h>
+
+#include <algorithm>
+#include <climits>
+#include <new>
+
+#include "base/logger.h"
+
+namespace audio {
+
+void Resampler::CloseHandle::operator()(void* handle) const noexcept { resample_close(handle); }
+
+bool Resampler::open(int highQuality, float minFactor, float maxFactor) noexcept {
+  handle_.reset();
+  handle_.reset(
+      resample_open(highQuality, static_cast<double>(minFactor), static_cast<double>(maxFactor)));
+  return handle_ != nullptr;
+}
+
+bool Resampler::set(const float* input, std::uint32_t inputLen, std::uint32_t sourceRate,
+                    std::uint32_t targetRate) noexcept {
+  if (!input) {
+    logMessage("input a NULL.");
+    return false;
+  }
+  in_ = input;
+  in_len_ = inputLen;
+  source_rate_ = sourceRate;
+  target_rate_ = targetRate;
+  factor_ = static_cast<double>(targetRate) / static_cast<double>(sourceRate);
+  out_.reset();
+  out_len_ = 0;
+
+  const double length = static_cast<double>(inputLen) * factor_ + 0.5;
+  if (length < 1.0) {
+    logMessage("resample out_len = 0.");
+    return false;
+  }
+  // Also false for the not-a-number of a zero source rate.
+  if (!(length < 4294967296.0)) return false;
+  out_len_ = static_cast<std::uint32_t>(length);
+  out_.reset(new (std::nothrow) float[out_len_]);
+  return out_ != nullptr;
+}
+
+bool Resampler::process() noexcept {
+  if (!handle_ || !in_ || !out_) return false;
+  if (source_rate_ == target_rate_) {
+    std::copy_n(in_, out_len_, out_.get());
+    return true;
+  }
+  if (in_len_ > INT_MAX || out_len_ > INT_MAX) return false;
+  int used = 0;
+  // libresample reads its input through a pointer that isn't const.
+  const int written = resample_process(handle_.get(), factor_, const_cast<float*>(in_),
+                                       static_cast<int>(in_len_), 1, &used, out_.get(),
+                                       static_cast<int>(out_len_));
+  if (written < 0) return false;
+  std::fill(out_.get() + written, out_.get() + out_len_, 0.0f);
+  return true;
+}
+
+}  // namespace audio

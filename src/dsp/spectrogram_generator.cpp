@@ -1,0 +1,115 @@
+#include "dsp/spectrogram_generator.h"
+
+#include <algorithm>
+#include <climits>
+#include <new>
+
+#include "base/checked_size.h"
+#include "base/logger.h"
+
+namespace audio {
+namespace {
+
+/// A duration in samples, halves rounded up; INT_MAX + 1 for anything that
+/// the FFT's int length can't hold.
+std::uint32_t samplesOf(std::uint32_t sampleRate, std::uint32_t milliseconds) noexcept {
+  constexpr double kTooLong = static_cast<double>(INT_MAX) + 1.0;
+  const double samples =
+      static_cast<double>(sampleRate) / 1000.0 * static_cast<double>(milliseconds) + 0.5;
+  return static_cast<std::uint32_t>(std::min(samples, kTooLong));
+}
+
+}  // namespace
+
+bool SpectrogramGenerator::init(const float* data, std::uint32_t dataLen,
+                                std::uint32_t sampleRate, std::uint32_t winMs,
+                                std::uint32_t overlapMs) {
+  if (!data) {
+    logMessage("input data is NULL");
+    return false;
+  }
+  releaseFft();
+  releaseWindow();
+  releaseSpectrum();
+  data_ = data;
+  data_len_ = dataLen;
+  sample_rate_ = sampleRate;
+  return setFrameLengths(sampleRate, winMs, overlapMs) && createWindow() && createFft() &&
+         createSpectrum();
+}
+
+bool SpectrogramGenerator::setFrameLengths(std::uint32_t sampleRate, std::uint32_t winMs,
+                                           std::uint32_t overlapMs) {
+  win_len_ = samplesOf(sampleRate, winMs);
+  overlap_len_ = samplesOf(sampleRate, overlapMs);
+  return win_len_ <= INT_MAX && overlap_len_ < win_len_;
+}
+
+bool SpectrogramGenerator::createWindow() {
+  window_.reset(new (std::nothrow) HannWindow);
+  if (!window_) {
+    logMessage("gen hamming window error.");
+    return false;
+  }
+  window_->generate(win_len_);
+  return true;
+}
+
+bool SpectrogramGenerator::createFft() noexcept {
+  fft_.reset(kiss_fft_alloc(static_cast<int>(win_len_), 0, nullptr, nullptr));
+  if (!fft_) {
+    logMessage("kiss fft instance alloc failed.");
+    return false;
+  }
+  return true;
+}
+
+bool SpectrogramGenerator::createSpectrum() noexcept {
+  bins_ = win_len_ % 2 == 0 ? win_len_ / 2 + 1 : (win_len_ + 1) / 2;
+  frames_ = data_len_ < overlap_len_ ? 0 : (data_len_ - overlap_len_) / (win_len_ - overlap_len_);
+  if (const auto bytes = matrixBytes(frames_, bins_, sizeof(kiss_fft_cpx))) {
+    spectrum_ = zeroedArray<kiss_fft_cpx>(*bytes);
+  }
+  return spectrum_ != nullptr;
+}
+
+bool SpectrogramGenerator::applyWindow(const float* frame, std::uint32_t n,
+                                       kiss_fft_cpx* out) const noexcept {
+  if (!frame || !out || !window_ || window_->size() != n) return false;
+  const float* coefficients = window_->data();
+  for (std::uint32_t i = 0; i < n; ++i) {
+    out[i].r = frame[i] * coefficients[i];
+    out[i].i = 0.0f;
+  }
+  return true;
+}
+
+bool SpectrogramGenerator::run() noexcept {
+  if (!data_ || win_len_ == 0 || overlap_len_ == 0 || !fft_ || !window_ || !spectrum_) return false;
+  const std::size_t work_bytes = sizeof(kiss_fft_cpx) * win_len_;
+  const auto frame = zeroedArray<kiss_fft_cpx>(work_bytes);
+  const auto transformed = zeroedArray<kiss_fft_cpx>(work_bytes);
+  if (!frame || !transformed) return false;
+
+  const std::size_t hop = win_len_ - overlap_len_;
+  const float* start = data_;
+  kiss_fft_cpx* row = spectrum_.get();
+  for (std::uint32_t t = 0; t < frames_; ++t, start += hop, row += bins_) {
+    applyWindow(start, win_len_, frame.get());
+    kiss_fft(fft_.get(), frame.get(), transformed.get());
+    std::copy_n(transformed.get(), bins_, row);
+  }
+  return true;
+}
+
+void SpectrogramGenerator::releaseFft() noexcept { fft_.reset(); }
+
+void SpectrogramGenerator::releaseWindow() noexcept { window_.reset(); }
+
+void SpectrogramGenerator::releaseSpectrum() noexcept {
+  spectrum_.reset();
+  bins_ = 0;
+  frames_ = 0;
+}
+
+}  // namespace audio

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <kiss_fft.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "base/c_memory.h"
+#include "dsp/window_function.h"
+
+namespace audio {
+
+/// Cuts a block of mono samples into overlapping frames, weights each with a
+/// Hann window, transforms it with an FFT of the frame's own length and keeps
+/// the bins of non-negative frequency.
+///
+/// `init`, then `run`, for every block. The result is a matrix of `frames`
+/// rows by `bins` complex values, row-major: frame t covers the samples from
+/// t × hop up to t × hop + frame length, bin k stands for k × sample rate /
+/// frame length Hz. Values are unscaled kissfft output. One thread at a time.
+class SpectrogramGenerator {
+ public:
+  SpectrogramGenerator() noexcept = default;
+  SpectrogramGenerator(const SpectrogramGenerator&) = delete;
+  SpectrogramGenerator& operator=(const SpectrogramGenerator&) = delete;
+
+  /// Prepares one block and a zeroed matrix for it; what was prepared before
+  /// is released. A tail shorter than a hop isn't analysed, a block shorter
+  /// than one frame has no frames.
+  ///
+  /// Failures: "input data is NULL" (nothing changed), "gen hamming window
+  /// error." and "kiss fft instance alloc failed." (no memory); without a
+  /// message when the overlap isn't below the frame length or the matrix
+  /// can't be allocated.
+  ///
+  /// @param data        samples, kept alive by the caller until `run` returned
+  /// @param dataLen     their number
+  /// @param sampleRate  Hz
+  /// @param winMs       frame length in milliseconds
+  /// @param overlapMs   overlap of successive frames in milliseconds
+  bool init(const float* data, std::uint32_t dataLen, std::uint32_t sampleRate,
+            std::uint32_t winMs, std::uint32_t overlapMs);
+
+  /// Computes every frame. False, without a message, before a complete
+  /// `init`, with a zero overlap, or when a work buffer can't be allocated.
+  bool run() noexcept;
+
+  /// Weights the `n` samples of `frame` into the real parts of `out`, the
+  /// imaginary parts being 0. False, writing nothing, when a pointer is null
+  /// or the window hasn't exactly `n` coefficients.
+  bool applyWindow(const float* frame, std::uint32_t n, kiss_fft_cpx* out) const noexcept;
+
+  /// The matrix, owned by the generator, valid until the next `init`.
+  const kiss_fft_cpx* spectrum() const noexcept { return spectrum_.get(); }
+  std::uint32_t bins() const noexcept { return bins_; }
+  std::uint32_t frames() const noexcept { return frames_; }
+
+ private:
+  bool setFrameLengths(std::uint32_t sampleRate, std::uint32_t winMs, std::uint32_t overlapMs);
+  bool createWindow();
+  bool createFft() noexcept;
+  bool createSpectrum() noexcept;
+  void releaseFft() noexcept;
+  void releaseWindow() noexcept;
+  void releaseSpectrum() noexcept;
+
+  const float* data_ = nullptr;
+  std::uint32_t data_len_ = 0;
+  std::uint32_t sample_rate_ = 0;
+  std::unique_ptr<WindowFunction> window_;
+  std::unique_ptr<kiss_fft_state, FreeDeleter> fft_;
+  CArray<kiss_fft_cpx> spectrum_;
+  std::uint32_t bins_ = 0;
+  std::uint32_t frames_ = 0;
+  std::uint32_t win_len_ = 0;
+  std::uint32_t overlap_len_ = 0;
+};
+
+}  // namespace audio

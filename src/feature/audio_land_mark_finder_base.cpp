@@ -1,0 +1,122 @@
+#include "feature/audio_land_mark_finder_base.h"
+
+#include <array>
+#include <new>
+#include <span>
+
+#include "base/logger.h"
+#include "feature/peak_pairing.h"
+
+namespace audio {
+namespace {
+
+constexpr float kHopSeconds = 0.032f;
+// In hops. Four grids, so that one of them lies close to the reference's.
+constexpr std::array<float, 4> kPassOffsets = {0.0f, 0.25f, 0.5f, 0.75f};
+
+}  // namespace
+
+AudioLandMarkFinderBase::~AudioLandMarkFinderBase() {
+  resampler.reset();
+  sepctrogram_generator.reset();
+  spectrogram.reset();
+}
+
+bool AudioLandMarkFinderBase::init(bool singlePass) {
+  if (!initResampler()) {
+    logMessage("init resampler failed.");
+    return false;
+  }
+  if (!initSpectrogramGenerator()) {
+    logMessage("init spectrogram generator failed.");
+    return false;
+  }
+  single_pass = singlePass;
+  return true;
+}
+
+bool AudioLandMarkFinderBase::initResampler() {
+  resampler.reset();
+  resampler.reset(new (std::nothrow) Resampler);
+  if (!resampler) {
+    logMessage("alloc resampler failed.");
+    return false;
+  }
+  return resampler->open(1, 0.1f, 10.0f);
+}
+
+bool AudioLandMarkFinderBase::initSpectrogramGenerator() {
+  sepctrogram_generator.reset();
+  sepctrogram_generator.reset(new (std::nothrow) SpectrogramGenerator);
+  if (!sepctrogram_generator) {
+    logMessage("alloc spectrogram failed.");
+    return false;
+  }
+  return true;
+}
+
+bool AudioLandMarkFinderBase::setAudio(const AudioData* audioData) {
+  if (!audioData) {
+    logMessage("input audio data is null.");
+    return false;
+  }
+  landmarks.clear();
+  audio = audioData;
+  data_len = audioData->dataLen();
+  sample_rate = audioData->sampleRate();
+  return true;
+}
+
+void AudioLandMarkFinderBase::detachAudio() noexcept {
+  landmarks.clear();
+  audio = nullptr;
+  data_len = 0;
+  sample_rate = 0;
+}
+
+bool AudioLandMarkFinderBase::findLandMarks() {
+  if (!audio || !resampler || !sepctrogram_generator) {
+    logMessage("Audio land mark finder have not initialized successfully.");
+    return false;
+  }
+  const std::span<const float> offsets(kPassOffsets.data(), single_pass ? 1 : kPassOffsets.size());
+  for (const float offset : offsets) {
+    const std::uint32_t start = passStart(offset);
+    if (start >= data_len) {
+      logMessage("warning : start time > audio duration.");
+      return true;
+    }
+    if (!runPass(start)) return false;
+  }
+  return true;
+}
+
+/// The sample at which a pass starts, halves rounded up; the product is
+/// formed in single precision.
+std::uint32_t AudioLandMarkFinderBase::passStart(float hops) const noexcept {
+  const float seconds = hops * kHopSeconds;
+  const float samples = seconds * static_cast<float>(sample_rate);
+  return static_cast<std::uint32_t>(static_cast<double>(samples) + 0.5);
+}
+
+bool AudioLandMarkFinderBase::runPass(std::uint32_t start) {
+  if (!genSpectrogram(audio->channelData(0) + start, sample_rate, data_len - start)) {
+    logMessage("gen sepctrogram failed.");
+    return false;
+  }
+  if (!extractPeaks()) {
+    logMessage("extract peaks error.");
+    return false;
+  }
+  std::vector<LandMark> pairs;
+  pairPeaks(pairs);
+  landmarks.insert(landmarks.end(), pairs.begin(), pairs.end());
+  return true;
+}
+
+void AudioLandMarkFinderBase::pairPeaks(std::vector<LandMark>& landMarks) const {
+  appendPairs(peaks, landMarks);
+  logMessage("Extract %d land marks.", static_cast<int>(landMarks.size()));
+}
+
+}  // namespace audio

@@ -1,0 +1,111 @@
+#pragma once
+
+#include <kiss_fft.h>
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "base/audio_data.h"
+#include "base/c_memory.h"
+#include "dsp/resampler.h"
+#include "dsp/spectrogram_generator.h"
+#include "feature/land_mark.h"
+#include "feature/local_max_recorder.h"
+
+namespace audio {
+
+/// Turns one mono recording into landmarks, in one analysis pass or in four
+/// whose frame grids start a quarter of a hop apart.
+///
+/// A pass: the audio from the pass's start on is brought to 8000 Hz, cut into
+/// 64 ms frames every 32 ms, transformed, and turned into log magnitudes of
+/// 257 bins of 15.625 Hz; `extractPeaks` picks the peaks of every frame and
+/// pairs of them become landmarks, timed on the pass's own grid.
+///
+/// `init` once, then for every recording `setAudio`, `findLandMarks`,
+/// `getLandMarks`. The resampler carries its state from pass to pass and from
+/// recording to recording (see Resampler). One thread at a time.
+class AudioLandMarkFinderBase {
+ public:
+  using LocalMaxRecorder = ::audio::LocalMaxRecorder;
+
+  AudioLandMarkFinderBase() = default;
+  AudioLandMarkFinderBase(const AudioLandMarkFinderBase&) = delete;
+  AudioLandMarkFinderBase& operator=(const AudioLandMarkFinderBase&) = delete;
+  virtual ~AudioLandMarkFinderBase();
+
+  /// Creates a fresh resampler and spectrogram generator and, when both
+  /// exist, stores the mode. Failures: "alloc resampler failed.", "init
+  /// resampler failed.", "alloc spectrogram failed.", "init spectrogram
+  /// generator failed.".
+  ///
+  /// @param singlePass  true: one pass; false: four
+  virtual bool init(bool singlePass);
+
+  /// Replaces `peaks` by those of the current spectrogram.
+  virtual bool extractPeaks() = 0;
+
+  /// Attaches a mono recording, which the caller keeps alive, and forgets the
+  /// landmarks of the one before. Null: "input audio data is null.".
+  bool setAudio(const AudioData* audioData);
+
+  /// Forgets the attached recording and its landmarks.
+  void detachAudio() noexcept;
+
+  /// Runs the passes of the mode and appends their landmarks.
+  ///
+  /// A pass that starts behind the recording's end ends the run well, with
+  /// "warning : start time > audio duration.". Failures, each keeping the
+  /// landmarks of earlier passes: "Audio land mark finder have not initialized
+  /// successfully.", "gen sepctrogram failed.", "extract peaks error.".
+  bool findLandMarks();
+
+  /// Landmarks of all passes since the recording was attached.
+  const std::vector<LandMark>& getLandMarks() const noexcept { return landmarks; }
+  bool isSinglePass() const noexcept { return single_pass; }
+
+  /// Appends the landmarks of the current peaks and logs "Extract %d land
+  /// marks." with the length of the list.
+  void pairPeaks(std::vector<LandMark>& landMarks) const;
+
+  /// Computes the log-magnitude spectrogram of `count` samples at `data`,
+  /// resampled when the attached recording's rate isn't 8000 Hz. Logs the
+  /// cause of a failure, the last being "gen spectrogram mag failed." for
+  /// silence and for blocks shorter than one frame.
+  ///
+  /// @param sampleRate  Hz of the samples
+  bool genSpectrogram(const float* data, std::uint32_t sampleRate, std::uint32_t count);
+
+  /// The current spectrogram, `frameNum` rows of `binNum` values; owned by the
+  /// finder, valid until the next `genSpectrogram`.
+  const float* spectrogramMatrix() const noexcept { return spectrogram.get(); }
+  std::uint32_t binNum() const noexcept { return bin_num; }
+  std::uint32_t frameNum() const noexcept { return frame_num; }
+
+  /// The peaks of the latest pass, one list per frame, strongest first.
+  const std::vector<std::vector<LocalMaxRecorder>>& getPeaks() const noexcept { return peaks; }
+
+ protected:
+  const AudioData* audio = nullptr;
+  std::uint32_t data_len = 0;
+  std::uint32_t sample_rate = 0;
+  bool single_pass = false;
+  std::unique_ptr<Resampler> resampler;
+  std::unique_ptr<SpectrogramGenerator> sepctrogram_generator;
+  CArray<float> spectrogram;
+  std::uint32_t bin_num = 0;
+  std::uint32_t frame_num = 0;
+  std::vector<std::vector<LocalMaxRecorder>> peaks;
+  std::vector<LandMark> landmarks;
+
+ private:
+  bool initResampler();
+  bool initSpectrogramGenerator();
+  bool resampleSegment(const float*& data, std::uint32_t sampleRate, std::uint32_t& count);
+  bool computeLogMagnitude(const kiss_fft_cpx* spectrum, std::uint32_t bins, std::uint32_t frames);
+  bool runPass(std::uint32_t start);
+  std::uint32_t passStart(float hops) const noexcept;
+};
+
+}  // namespace audio

@@ -1,0 +1,107 @@
+#include "feature/feature_extractor.h"
+
+#include <algorithm>
+#include <new>
+
+#include "base/logger.h"
+#include "feature/audio_land_mark_finder_2d.h"
+#include "feature/feature_choice.h"
+#include "feature/land_mark_hash.h"
+
+namespace audio {
+
+FeatureExtractor::~FeatureExtractor() { audio_data.reset(); }
+
+bool FeatureExtractor::init(bool singlePass) {
+  land_mark_finder.reset();
+  land_mark_finder.reset(new (std::nothrow) AudioLandMarkFinder2D);
+  if (!land_mark_finder) {
+    logMessage("alloc land mark finder failed.");
+    return false;
+  }
+  return land_mark_finder->init(singlePass);
+}
+
+bool FeatureExtractor::loadAudio(const AudioData* audioData) {
+  if (!audioData) {
+    logMessage("input a null audio.");
+    return false;
+  }
+  audio = audioData;
+  features.clear();
+  // The finder must not keep a copy that is about to be replaced.
+  if (land_mark_finder) land_mark_finder->detachAudio();
+  if (!prepareAudioData()) {
+    logMessage("prepare audio data failed.");
+    return false;
+  }
+  return land_mark_finder && land_mark_finder->setAudio(audio_data.get());
+}
+
+bool FeatureExtractor::prepareAudioData() {
+  if (!audio) {
+    logMessage("not input a valid audio.");
+    return false;
+  }
+  sample_rate = audio->sampleRate();
+  data_len = audio->dataLen();
+  if (data_len == 0) {
+    logMessage("audio data len = 0.");
+    return false;
+  }
+  audio_data.reset();
+  audio_data.reset(AudioData::create(1, sample_rate, data_len));
+  if (!audio_data) {
+    logMessage("create audio data failed.");
+    return false;
+  }
+  mixDown();
+  return true;
+}
+
+/// The mean of the channels: summed in channel order, scaled by the reciprocal
+/// of their number.
+void FeatureExtractor::mixDown() {
+  float* mono = audio_data->channelData(0);
+  const std::uint32_t channels = audio->channels();
+  if (channels == 1) {
+    std::copy_n(audio->channelData(0), data_len, mono);
+    return;
+  }
+  for (std::uint32_t ch = 0; ch < channels; ++ch) {
+    const float* channel = audio->channelData(ch);
+    for (std::uint32_t i = 0; i < data_len; ++i) mono[i] += channel[i];
+  }
+  const float reciprocal = 1.0f / static_cast<float>(channels);
+  for (std::uint32_t i = 0; i < data_len; ++i) mono[i] *= reciprocal;
+}
+
+bool FeatureExtractor::extractFeatures() {
+  if (!land_mark_finder) {
+    logMessage("init not finished.");
+    return false;
+  }
+  if (!land_mark_finder->findLandMarks()) return false;
+  const std::vector<LandMark>& landmarks = land_mark_finder->getLandMarks();
+  if (landmarks.empty()) {
+    logMessage("landmarks is null.");
+    return false;
+  }
+  std::vector<std::uint32_t> hash_keys(landmarks.size());
+  computeHashKeys(landmarks.data(), landmarks.size(), hash_keys.data());
+
+  features.clear();
+  features.reserve(landmarks.size());
+  for (std::size_t i = 0; i < landmarks.size(); ++i) {
+    features.push_back({static_cast<std::uint32_t>(landmarks[i].anchorTime), hash_keys[i]});
+  }
+  if (!land_mark_finder->isSinglePass()) chooseFeatures();
+  return true;
+}
+
+void FeatureExtractor::chooseFeatures() {
+  sortUnique(features);
+  logMessage("choose features is %d.", static_cast<int>(features.size()));
+}
+
+}  // namespace audio

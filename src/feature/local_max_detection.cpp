@@ -1,0 +1,86 @@
+#include "feature/local_max_detection.h"
+
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+#include <optional>
+
+#include "feature/neighbourhood_maximum.h"
+
+namespace audio {
+namespace {
+
+struct Matrix {
+  const float* values;
+  std::int64_t bins;
+  std::int64_t frames;
+
+  const float* row(std::int64_t frame) const noexcept { return values + frame * bins; }
+};
+
+/// The exact rule, cell by cell.
+bool standsOut(const Matrix& matrix, std::int64_t t, std::int64_t f,
+               const LocalMaxWindow& window) noexcept {
+  const float v = matrix.row(t)[f];
+  const std::int64_t first_frame = std::max<std::int64_t>(t - window.halfFrames, 0);
+  const std::int64_t last_frame = std::min<std::int64_t>(t + window.halfFrames, matrix.frames - 1);
+  const std::int64_t first_bin = std::max<std::int64_t>(f - window.halfBins, 0);
+  const std::int64_t last_bin = std::min<std::int64_t>(f + window.halfBins, matrix.bins - 1);
+  for (std::int64_t frame = first_frame; frame <= last_frame; ++frame) {
+    const float* row = matrix.row(frame);
+    for (std::int64_t bin = first_bin; bin <= last_bin; ++bin) {
+      if (frame == t && bin == f) continue;
+      if (v < row[bin] || std::fabs(v - row[bin]) < FLT_EPSILON) return false;
+    }
+  }
+  return true;
+}
+
+bool hasNeighbours(const LocalMaxWindow& window) noexcept {
+  return window.halfFrames >= 0 && window.halfBins >= 0;
+}
+
+void collectFrame(const Matrix& matrix, std::int64_t t, const LocalMaxWindow& window,
+                  const float* maxima, std::vector<LocalMaxRecorder>& candidates) {
+  const float* row = matrix.row(t);
+  for (std::int64_t f = 0; f < matrix.bins; ++f) {
+    // Only a cell that equals its window's maximum can pass. Written as "not
+    // below", so that a value that isn't a number goes to the exact rule too.
+    if (maxima && (row[f] < maxima[f] || !standsOut(matrix, t, f, window))) continue;
+    candidates.push_back({static_cast<std::int32_t>(t), static_cast<std::int32_t>(f), row[f]});
+  }
+}
+
+void keepLargest(std::vector<LocalMaxRecorder>& candidates, std::int32_t maxPerFrame,
+                 std::vector<LocalMaxRecorder>& kept) {
+  if (candidates.empty()) return;
+  std::stable_sort(candidates.begin(), candidates.end(),
+                   [](const auto& a, const auto& b) { return a.value > b.value; });
+  const auto count = std::min<std::int64_t>(static_cast<std::int64_t>(candidates.size()), maxPerFrame);
+  if (count > 0) kept.assign(candidates.begin(), candidates.begin() + count);
+  candidates.clear();
+}
+
+}  // namespace
+
+void detectLocalMaxima(const float* matrix, std::uint32_t bins, std::uint32_t frames,
+                       const LocalMaxWindow& window,
+                       std::vector<std::vector<LocalMaxRecorder>>& peaks) {
+  peaks.clear();
+  peaks.resize(frames);
+  if (frames == 0 || bins == 0) return;
+
+  const Matrix cells{matrix, bins, frames};
+  std::optional<NeighbourhoodMaximum> maximum;
+  if (hasNeighbours(window)) {
+    maximum.emplace(matrix, frames, bins, static_cast<std::uint32_t>(window.halfFrames),
+                    static_cast<std::uint32_t>(window.halfBins));
+  }
+  std::vector<LocalMaxRecorder> candidates;
+  for (std::uint32_t t = 0; t < frames; ++t) {
+    collectFrame(cells, t, window, maximum ? maximum->next() : nullptr, candidates);
+    keepLargest(candidates, window.maxPerFrame, peaks[t]);
+  }
+}
+
+}  // namespace audio

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <kiss_fft.h>
+
+#include <cstddef>
+
+namespace audio {
+
+/// Turns `count` complex values into natural-log magnitudes, floored at one
+/// millionth of the largest magnitude, minus the mean of them all.
+///
+/// Squares and their sum are formed in single precision, root and logarithm
+/// in double and narrowed; the mean's sum runs in single precision over
+/// groups of four values, each summed left to right before it joins the
+/// running sum, then over the remaining values one by one.
+///
+/// @return false when the largest magnitude is below 2^-23 (silence, or no
+///         value at all); `values` then hold the magnitudes
+bool logMagnitudes(const kiss_fft_cpx* spectrum, std::size_t count, float* values) noexcept;
+
+}  // namespace audio

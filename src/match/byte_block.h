@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+
+#include "base/c_memory.h"
+
+namespace audio {
+
+/// A block of bytes that grows without being filled, for files of any size.
+class ByteBlock {
+ public:
+  /// Makes room for `capacity` bytes and keeps what is there. False when
+  /// memory is short; the block is then unchanged.
+  bool reserve(std::size_t capacity) noexcept;
+
+  /// Gives back what lies beyond `size` bytes.
+  void shrinkTo(std::size_t size) noexcept;
+
+  unsigned char* data() noexcept { return bytes_.get(); }
+  const unsigned char* data() const noexcept { return bytes_.get(); }
+  std::size_t capacity() const noexcept { return capacity_; }
+
+ private:
+  bool resize(std::size_t capacity) noexcept;
+
+  CArray<unsigned char> bytes_;
+  std::size_t capacity_ = 0;
+};
+
+}  // namespace audio

@@ -1,0 +1,80 @@
+#include "match/look_up_table.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+namespace audio {
+namespace {
+
+constexpr std::uint64_t kMaxClaim = std::uint64_t{1} << 30;  // bytes
+constexpr std::size_t kFirstRoom = std::size_t{64} << 20;
+
+}  // namespace
+
+bool LookUpTable::init() noexcept {
+  block_ = ByteBlock();
+  size_ = 0;
+  filed_ = 0;
+  if (!offsets_) offsets_.reset(new (std::nothrow) std::uint64_t[kTableSize + 1]);
+  if (!offsets_) return false;
+  offsets_[0] = 0;
+  return true;
+}
+
+unsigned char* LookUpTable::room(std::size_t size, std::uint64_t expected) noexcept {
+  if (block_.capacity() - size_ < size) {
+    // What a sparse file promises is only asked for as it comes.
+    std::uint64_t wanted = std::max<std::uint64_t>(2 * std::uint64_t{size_}, kFirstRoom);
+    if (expected > 0) wanted = std::min(wanted, size_ + expected);
+    wanted = std::max<std::uint64_t>(wanted, std::uint64_t{size_} + size);
+    if (wanted > SIZE_MAX || !block_.reserve(static_cast<std::size_t>(wanted))) return nullptr;
+  }
+  return block_.data() + size_;
+}
+
+void LookUpTable::append(std::size_t size) noexcept {
+  size_ += size;
+  while (filed_ < kTableSize && offsets_[filed_] + kCountBytes <= size_) {
+    fileRecord(loadLittleEndian<std::uint32_t>(block_.data() + offsets_[filed_]));
+  }
+}
+
+void LookUpTable::fileRecord(std::uint32_t count) noexcept {
+  offsets_[filed_ + 1] = offsets_[filed_] + kCountBytes + std::uint64_t{kEntryBytes} * count;
+  ++filed_;
+}
+
+bool LookUpTable::complete() const noexcept {
+  return filed_ == kTableSize && offsets_[filed_] <= size_;
+}
+
+bool LookUpTable::finish() noexcept {
+  const std::uint64_t tail = offsets_[filed_];
+  if (filed_ < kTableSize && tail < size_) {
+    // A count cut in its middle keeps the bytes that are there.
+    unsigned char count[kCountBytes] = {};
+    std::memcpy(count, block_.data() + tail, size_ - static_cast<std::size_t>(tail));
+    fileRecord(loadLittleEndian<std::uint32_t>(count));
+  }
+  if (filed_ > 0 && offsets_[filed_] > size_) {
+    if (offsets_[filed_] - offsets_[filed_ - 1] - kCountBytes > kMaxClaim) return false;
+    // Zeros complete an entry cut in its middle.
+    unsigned char* padding = room(kEntryBytes, kEntryBytes);
+    if (!padding) return false;
+    std::memset(padding, 0, kEntryBytes);
+    size_ += kEntryBytes;
+  }
+  block_.shrinkTo(size_);
+  return true;
+}
+
+Bucket LookUpTable::bucket(std::uint32_t key) const noexcept {
+  if (key >= filed_) return {nullptr, 0, 0};
+  const std::uint64_t begin = offsets_[key] + kCountBytes;
+  const std::uint64_t count = (offsets_[key + 1] - begin) / kEntryBytes;
+  const std::uint64_t stored = begin < size_ ? std::min(count, (size_ - begin) / kEntryBytes) : 0;
+  return {block_.data() + begin, static_cast<std::size_t>(stored), static_cast<std::size_t>(count)};
+}
+
+}  // namespace audio

@@ -1,0 +1,90 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "base/audio_data.h"
+#include "feature/audio_feature.h"
+#include "feature/feature_extractor.h"
+#include "stream/stream_extractor.h"
+
+namespace audio {
+
+/// Analyses five seconds of a stream once per update period.
+///
+/// Packets are held until the buffer is full. The packet that finds it full
+/// starts an analysis: the held packets are fingerprinted in a single pass,
+/// the features of the first update period become the current attributes, the
+/// oldest period's packets are dropped and the new one is kept behind the rest.
+/// So from the second analysis on there is one every update period.
+///
+/// An attribute's `hashValue` holds, above 14 bits, the stream identifier, and
+/// in them a time code: analysis × (frames per update + 1) + anchor frame.
+/// Attributes of the last monitorDuration / updateRate analyses are
+/// remembered; those of the analysis before them are handed out as expired.
+///
+/// Memory stays flat: two copies of five seconds of audio, the work of one
+/// analysis, and the remembered attributes.
+class StreamAttributeExtractor : public StreamExtractor {
+ public:
+  StreamAttributeExtractor() = default;
+  StreamAttributeExtractor(const StreamAttributeExtractor&) = delete;
+  StreamAttributeExtractor& operator=(const StreamAttributeExtractor&) = delete;
+  ~StreamAttributeExtractor() override;
+
+  /// Refused, changing nothing: a zero duration, rate or packet length, an
+  /// update period of no packet or of more than the buffer holds, lengths
+  /// beyond 32 bits ("input bad parameters, update_rate = %d, sample rate =
+  /// %d, monitor_win_len = %d, input_audio_packet_len = %d."), and a monitor
+  /// duration that isn't a multiple of the update period ("monitor_duration %
+  /// update_rate must be zero."). Fails also with "alloc feature extractor
+  /// failed.", the extractor's messages, or without one when the buffer can't
+  /// be created; the object is then to be destroyed or initialised again.
+  bool init(std::uint32_t streamId, std::uint32_t updateRate, std::uint32_t monitorDuration,
+            std::uint32_t sampleRate, std::uint32_t channels, std::uint32_t packetLen) override;
+
+  /// Failures: "input a null packet." (the lists keep their contents), "input
+  /// packet does not match the stream." (shape or rate differ from `init`'s),
+  /// "copy audio data failed." (no memory), "feature extractor load audio
+  /// failed.". They leave both lists empty and the held packets as they were.
+  bool update(const AudioData* packet) override;
+
+  const std::vector<AudioAttribute>& currentAttributes() const noexcept override {
+    return current_attributes_;
+  }
+  const std::vector<AudioAttribute>& expiredAttributes() const noexcept override {
+    return expired_attributes_;
+  }
+
+ private:
+  void reset() noexcept;
+  bool initFeatureExtractor();
+  bool matchesStream(const AudioData& packet) const noexcept;
+  bool analyse();
+  void concatenate() noexcept;
+  std::vector<AudioFeature> featuresOfFirstPeriod() const;
+  void makeAttributes(const AudioFeature* features, std::uint32_t streamId, std::size_t count,
+                      AudioAttribute* out) const noexcept;
+  void rememberAttributes();
+  void dropOldestPeriod() noexcept;
+
+  std::uint32_t stream_id_ = 0;
+  std::uint32_t sample_rate_ = 0;
+  std::uint32_t input_audio_packet_len_ = 0;
+  std::uint32_t monitor_duration_ = 0;
+  std::uint32_t buffer_packets_ = 0;
+  std::uint32_t packets_per_update_ = 0;
+  std::uint32_t update_count_ = 0;
+  std::uint32_t slot_count_ = 0;
+  std::uint32_t update_frames_ = 0;
+  std::uint32_t buffered_packets_ = 0;
+  std::vector<AudioDataPtr> packets_;
+  AudioDataPtr buffer_;
+  std::vector<AudioAttribute> current_attributes_;
+  std::vector<std::vector<AudioAttribute>> attribute_slots_;
+  std::vector<AudioAttribute> expired_attributes_;
+  std::unique_ptr<FeatureExtractor> feature_extractor_;
+};
+
+}  // namespace audio
