@@ -99,27 +99,38 @@ std::string AudioDatabase::audioName(std::int32_t audioIndex) const {
   return name;
 }
 
+namespace {
+
+/// Writes one hit per entry; returns the place behind the last.
+AudioHashHit* appendHits(const Bucket& bucket, std::uint32_t startTime, AudioHashHit* out) noexcept {
+  for (std::size_t i = 0; i < bucket.stored; ++i) {
+    *out++ = hitOf(loadLittleEndian<std::uint64_t>(bucket.entries + i * kEntryBytes), startTime);
+  }
+  return std::fill_n(out, bucket.count - bucket.stored, hitOf(0, startTime));
+}
+
+}  // namespace
+
 bool AudioDatabase::extractHits(const std::vector<AudioFeature>& features,
                                 std::vector<AudioHashHit>& hits) const {
   hits.clear();
   std::size_t total = 0;
-  for (const AudioFeature& feature : features) total += look_up_table_.bucket(feature.hashKey).count;
-  hits.reserve(total);
+  for (const AudioFeature& feature : features) total += bucket(feature.hashKey).count;
+  hits.resize(total);
 
   // Buckets lie anywhere in memory: a group of them is asked for before the
   // first of the group is read.
   constexpr std::size_t kGroup = 32;
   Bucket buckets[kGroup];
+  AudioHashHit* next = hits.data();
   for (std::size_t first = 0; first < features.size(); first += kGroup) {
     const std::size_t size = std::min(kGroup, features.size() - first);
     for (std::size_t i = 0; i < size; ++i) {
-      buckets[i] = look_up_table_.bucket(features[first + i].hashKey);
+      buckets[i] = bucket(features[first + i].hashKey);
       __builtin_prefetch(buckets[i].entries);
     }
     for (std::size_t i = 0; i < size; ++i) {
-      for (std::size_t j = 0; j < buckets[i].count; ++j) {
-        hits.push_back(hitOf(buckets[i][j], features[first + i].startTime));
-      }
+      next = appendHits(buckets[i], features[first + i].startTime, next);
     }
   }
   if (hits.empty()) {

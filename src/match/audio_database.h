@@ -49,6 +49,9 @@ class AudioDatabase {
   bool extractHits(const std::vector<AudioFeature>& features,
                    std::vector<AudioHashHit>& hits) const;
 
+  /// The entries under a hash key; a view into the database.
+  Bucket bucket(std::uint32_t hashKey) const noexcept { return look_up_table_.bucket(hashKey); }
+
   /// Number of names.
   std::size_t audioCount() const noexcept { return audio_names_.size(); }
 

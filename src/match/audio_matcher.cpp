@@ -4,7 +4,6 @@
 
 #include "base/logger.h"
 #include "match/attribute_hits.h"
-#include "match/hit_groups.h"
 #include "match/match_ranking.h"
 
 namespace audio {
@@ -83,7 +82,6 @@ bool AudioMatcher::matchAudio(const AudioData* audioData) {
   hit_count_ = hits.size();
   logMessage("features num: %d", static_cast<int>(features_.size()));
   logMessage("attribute num: %d", static_cast<int>(hits.size()));
-  sortByAudioIndex(hits);
   best_match_index_ = scoreHits(hits);
   if (best_match_index_ < 0) {
     logMessage("matched failed.");
@@ -103,9 +101,7 @@ bool AudioMatcher::matchAudioByFeaturesAndAttributes(const std::vector<AudioFeat
     logMessage("audio attributes is empty.");
     return false;
   }
-  std::vector<AudioHashHit> hits = attributeHits(features, attributes);
-  sortByAudioIndex(hits);
-  best_match_index_ = scoreHits(hits);
+  best_match_index_ = scoreHits(attributeHits(features, attributes));
   if (best_match_index_ == -1) {
     logMessage("matched failed.");
     return false;

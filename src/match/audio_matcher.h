@@ -21,7 +21,7 @@ namespace audio {
 /// A matcher is made empty. `init` gives it an extractor and, with a path, a
 /// database; the third service needs neither. No failure leaves it unusable.
 /// One thread at a time; all matchers of a process draw from one random
-/// sequence (see drawRandom).
+/// sequence (see RandomDraws).
 class AudioMatcher {
  public:
   AudioMatcher() = default;

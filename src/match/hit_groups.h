@@ -9,21 +9,21 @@
 
 namespace audio {
 
-/// Orders hits by audio index, signed ascending; hits of one audio keep their
-/// order.
-void sortByAudioIndex(std::vector<AudioHashHit>& hits);
-
-/// The hits of one audio. A view into the sorted hits.
+/// The hits of one audio: what scoring needs of them.
 struct HitGroup {
   std::int32_t audio_index;
-  std::int32_t hit_count;
-  std::span<const AudioHashHit> hits;
+  std::vector<std::int32_t> offsets;  ///< time offsets, in the order of the hits
+
+  /// Number of the group's hits.
+  std::size_t hitCount() const noexcept { return offsets.size(); }
 };
 
-/// The `maxGroups` groups with the most hits, most first; groups of equal size
-/// in the order of their audio indices.
+/// The `maxGroups` audios with the most hits, most first; audios with equally
+/// many in the order of their indices, signed ascending.
 ///
-/// @param hits  sorted by audio index; outlives the result
+/// This is what sorting all hits by audio, splitting them into runs and
+/// sorting the runs by length gives, without the sorting: hits are counted by
+/// audio, and only those of the groups asked for are collected.
 std::vector<HitGroup> largestGroups(std::span<const AudioHashHit> hits, std::size_t maxGroups);
 
 }  // namespace audio

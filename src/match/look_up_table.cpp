@@ -8,7 +8,7 @@ namespace audio {
 namespace {
 
 constexpr std::uint64_t kMaxClaim = std::uint64_t{1} << 30;  // bytes
-constexpr std::size_t kFirstRoom = std::size_t{64} << 20;
+constexpr std::uint64_t kFirstRoom = std::uint64_t{64} << 20;
 
 }  // namespace
 
@@ -23,14 +23,20 @@ bool LookUpTable::init() noexcept {
 }
 
 unsigned char* LookUpTable::room(std::size_t size, std::uint64_t expected) noexcept {
-  if (block_.capacity() - size_ < size) {
-    // What a sparse file promises is only asked for as it comes.
-    std::uint64_t wanted = std::max<std::uint64_t>(2 * std::uint64_t{size_}, kFirstRoom);
-    if (expected > 0) wanted = std::min(wanted, size_ + expected);
-    wanted = std::max<std::uint64_t>(wanted, std::uint64_t{size_} + size);
-    if (wanted > SIZE_MAX || !block_.reserve(static_cast<std::size_t>(wanted))) return nullptr;
+  if (block_.capacity() - size_ >= size) return block_.data() + size_;
+  // One block of the file's size, or, where that isn't known or is more than
+  // there is memory for (a sparse file promises anything), one that doubles.
+  const std::uint64_t least = std::uint64_t{size_} + size;
+  const std::uint64_t whole = std::max(size_ + expected, least);
+  const std::uint64_t doubled = std::max({2 * std::uint64_t{size_}, kFirstRoom, least});
+  if (expected == 0 || !reserve(whole)) {
+    if (!reserve(doubled)) return nullptr;
   }
   return block_.data() + size_;
+}
+
+bool LookUpTable::reserve(std::uint64_t capacity) noexcept {
+  return capacity <= PTRDIFF_MAX && block_.reserve(static_cast<std::size_t>(capacity));
 }
 
 void LookUpTable::append(std::size_t size) noexcept {

@@ -50,6 +50,7 @@ class LookUpTable {
   Bucket bucket(std::uint32_t key) const noexcept;
 
  private:
+  bool reserve(std::uint64_t capacity) noexcept;
   void fileRecord(std::uint32_t count) noexcept;
 
   ByteBlock block_;

@@ -18,7 +18,7 @@ struct Match {
 /// Scores the 20 audios with the most hits and ranks them by agreeing hits,
 /// most first; equals in the order of their hit counts, then indices.
 ///
-/// @param hits  sorted by audio index
+/// @param hits  in any order
 std::vector<Match> rankMatches(std::span<const AudioHashHit> hits);
 
 }  // namespace audio

@@ -5,34 +5,53 @@
 #include <cfloat>
 #include <climits>
 #include <cmath>
+#include <utility>
 
+#include "match/offset_sort.h"
 #include "match/random_draw.h"
 
 namespace audio {
 
-OffsetConsensus::OffsetConsensus(std::span<const AudioHashHit> hits)
-    : offsets_(hits.size()), sums_(hits.size() + 1) {
-  std::transform(hits.begin(), hits.end(), offsets_.begin(),
-                 [](const AudioHashHit& hit) { return hit.time_offset; });
-  std::sort(offsets_.begin(), offsets_.end());
+namespace {
+
+/// The end of the run of offsets from `from` on, up to `end`, that `agrees`
+/// accepts. Most runs are short, so a few steps come before the bisection.
+template <typename Iterator, typename Agrees>
+Iterator runEnd(Iterator from, Iterator end, Agrees agrees) noexcept {
+  for (int step = 0; step < 8; ++step, ++from) {
+    if (from == end || !agrees(*from)) return from;
+  }
+  return std::partition_point(from, end, agrees);
+}
+
+}  // namespace
+
+OffsetConsensus::OffsetConsensus(std::vector<std::int32_t> offsets)
+    : offsets_(std::move(offsets)), sums_(offsets_.size() + 1) {
+  sortOffsets(offsets_);
   for (std::size_t i = 0; i < offsets_.size(); ++i) sums_[i + 1] = sums_[i] + offsets_[i];
 }
 
-OffsetConsensus::Score OffsetConsensus::score(std::int32_t pivot) const noexcept {
+OffsetConsensus::Score OffsetConsensus::score(std::size_t hit) const noexcept {
+  const std::int32_t pivot = offsets_[hit];
   if (pivot < INT_MIN + kOffsetTolerance || pivot > INT_MAX - kOffsetTolerance) {
     return scoreAcrossWrap(pivot);
   }
-  const auto begin = offsets_.begin();
-  const auto first = std::lower_bound(begin, offsets_.end(), pivot - kOffsetTolerance);
-  const auto middle = std::lower_bound(first, offsets_.end(), pivot);
-  const auto end = std::upper_bound(middle, offsets_.end(), pivot + kOffsetTolerance);
-  const auto sum = [&](auto from, auto to) { return sums_[static_cast<std::size_t>(to - begin)] -
-                                                    sums_[static_cast<std::size_t>(from - begin)]; };
-  const std::int64_t below = std::int64_t{pivot} * (middle - first) - sum(first, middle);
-  const std::int64_t above = sum(middle, end) - std::int64_t{pivot} * (end - middle);
-  const auto count = static_cast<std::uint64_t>(end - first);
-  return {count, static_cast<std::uint64_t>(below + above) +
-                     std::uint64_t{kOffsetTolerance} * (offsets_.size() - count)};
+  const auto end = static_cast<std::size_t>(
+      runEnd(offsets_.begin() + static_cast<std::ptrdiff_t>(hit), offsets_.end(),
+             [pivot](std::int32_t offset) { return offset <= pivot + kOffsetTolerance; }) -
+      offsets_.begin());
+  const auto before = static_cast<std::size_t>(
+      runEnd(offsets_.rend() - static_cast<std::ptrdiff_t>(hit), offsets_.rend(),
+             [pivot](std::int32_t offset) { return offset >= pivot - kOffsetTolerance; }) -
+      (offsets_.rend() - static_cast<std::ptrdiff_t>(hit)));
+  const std::size_t first = hit - before;
+  const std::int64_t below =
+      std::int64_t{pivot} * static_cast<std::int64_t>(before) - (sums_[hit] - sums_[first]);
+  const std::int64_t above =
+      sums_[end] - sums_[hit] - std::int64_t{pivot} * static_cast<std::int64_t>(end - hit);
+  return {end - first, static_cast<std::uint64_t>(below + above) +
+                           std::uint64_t{kOffsetTolerance} * (offsets_.size() - (end - first))};
 }
 
 /// The plain count: next to the ends of the 32-bit range the agreeing offsets
@@ -73,15 +92,16 @@ std::uint32_t drawLimit(std::uint64_t count, std::size_t n, std::uint32_t curren
 
 }  // namespace
 
-std::uint32_t countConsistentHits(std::span<const AudioHashHit> hits, std::uint32_t maxIterations) {
-  const OffsetConsensus consensus(hits);
+std::uint32_t countConsistentHits(std::vector<std::int32_t> offsets, std::uint32_t maxIterations) {
+  const OffsetConsensus consensus(std::move(offsets));
   const std::size_t n = consensus.hitCount();
+  RandomDraws draw;
   OffsetConsensus::Score best{0, INT_MAX};
   std::uint32_t draws = 0;
   std::uint32_t limit = maxIterations;
   do {
     ++draws;
-    const OffsetConsensus::Score drawn = consensus.score(consensus.offset(drawRandom() % n));
+    const OffsetConsensus::Score drawn = consensus.score(draw.next() % n);
     if (drawn.count >= best.count && drawn.error < best.error) {
       if (drawn.count > best.count) limit = drawLimit(drawn.count, n, limit, maxIterations);
       best = drawn;

@@ -1,10 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <span>
 #include <vector>
-
-#include "match/audio_hash_hit.h"
 
 namespace audio {
 
@@ -13,8 +11,8 @@ inline constexpr std::int32_t kOffsetTolerance = 4;
 
 /// How the hits of one audio agree in their time offset.
 ///
-/// With the offsets sorted, the hits that agree with a pivot are a range; sums
-/// over prefixes give its error without a visit to each hit.
+/// With the offsets sorted, the hits that agree with a pivot are a range around
+/// it; sums over prefixes give its error without a visit to each hit.
 class OffsetConsensus {
  public:
   /// How well the hits agree with one pivot.
@@ -23,16 +21,14 @@ class OffsetConsensus {
     std::uint64_t error;  ///< their distances, and the tolerance for every other hit
   };
 
-  /// @param hits  those of one audio, in any order; not kept
-  explicit OffsetConsensus(std::span<const AudioHashHit> hits);
+  /// @param offsets  those of one audio's hits, in any order
+  explicit OffsetConsensus(std::vector<std::int32_t> offsets);
 
   std::size_t hitCount() const noexcept { return offsets_.size(); }
-  /// The offset of hit number `i` in ascending order.
-  std::int32_t offset(std::size_t i) const noexcept { return offsets_[i]; }
 
-  /// Scores a pivot. Differences are taken in 32 bits and wrap; one of 2^31
-  /// is a disagreement.
-  Score score(std::int32_t pivot) const noexcept;
+  /// Scores the offset of hit number `hit`, in ascending order of offsets.
+  /// Differences are taken in 32 bits and wrap; one of 2^31 is a disagreement.
+  Score score(std::size_t hit) const noexcept;
 
  private:
   Score scoreAcrossWrap(std::int32_t pivot) const noexcept;
@@ -42,12 +38,12 @@ class OffsetConsensus {
 };
 
 /// The largest number of hits found to agree, by a randomised search: a hit
-/// drawn at random is the pivot, and the search ends when all agree or when it
-/// has drawn often enough to have met an agreeing pair with 99.9 %
+/// drawn at random is the pivot, and the search ends when all agree or when
+/// more draws are unlikely (0.1 %) to find a larger agreement
 /// (M. Fischler and R. Bolles, "Random sample consensus", 1981).
 ///
-/// @param hits           those of one audio, at least one
-/// @param maxIterations  cap; one draw more than it is made at most
-std::uint32_t countConsistentHits(std::span<const AudioHashHit> hits, std::uint32_t maxIterations);
+/// @param offsets        those of one audio's hits, at least one
+/// @param maxIterations  cap; at most one draw more than it is made
+std::uint32_t countConsistentHits(std::vector<std::int32_t> offsets, std::uint32_t maxIterations);
 
 }  // namespace audio

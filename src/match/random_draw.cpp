@@ -1,16 +1,16 @@
 #include "match/random_draw.h"
 
 #include <cstdlib>
-#include <mutex>
 
 namespace audio {
+namespace {
 
-std::uint32_t drawRandom() noexcept {
-  // The C library guards its one generator state against nobody. The lock is
-  // held for the few nanoseconds of one step.
-  static constinit std::mutex generator;
-  const std::lock_guard lock(generator);
-  return static_cast<std::uint32_t>(lrand48());
-}
+constinit std::mutex sequence;
+
+}  // namespace
+
+RandomDraws::RandomDraws() : hold_(sequence) {}
+
+std::uint32_t RandomDraws::next() noexcept { return static_cast<std::uint32_t>(lrand48()); }
 
 }  // namespace audio

@@ -1,0 +1,93 @@
+// A database of ten million entries: loading it against reading its file, and
+// a query against visiting the buckets it names.
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include "match/audio_database.h"
+#include "match/look_up_table.h"
+#include "match/match_ranking.h"
+#include "paired_run.h"
+#include "synthetic_database.h"
+
+namespace {
+
+const bench::SyntheticDatabase& tenMillionEntries() {
+  static const bench::SyntheticDatabase database(500, 20000);
+  return database;
+}
+
+/// Reads the file once, in pieces of 1 MiB, into fresh memory of its size.
+void readWhole(const std::string& path, std::uint64_t bytes) {
+  constexpr std::size_t kPiece = std::size_t{1} << 20;
+  const std::unique_ptr<unsigned char, decltype(&std::free)> memory(
+      static_cast<unsigned char*>(std::malloc(bytes)), &std::free);
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  std::size_t size = 0;
+  while (const std::size_t got = std::fread(memory.get() + size, 1, std::min(kPiece, bytes - size), file)) {
+    size += got;
+  }
+  std::fclose(file);
+  if (size != bytes) std::abort();
+  benchmark::DoNotOptimize(memory.get());
+}
+
+/// Reads the file once through one reused buffer of 1 MiB.
+void readThrough(const std::string& path) {
+  static std::vector<unsigned char> buffer(std::size_t{1} << 20);
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  while (std::fread(buffer.data(), 1, buffer.size(), file) > 0) benchmark::DoNotOptimize(buffer.data());
+  std::fclose(file);
+}
+
+void load(const std::string& path) {
+  audio::AudioDatabase database;
+  if (!database.load(path.c_str())) std::abort();
+  benchmark::DoNotOptimize(&database);
+}
+
+void loadAgainstKeeping(benchmark::State& state) {
+  const auto& file = tenMillionEntries();
+  bench::pairedRun(
+      state, [&] { load(file.path()); }, [&] { readWhole(file.path(), file.bytes()); });
+  state.counters["limit"] = 1.5;
+}
+
+void loadAgainstPassing(benchmark::State& state) {
+  const auto& file = tenMillionEntries();
+  bench::pairedRun(
+      state, [&] { load(file.path()); }, [&] { readThrough(file.path()); });
+}
+
+void query(benchmark::State& state) {
+  const auto& file = tenMillionEntries();
+  audio::AudioDatabase database;
+  if (!database.load(file.path().c_str())) std::abort();
+  const auto features = bench::syntheticFeatures(103, 10, false);
+  std::vector<audio::AudioHashHit> hits;
+  const auto match = [&] {
+    if (!database.extractHits(features, hits)) std::abort();
+    benchmark::DoNotOptimize(audio::rankMatches(hits));
+  };
+  const auto visit = [&] {
+    std::uint64_t sum = 0;
+    for (const auto& feature : features) {
+      const audio::Bucket bucket = database.bucket(feature.hashKey);
+      for (std::size_t i = 0; i < bucket.count; ++i) sum += bucket[i];
+    }
+    benchmark::DoNotOptimize(sum);
+  };
+  bench::pairedRun(state, match, visit);
+  state.counters["limit"] = 3.0;
+  state.counters["features"] = static_cast<double>(features.size());
+  state.counters["hits"] = static_cast<double>(hits.size());
+}
+
+BENCHMARK(loadAgainstKeeping)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(15);
+BENCHMARK(loadAgainstPassing)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(15);
+BENCHMARK(query)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(100);
+
+}  // namespace

@@ -1,0 +1,82 @@
+// Multi-pass extraction against nothing but the library calls that it can't
+// do without.
+
+#include <benchmark/benchmark.h>
+#include <kiss_fft.h>
+#include <libresample.h>
+
+#include <cstdlib>
+#include <vector>
+
+#include "feature/feature_extractor.h"
+#include "paired_run.h"
+#include "synthetic_audio.h"
+
+namespace {
+
+constexpr std::uint32_t kSeconds = 60;
+constexpr std::uint32_t kRate = 8000;
+constexpr std::uint32_t kFrame = 512;
+constexpr std::uint32_t kHop = 256;
+constexpr double kPassStarts[] = {0.0, 0.008, 0.016, 0.024};
+
+/// As many transforms as the four passes over `samples` at 8000 Hz make.
+void bareTransforms(const std::vector<std::uint32_t>& samplesPerPass) {
+  const kiss_fft_cfg fft = kiss_fft_alloc(kFrame, 0, nullptr, nullptr);
+  std::vector<kiss_fft_cpx> in(kFrame, {0.5f, 0.0f});
+  std::vector<kiss_fft_cpx> out(kFrame);
+  for (const std::uint32_t samples : samplesPerPass) {
+    for (std::uint32_t t = 0; t < (samples - kHop) / kHop; ++t) kiss_fft(fft, in.data(), out.data());
+  }
+  benchmark::DoNotOptimize(out.data());
+  std::free(fft);
+}
+
+void extract(audio::FeatureExtractor& extractor, const audio::AudioData& audio) {
+  if (!extractor.loadAudio(&audio) || !extractor.extractFeatures()) std::abort();
+  benchmark::DoNotOptimize(extractor.getFeatures().data());
+}
+
+void extraction8kMono(benchmark::State& state) {
+  const auto audio = bench::syntheticMusic(1, kSeconds, 1, kRate);
+  audio::FeatureExtractor extractor;
+  extractor.init(false);
+  std::vector<std::uint32_t> samples;
+  for (const double start : kPassStarts) {
+    samples.push_back(kSeconds * kRate - static_cast<std::uint32_t>(start * kRate + 0.5));
+  }
+  bench::pairedRun(
+      state, [&] { extract(extractor, *audio); }, [&] { bareTransforms(samples); });
+  state.counters["limit"] = 2.2;
+}
+
+void extraction44kStereo(benchmark::State& state) {
+  constexpr std::uint32_t kSource = 44100;
+  const auto audio = bench::syntheticMusic(2, kSeconds, 2, kSource);
+  audio::FeatureExtractor extractor;
+  extractor.init(false);
+  void* resampler = resample_open(1, 0.1, 10.0);
+  std::vector<float> mono(audio->channelData(0), audio->channelData(0) + audio->dataLen());
+  const auto baseline = [&] {
+    std::vector<std::uint32_t> samples;
+    for (const double start : kPassStarts) {
+      const auto first = static_cast<std::uint32_t>(start * kSource + 0.5);
+      const auto length = static_cast<std::uint32_t>(mono.size()) - first;
+      std::vector<float> out(static_cast<std::size_t>(length * (1.0 * kRate / kSource) + 0.5));
+      int used = 0;
+      resample_process(resampler, 1.0 * kRate / kSource, mono.data() + first,
+                       static_cast<int>(length), 1, &used, out.data(),
+                       static_cast<int>(out.size()));
+      samples.push_back(static_cast<std::uint32_t>(out.size()));
+    }
+    bareTransforms(samples);
+  };
+  bench::pairedRun(state, [&] { extract(extractor, *audio); }, baseline);
+  state.counters["limit"] = 1.15;
+  resample_close(resampler);
+}
+
+BENCHMARK(extraction8kMono)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(30);
+BENCHMARK(extraction44kStereo)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(7);
+
+}  // namespace

@@ -1,0 +1,12 @@
+#include <benchmark/benchmark.h>
+
+#include "base/logger.h"
+
+int main(int argc, char** argv) {
+  audio::gLogger.setEnabled(false);
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}

@@ -1,0 +1,142 @@
+package com.vexa.norvu.kestr.audiomatch;
+
+import static org.junit.Assert.*;
+
+import org.junit.Test;
+
+/** Matches whose outcome is worked out by hand. */
+public class AudioMatchServerTest {
+    /** Features with keys 7, 9 and 7 at frames 10, 20 and 40. */
+    private final AudioFeature[] features = {
+        new AudioFeature(10, 7), new AudioFeature(20, 9), new AudioFeature(40, 7),
+    };
+
+    private static AudioAttribute heard(long stream, long time, long key) {
+        return new AudioAttribute(stream << 14 | time, key);
+    }
+
+    private static AudioAttribute[] list(AudioAttribute... attributes) {
+        return attributes;
+    }
+
+    @Test
+    public void theBestStreamIsTheOneWhoseTimesAgree() {
+        // Stream 5 agrees twice at offset 100; stream 6 and the attribute that no feature takes
+        // count one each: (2 - 1) / (2 + 1).
+        AudioAttribute[] attributes = list(
+                heard(5, 110, 7), heard(6, 110, 7), heard(5, 120, 9), heard(6, 130, 5));
+        AudioMatchServer.Result result = AudioMatchServer.match(features, attributes);
+        assertEquals(5, result.index());
+        assertEquals(1f / 3, result.discrimination(), 0);
+
+        float[] discrimination = {7, 7};
+        assertEquals(5, nativeMatch(features, attributes, discrimination));
+        assertArrayEquals(new float[] {1f / 3, 7}, discrimination, 0);
+        assertEquals(5, nativeMatch(features, attributes, null));
+        assertEquals(5, nativeMatch(features, attributes, new float[0]));
+    }
+
+    @Test
+    public void attributesInTheWrongOrderAreNoMatch() {
+        // Key 9 comes first, so no feature takes the two of key 7; together they beat the one.
+        AudioAttribute[] attributes = list(
+                heard(5, 120, 9), heard(5, 110, 7), heard(5, 111, 8), heard(5, 112, 8));
+        float[] discrimination = {7};
+        assertEquals(-1, nativeMatch(features, attributes, discrimination));
+        assertEquals(7, discrimination[0], 0);
+        AudioMatchServer.Result result = AudioMatchServer.match(features, attributes);
+        assertFalse(result.isMatched());
+        assertEquals(0, result.discrimination(), 0);
+    }
+
+    @Test
+    public void numbersAreCutToTheirWidth() {
+        AudioFeature[] wide = {new AudioFeature((3L << 32) + 10, 0x100000007L)};
+        // Bits from 46 on don't count, and ids from 2^31 are negative as an index.
+        long id = 0x80000001L;
+        AudioAttribute[] attributes = list(
+                heard(id | 0xABCDL << 32, 110, (5L << 32) + 7), heard(id, 111, 7));
+        assertEquals(id, attributes[0].streamId());
+        AudioMatchServer.Result result = AudioMatchServer.match(wide, attributes);
+        assertTrue(result.isMatched());
+        assertEquals(-0x7FFFFFFFL, result.index());
+        assertEquals(id, result.streamId());
+        assertEquals("both attributes are of one stream", 1, result.discrimination(), 0);
+    }
+
+    @Test
+    public void missingArraysAndElementsAreNoMatch() {
+        // The first feature and these attributes would be a match by themselves.
+        AudioAttribute[] attributes = list(heard(5, 110, 7), heard(5, 110, 7));
+        float[] discrimination = {7};
+        assertEquals(-1, nativeMatch(null, attributes, discrimination));
+        assertEquals(-1, nativeMatch(features, null, discrimination));
+        assertEquals(-1, nativeMatch(new AudioFeature[0], attributes, discrimination));
+        assertEquals(-1, nativeMatch(features, list(), discrimination));
+        assertEquals(-1, nativeMatch(
+                new AudioFeature[] {features[0], null}, attributes, discrimination));
+        assertEquals(-1, nativeMatch(
+                features, list(attributes[0], attributes[1], null), discrimination));
+        assertEquals(7, discrimination[0], 0);
+        assertFalse(AudioMatchServer.match(features, list()).isMatched());
+    }
+
+    @Test
+    public void theIndexHoldsEachAttributeAsOftenAsItWasAdded() {
+        AudioAttribute twice = heard(5, 110, 7);
+        AudioAttribute once = heard(6, 111, 7);
+        AttributeIndex index = new AttributeIndex();
+        index.apply(new AudioAttributeExtractor.Update(list(twice, once, twice), list()));
+        index.apply(new AudioAttributeExtractor.Update(list(heard(5, 120, 9)),
+                list(heard(5, 110, 7), heard(5, 110, 8), heard(5, 111, 7))));
+        assertEquals(3, index.size());
+        assertArrayEquals(list(once, twice),
+                index.lookUp(new AudioFeature[] {new AudioFeature(0, 7)}));
+        index.remove(list(twice, twice, once, heard(5, 120, 9)));
+        assertEquals(0, index.size());
+        assertEquals(0, index.lookUp(features).length);
+    }
+
+    @Test
+    public void lookUpGroupsByFeatureAndMovesTheTimesOfARun() {
+        AttributeIndex index = new AttributeIndex();
+        index.add(list(heard(5, 160, 9), heard(5, 140, 7), heard(6, 20, 7)));
+        // Nothing has key 8, so nothing ends the run of key 7 until key 9 does.
+        AudioFeature[] runs = {
+            new AudioFeature(10, 7), new AudioFeature(15, 8), new AudioFeature(40, 7),
+            new AudioFeature(50, 9), new AudioFeature(60, 7),
+        };
+        assertArrayEquals(
+                list(heard(5, 140, 7), heard(6, 20, 7),
+                        heard(5, 110, 7), heard(6, 16384 + 20 - 30, 7), // 30 frames later.
+                        heard(5, 160, 9),
+                        heard(5, 140, 7), heard(6, 20, 7)),
+                index.lookUp(runs));
+        assertEquals("what the index holds is unchanged", 140,
+                index.lookUp(new AudioFeature[] {runs[0]})[0].timeCode());
+    }
+
+    @Test
+    public void aRecordingIsFoundByTheLaterFeaturesOfItsRuns() {
+        // Stream 5 plays the recording from frame 100 on but holds only the second feature of each
+        // key: three features agree. Stream 6 has one by chance: (3 - 1) / (3 + 1).
+        AudioFeature[] recording = {
+            new AudioFeature(10, 7), new AudioFeature(40, 7),
+            new AudioFeature(20, 9), new AudioFeature(60, 9),
+            new AudioFeature(5, 11), new AudioFeature(70, 11),
+        };
+        AttributeIndex index = new AttributeIndex();
+        index.add(list(
+                heard(5, 140, 7), heard(5, 160, 9), heard(5, 170, 11), heard(6, 300, 9)));
+        AudioMatchServer.Result result =
+                AudioMatchServer.match(recording, index.lookUp(recording));
+        assertEquals(5, result.streamId());
+        assertEquals(0.5f, result.discrimination(), 0);
+    }
+
+    private static long nativeMatch(
+            AudioFeature[] features, AudioAttribute[] attributes, float[] discrimination) {
+        return AudioMatchServer.nativeMatchAudioByFeaturesAndAttributes(
+                features, attributes, discrimination);
+    }
+}

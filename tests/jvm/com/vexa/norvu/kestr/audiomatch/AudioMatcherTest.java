@@ -1,0 +1,103 @@
+package com.vexa.norvu.kestr.audiomatch;
+
+import static org.junit.Assert.*;
+
+import java.io.File;
+import java.io.FileOutputStream;
+import java.io.IOException;
+import java.util.ArrayList;
+import java.util.List;
+import org.junit.Rule;
+import org.junit.Test;
+import org.junit.rules.TemporaryFolder;
+
+/** Databases on disk, and the strings that cross between Java, the engine and the file system. */
+public class AudioMatcherTest {
+    private static final int FRAMES = 24000;
+
+    @Rule public final TemporaryFolder folder = new TemporaryFolder();
+
+    @Test
+    public void namesArriveAsValidStrings() throws Exception {
+        byte[][] names = {
+            "plain".getBytes("UTF-8"),
+            "\u041C\u0443\u0437\u044B\u043A\u0430 \u00E9".getBytes("UTF-8"),
+            "\uD83C\uDFB5 beat".getBytes("UTF-8"), // Four bytes in UTF-8, two chars in Java.
+            {'a', (byte) 0xFF, 'b'},
+            {},
+        };
+        String[] expected = {
+            "plain", "\u041C\u0443\u0437\u044B\u043A\u0430 \u00E9", "\uD83C\uDFB5 beat",
+            "a\uFFFDb", "",
+        };
+        AudioFeature[][] features = new AudioFeature[names.length][];
+        for (int i = 0; i < names.length; i++) {
+            features[i] = TestAudio.features(TestAudio.tones(i, FRAMES));
+        }
+        File file = folder.newFile();
+        TestAudio.writeDatabase(file, names, features);
+        try (AudioMatcher matcher = new AudioMatcher(file.getPath())) {
+            for (int i = 0; i < names.length; i++) {
+                AudioMatcher.Result result =
+                        matcher.match(TestAudio.tones(i, FRAMES), 1, TestAudio.RATE);
+                assertTrue("a match, even if its name is empty", result.isMatched());
+                assertEquals(expected[i], result.name());
+            }
+            AudioMatcher.Result silence = matcher.match(new short[FRAMES], 1, TestAudio.RATE);
+            assertFalse(silence.isMatched());
+            assertEquals(-1, silence.level());
+        }
+    }
+
+    @Test
+    public void pathsReachTheFileSystem() throws Exception {
+        short[] pcm = TestAudio.tones(1, FRAMES);
+        File file = new File(folder.getRoot(), "\u0431\u0430\u0437\u0430 \u00E9 \uD83C\uDFB5.db");
+        TestAudio.writeDatabase(file, new byte[][] {{'o', 'n', 'e'}}, TestAudio.features(pcm));
+        try (AudioMatcher matcher = new AudioMatcher(file.getPath())) {
+            assertEquals("one", matcher.match(pcm, 1, TestAudio.RATE).name());
+        }
+    }
+
+    @Test
+    public void theLevelTellsHowClearlyTheBestWon() throws Exception {
+        AudioFeature[] all = TestAudio.features(TestAudio.tones(1, 10 * FRAMES));
+        // The rival's part of the features, in tenths, and the level: with parts of 7, 4 and 2
+        // tenths the discrimination is about 3/17, 6/14 and 8/12.
+        int[][] cases = {{7, 0}, {4, 1}, {2, 2}};
+        for (int[] c : cases) {
+            List<AudioFeature> part = new ArrayList<>();
+            for (int i = 0; i < all.length; i++) {
+                if (i % 10 < c[0]) {
+                    part.add(all[i]);
+                }
+            }
+            File file = folder.newFile();
+            TestAudio.writeDatabase(file, new byte[][] {{'r'}, {'b'}},
+                    part.toArray(new AudioFeature[0]), all);
+            try (AudioMatcher matcher = new AudioMatcher(file.getPath())) {
+                AudioMatcher.Result result =
+                        matcher.match(TestAudio.tones(1, 10 * FRAMES), 1, TestAudio.RATE);
+                assertEquals("b", result.name());
+                assertEquals("rival has " + c[0] + "/10", c[1], result.level());
+            }
+        }
+    }
+
+    @Test
+    public void aDatabaseThatCannotBeUsedIsNamed() throws Exception {
+        File missing = new File(folder.getRoot(), "missing.db");
+        File bad = folder.newFile("bad.db");
+        try (FileOutputStream out = new FileOutputStream(bad)) {
+            out.write("not a database".getBytes("UTF-8"));
+        }
+        File[] files = {missing, bad, folder.getRoot()};
+        String[] reasons = {"no such file", "not a fingerprint database", "not a file"};
+        for (int i = 0; i < files.length; i++) {
+            String path = files[i].getPath();
+            String message =
+                    assertThrows(IOException.class, () -> new AudioMatcher(path)).getMessage();
+            assertTrue(message, message.contains(path) && message.contains(reasons[i]));
+        }
+    }
+}
