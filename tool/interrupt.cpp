@@ -48,6 +48,7 @@ InterruptGuard::~InterruptGuard() {
     close(end);
     end = -1;
   }
+  raised_signal.store(0);
 }
 
 bool InterruptGuard::raised() const noexcept { return raised_signal.load() != 0; }

@@ -79,9 +79,10 @@ bool AudioDatabase::readTable(DatabaseFile& file) noexcept {
   constexpr std::size_t kPiece = std::size_t{256} << 10;
   std::uint64_t expected = file.remaining();
   while (!look_up_table_.complete()) {
-    unsigned char* room = look_up_table_.room(kPiece, expected);
+    const std::size_t piece = expected > 0 && expected < kPiece ? static_cast<std::size_t>(expected) : kPiece;
+    unsigned char* room = look_up_table_.room(piece, expected);
     if (!room) return false;
-    const std::size_t size = file.read(room, kPiece);
+    const std::size_t size = file.read(room, piece);
     if (size == 0) break;
     look_up_table_.append(size);
     expected = size < expected ? expected - size : 0;
@@ -113,7 +114,6 @@ AudioHashHit* appendHits(const Bucket& bucket, std::uint32_t startTime, AudioHas
 
 bool AudioDatabase::extractHits(const std::vector<AudioFeature>& features,
                                 std::vector<AudioHashHit>& hits) const {
-  hits.clear();
   std::size_t total = 0;
   for (const AudioFeature& feature : features) total += bucket(feature.hashKey).count;
   hits.resize(total);

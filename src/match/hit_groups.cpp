@@ -57,16 +57,19 @@ std::vector<HitGroup> collect(std::span<const AudioHashHit> hits,
     group_of[slotOf({chosen[i].audio_index, 0})] = static_cast<std::uint8_t>(i);
     total += chosen[i].hits;
   }
-  std::vector<std::uint32_t> members(total + 1);
-  std::size_t count = 0;
-  for (std::size_t i = 0; i < hits.size(); ++i) {
-    members[count] = static_cast<std::uint32_t>(i);
-    count += group_of[slotOf(hits[i])] != kOther;
+  struct Member {
+    std::int32_t offset;
+    std::uint32_t group;
+  };
+  std::vector<Member> members(total + 1);
+  Member* next = members.data();
+  for (const AudioHashHit& hit : hits) {
+    const std::uint8_t group = group_of[slotOf(hit)];
+    *next = {hit.time_offset, group};
+    next += group != kOther;
   }
   members.pop_back();
-  for (const std::uint32_t member : members) {
-    groups[group_of[slotOf(hits[member])]].offsets.push_back(hits[member].time_offset);
-  }
+  for (const Member& member : members) groups[member.group].offsets.push_back(member.offset);
   return groups;
 }
 
@@ -76,6 +79,7 @@ bool groupByCounting(std::span<const AudioHashHit> hits, std::size_t maxGroups,
   std::vector<std::uint32_t> by_slot;
   if (!countBySlot(hits, by_slot)) return false;
   std::vector<AudioCount> counts;
+  counts.reserve(std::min(hits.size(), by_slot.size()));
   for (std::size_t slot = 0; slot < by_slot.size(); ++slot) {
     if (by_slot[slot] > 0) counts.push_back({static_cast<std::int32_t>(slot) - 1, by_slot[slot]});
   }

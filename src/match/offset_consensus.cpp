@@ -79,7 +79,7 @@ constexpr float kMinStrangers = std::bit_cast<float>(0x2B8CBCCCu);
 
 /// Draws that suffice when `count` of `n` hits agree; `current` where the
 /// formula gives no number.
-std::uint32_t drawLimit(std::uint64_t count, std::size_t n, std::uint32_t current,
+std::uint32_t drawLimit(std::uint64_t count, std::uint32_t n, std::uint32_t current,
                         std::uint32_t maxIterations) noexcept {
   const float agreeing = static_cast<float>(count) / static_cast<float>(n);
   if (!(agreeing > FLT_MIN)) return current;
@@ -94,7 +94,7 @@ std::uint32_t drawLimit(std::uint64_t count, std::size_t n, std::uint32_t curren
 
 std::uint32_t countConsistentHits(std::vector<std::int32_t> offsets, std::uint32_t maxIterations) {
   const OffsetConsensus consensus(std::move(offsets));
-  const std::size_t n = consensus.hitCount();
+  const auto n = static_cast<std::uint32_t>(consensus.hitCount());
   RandomDraws draw;
   OffsetConsensus::Score best{0, INT_MAX};
   std::uint32_t draws = 0;

@@ -7,7 +7,7 @@
 namespace audio {
 namespace {
 
-constexpr std::size_t kWorthwhile = 256;  // below, comparing is faster
+constexpr std::size_t kWorthwhile = 64;  // below, comparing is faster
 constexpr unsigned kDigitBits = 8;
 constexpr std::size_t kDigits = std::size_t{1} << kDigitBits;
 

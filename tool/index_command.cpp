@@ -1,0 +1,155 @@
+#include "tool/index_command.h"
+
+#include <fmt/core.h>
+
+#include <atomic>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <thread>
+
+#include "tool/atomic_file.h"
+#include "tool/database_writer.h"
+#include "tool/entry_selection.h"
+#include "tool/errors.h"
+#include "tool/index_report.h"
+#include "tool/input_files.h"
+#include "tool/interrupt.h"
+#include "tool/parallel.h"
+#include "tool/progress.h"
+#include "tool/reference_analysis.h"
+
+namespace audiomatch {
+namespace {
+
+struct IndexOptions {
+  CommonOptions common;
+  std::filesystem::path database;
+  std::vector<std::filesystem::path> inputs;
+  std::string name;
+  std::string entries = "20000";
+  unsigned jobs = std::max(std::thread::hardware_concurrency(), 1u);
+  bool keep_going = false;
+};
+
+/// What an analysis gave: a reference or the reason why there is none;
+/// neither, when it wasn't begun.
+struct Outcome {
+  std::optional<Reference> reference;
+  std::string problem;
+};
+
+/// Analyses all files, in the order of which outcomes are returned.
+std::vector<Outcome> analyseAll(const std::vector<InputFile>& files, const IndexOptions& options) {
+  const std::size_t most =
+      options.entries == "all" ? kEveryEntry : static_cast<std::size_t>(std::stoull(options.entries));
+  std::vector<Outcome> outcomes(files.size());
+  std::atomic<bool> stop = false;
+  Progress progress(!options.common.json, files.size());
+  const auto analyse = [&](std::size_t i) {
+    if (stop) return;
+    try {
+      outcomes[i].reference = analyseReference(files[i].path, most);
+    } catch (const FileError& error) {
+      outcomes[i].problem = error.what();
+      if (files[i].named && !options.keep_going) stop = true;
+    }
+  };
+  forEachParallel(files.size(), options.jobs, analyse, [&] { progress.step(); });
+  return outcomes;
+}
+
+/// Tells the user what went wrong. Returns true when a file given by name did.
+bool reportProblems(const std::vector<InputFile>& files, const std::vector<Outcome>& outcomes) {
+  bool named_failed = false;
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    const std::string& problem = outcomes[i].problem;
+    if (problem.empty()) continue;
+    report(files[i].named ? problem : "skipped: " + problem);
+    named_failed = named_failed || files[i].named;
+  }
+  return named_failed;
+}
+
+/// Writes the database of those references that there are.
+IndexReport write(const std::vector<InputFile>& files, std::vector<Outcome>& outcomes,
+                  const IndexOptions& options) {
+  IndexReport result{options.database, {}, 0, 0};
+  std::vector<DatabaseAudio> audios;
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    const std::filesystem::path& path = files[i].path;
+    if (!outcomes[i].reference) {
+      ++result.skipped;
+      continue;
+    }
+    Reference& reference = *outcomes[i].reference;
+    const std::string name = options.name.empty() ? path.stem().string() : options.name;
+    result.files.push_back({path, name, reference.parts.size(), reference.seconds,
+                            reference.features, reference.entryCount()});
+    for (auto& entries : reference.parts) audios.push_back({name, std::move(entries)});
+  }
+  if (audios.empty()) throw FileError(options.database, "not written: nothing to index");
+  AtomicFile file(options.database);
+  writeDatabase(audios, file);
+  checkInterrupt();
+  file.commit();
+  result.bytes = file.size();
+  return result;
+}
+
+ExitCode runIndex(const IndexOptions& options) {
+  applyCommonOptions(options.common);
+  if (!options.name.empty() &&
+      (options.inputs.size() != 1 || std::filesystem::is_directory(options.inputs[0]))) {
+    throw UsageError("--name goes with a single file");
+  }
+  const InterruptGuard guard;
+  // Fails before the work rather than after it.
+  { const AtomicFile trial(options.database); }
+  const InputFiles inputs = expandInputs(options.inputs, options.database);
+  for (const std::string& message : inputs.problems) report(message);
+  for (const std::string& message : inputs.repeated) report(message);
+  bool failed = !inputs.problems.empty();
+  const auto give_up = [&] {
+    if (!failed || options.keep_going) return false;
+    report(fmt::format("{}: not written; --keep-going indexes the rest", options.database.string()));
+    return true;
+  };
+  if (give_up()) return ExitCode::kFailure;
+
+  std::vector<Outcome> outcomes = analyseAll(inputs.files, options);
+  failed = reportProblems(inputs.files, outcomes) || failed;
+  if (give_up()) return ExitCode::kFailure;
+  IndexReport result = write(inputs.files, outcomes, options);
+  result.skipped += inputs.repeated.size() + inputs.problems.size();
+  fmt::print("{}", options.common.json ? result.asJson() : result.asTable());
+  return failed ? ExitCode::kFailure : ExitCode::kSuccess;
+}
+
+/// "all" or a number from 1 on.
+std::string checkEntries(const std::string& text) {
+  if (text == "all") return {};
+  return CLI::Range(1, 1'000'000'000)(text).empty() && text.find_first_not_of("0123456789") == text.npos
+             ? std::string()
+             : "must be a whole number above 0, or all";
+}
+
+}  // namespace
+
+void addIndexCommand(CLI::App& app, Action& action) {
+  auto options = std::make_shared<IndexOptions>();
+  CLI::App* command = app.add_subcommand("index", "Make a database of reference recordings");
+  command->add_option("DB", options->database, "Database to write; replaced only when the new one is whole")->required();
+  command->add_option("FILE-OR-FOLDER", options->inputs,
+      "Recordings. A folder stands for every sound file below it; what isn't one is skipped")->required();
+  command->add_option("--name", options->name, "Name of a single file's audio, instead of the file's name");
+  command->add_option("--entries", options->entries,
+      "Database entries kept of each audio at most, spread evenly over it: a number or all")
+      ->check(CLI::Validator(checkEntries, "N|all"))->capture_default_str();
+  command->add_option("--jobs", options->jobs, "Files analysed at a time")->check(CLI::Range(1, 1024))->capture_default_str();
+  command->add_flag("--keep-going", options->keep_going, "Index the rest when a file given by name can't be read");
+  addCommonOptions(*command, options->common, "Print a JSON object a line instead of a table");
+  command->callback([options, &action] { action = [options] { return runIndex(*options); }; });
+}
+
+}  // namespace audiomatch

@@ -1,0 +1,72 @@
+#include "tool/recording.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <vector>
+
+#include "jni/pcm16.h"
+#include "tool/errors.h"
+
+namespace audiomatch {
+namespace {
+
+// Samples of all channels held at once: 3 GiB on the way into the engine,
+// an hour and a half of CD audio.
+constexpr std::uint64_t kMostSamples = std::uint64_t{1} << 29;
+
+/// Up to `frames` frames from the reader's position on.
+audio::AudioDataPtr readFrames(AudioReader& reader, const std::filesystem::path& path,
+                               std::uint64_t frames) {
+  const std::uint64_t most = kMostSamples / reader.channels();
+  const std::uint64_t wanted = std::min(frames, most);
+  std::vector<std::int16_t> samples;
+  samples.reserve(std::min(reader.promisedFrames(), wanted) * reader.channels());
+  const std::size_t came = reader.read(samples, wanted);
+  if (came == 0) throw FileError(path, "holds no sound at that place");
+  if (came == most && frames > most && reader.skip(1) > 0) {
+    throw FileError(path, "too long to be held in memory at once; cut out the piece you mean");
+  }
+  return toAudio(samples, reader.channels(), reader.sampleRate());
+}
+
+}  // namespace
+
+audio::AudioDataPtr toAudio(std::span<const std::int16_t> samples, std::uint32_t channels,
+                            std::uint32_t sampleRate) {
+  const auto frames = static_cast<std::uint32_t>(samples.size() / channels);
+  audio::AudioDataPtr recording =
+      audio::pcm16ToAudioData(samples.data(), {channels, frames, sampleRate});
+  if (!recording) throw std::bad_alloc();
+  return recording;
+}
+
+audio::AudioDataPtr readRecording(const std::filesystem::path& path) {
+  AudioReader reader(path);
+  return readFrames(reader, path, UINT64_MAX);
+}
+
+audio::AudioDataPtr readStretch(const std::filesystem::path& path, const Stretch& stretch) {
+  AudioReader reader(path);
+  const auto frames = [&](double seconds) {
+    return static_cast<std::uint64_t>(std::llround(seconds * reader.sampleRate()));
+  };
+  reader.skip(frames(stretch.from));
+  return readFrames(reader, path, frames(stretch.seconds));
+}
+
+audio::AudioDataPtr monoMix(const audio::AudioData& recording) {
+  audio::AudioDataPtr mono(
+      audio::AudioData::create(1, recording.sampleRate(), recording.dataLen()));
+  if (!mono) throw std::bad_alloc();
+  float* mean = mono->channelData(0);
+  for (std::uint32_t ch = 0; ch < recording.channels(); ++ch) {
+    const float* channel = recording.channelData(ch);
+    for (std::uint32_t i = 0; i < recording.dataLen(); ++i) mean[i] += channel[i];
+  }
+  const float reciprocal = 1.0f / static_cast<float>(recording.channels());
+  for (std::uint32_t i = 0; i < recording.dataLen(); ++i) mean[i] *= reciprocal;
+  return mono;
+}
+
+}  // namespace audiomatch

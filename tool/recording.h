@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <span>
+
+#include "base/audio_data.h"
+#include "tool/audio_reader.h"
+
+namespace audiomatch {
+
+/// Turns interleaved samples into the engine's audio by the same door as
+/// samples from Java. At least one frame; throws std::bad_alloc.
+audio::AudioDataPtr toAudio(std::span<const std::int16_t> samples, std::uint32_t channels,
+                            std::uint32_t sampleRate);
+
+/// A stretch of a recording, in seconds.
+struct Stretch {
+  double from;
+  double seconds;
+};
+
+/// Reads a whole recording. Throws FileError as AudioReader does, and for one
+/// that is empty or too long to be held at once.
+audio::AudioDataPtr readRecording(const std::filesystem::path& path);
+
+/// Reads what a recording has of a stretch, likewise.
+audio::AudioDataPtr readStretch(const std::filesystem::path& path, const Stretch& stretch);
+
+/// The mean of the channels, computed as the engine computes it.
+audio::AudioDataPtr monoMix(const audio::AudioData& recording);
+
+}  // namespace audiomatch

@@ -1,0 +1,72 @@
+#include "tool/recording_parts.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/engine_parameters.h"
+#include "match/database_format.h"
+#include "tool/recording.h"
+
+namespace audiomatch {
+namespace {
+
+constexpr std::uint64_t kEngineRate = 8000;
+constexpr std::uint64_t kHopSamples = 256;  // at the engine's rate: 32 ms
+constexpr std::uint64_t kMostFramesToTarget = 63;
+
+/// Frames behind a part's last anchor that decide on its landmarks: up to the
+/// farthest target, and the neighbourhood in which that must stand out.
+std::uint64_t framesOfOverlap() noexcept {
+  const int neighbourhood = audio::_2d_local_max_detect_time_win_len.value / 2;
+  return kMostFramesToTarget + 1 + static_cast<std::uint64_t>(std::max(neighbourhood, 0));
+}
+
+}  // namespace
+
+std::uint64_t frameCount(std::uint64_t samples, std::uint32_t sampleRate) noexcept {
+  const double factor = static_cast<double>(kEngineRate) / sampleRate;
+  const auto resampled = static_cast<std::uint64_t>(static_cast<double>(samples) * factor + 0.5);
+  return resampled < kHopSamples ? 0 : (resampled - kHopSamples) / kHopSamples;
+}
+
+std::uint64_t partStart(std::uint64_t part, std::uint32_t sampleRate) noexcept {
+  const std::uint64_t engine_samples = part * audio::kTimeSlots * kHopSamples;
+  return (engine_samples * sampleRate + kEngineRate / 2) / kEngineRate;
+}
+
+std::uint64_t partLength(std::uint32_t sampleRate) noexcept {
+  // Frames overlap by half: one hop more than their number.
+  const std::uint64_t hops = audio::kTimeSlots + framesOfOverlap() + 1;
+  return (hops * kHopSamples * sampleRate + kEngineRate - 1) / kEngineRate;
+}
+
+audio::AudioDataPtr PartReader::next() {
+  if (done_) return nullptr;
+  fill();
+  if (samples_.empty()) return nullptr;
+  audio::AudioDataPtr part = toAudio(samples_, reader_.channels(), reader_.sampleRate());
+  dropUpToNext();
+  return part;
+}
+
+/// Reads until a whole part is held or the recording ends.
+void PartReader::fill() {
+  const std::uint64_t held = samples_.size() / reader_.channels();
+  const std::uint64_t length = partLength(reader_.sampleRate());
+  const std::uint64_t promised = std::max(reader_.promisedFrames(), reader_.position());
+  const std::uint64_t expected = std::min(length, held + promised - reader_.position());
+  samples_.reserve(expected * reader_.channels());
+  reader_.read(samples_, length - held);
+}
+
+/// Keeps what belongs to the next part, if there is one.
+void PartReader::dropUpToNext() {
+  const std::uint32_t rate = reader_.sampleRate();
+  done_ = frameCount(samples_.size() / reader_.channels(), rate) <= audio::kTimeSlots;
+  ++part_;
+  const std::uint64_t dropped = (partStart(part_, rate) - partStart(part_ - 1, rate)) * reader_.channels();
+  const auto first_kept = done_ ? samples_.end() : samples_.begin() + static_cast<std::ptrdiff_t>(dropped);
+  samples_ = std::vector<std::int16_t>(first_kept, samples_.end());
+}
+
+}  // namespace audiomatch

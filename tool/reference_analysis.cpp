@@ -1,0 +1,56 @@
+#include "tool/reference_analysis.h"
+
+#include <new>
+
+#include "feature/feature_choice.h"
+#include "feature/feature_extractor.h"
+#include "match/database_format.h"
+#include "tool/audio_reader.h"
+#include "tool/entry_selection.h"
+#include "tool/errors.h"
+#include "tool/interrupt.h"
+#include "tool/recording_parts.h"
+
+namespace audiomatch {
+namespace {
+
+/// The features whose anchors belong to a part, each once; none of silence.
+std::vector<audio::AudioFeature> featuresOfPart(audio::AudioDataPtr part) {
+  audio::FeatureExtractor extractor;
+  if (!extractor.init(true) || !extractor.loadAudio(part.get())) throw std::bad_alloc();
+  // The extractor has its own copy.
+  part.reset();
+  if (!extractor.extractFeatures()) return {};
+  std::vector<audio::AudioFeature> features = extractor.getFeatures();
+  std::erase_if(features, [](const audio::AudioFeature& feature) {
+    return feature.startTime >= audio::kTimeSlots;
+  });
+  audio::sortUnique(features);
+  return features;
+}
+
+}  // namespace
+
+std::size_t Reference::entryCount() const noexcept {
+  std::size_t count = 0;
+  for (const auto& entries : parts) count += entries.size();
+  return count;
+}
+
+Reference analyseReference(const std::filesystem::path& path, std::size_t most_entries) {
+  AudioReader reader(path);
+  PartReader parts(reader);
+  Reference reference;
+  while (audio::AudioDataPtr part = parts.next()) {
+    checkInterrupt();
+    std::vector<audio::AudioFeature> entries = featuresOfPart(std::move(part));
+    reference.features += entries.size();
+    selectEntries(entries, most_entries);
+    reference.parts.push_back(std::move(entries));
+  }
+  reference.seconds = static_cast<double>(reader.position()) / reader.sampleRate();
+  if (reference.features == 0) throw FileError(path, "no features: silent, or too short to have any");
+  return reference;
+}
+
+}  // namespace audiomatch

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <vector>
+
+#include "feature/audio_feature.h"
+
+namespace audiomatch {
+
+/// The fingerprint of one file, as a database takes it.
+struct Reference {
+  double seconds = 0.0;
+  std::size_t features = 0;  ///< of all parts, before any were left out
+  /// Database entries of each part; a recording of up to 16,384 frames, which
+  /// is nearly nine minutes, is one.
+  std::vector<std::vector<audio::AudioFeature>> parts;
+
+  /// Entries of all parts.
+  std::size_t entryCount() const noexcept;
+};
+
+/// Analyses a file part by part, with a fresh extractor for each.
+///
+/// Throws FileError as AudioReader does and when there is no feature at all;
+/// std::bad_alloc; Interrupted.
+///
+/// @param most_entries  entries kept of each part at most
+Reference analyseReference(const std::filesystem::path& path, std::size_t most_entries);
+
+}  // namespace audiomatch
