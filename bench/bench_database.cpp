@@ -27,7 +27,8 @@ void readWhole(const std::string& path, std::uint64_t bytes) {
       static_cast<unsigned char*>(std::malloc(bytes)), &std::free);
   std::FILE* file = std::fopen(path.c_str(), "rb");
   std::size_t size = 0;
-  while (const std::size_t got = std::fread(memory.get() + size, 1, std::min(kPiece, bytes - size), file)) {
+  while (const std::size_t got =
+             std::fread(memory.get() + size, 1, std::min(kPiece, bytes - size), file)) {
     size += got;
   }
   std::fclose(file);
@@ -39,7 +40,8 @@ void readWhole(const std::string& path, std::uint64_t bytes) {
 void readThrough(const std::string& path) {
   static std::vector<unsigned char> buffer(std::size_t{1} << 20);
   std::FILE* file = std::fopen(path.c_str(), "rb");
-  while (std::fread(buffer.data(), 1, buffer.size(), file) > 0) benchmark::DoNotOptimize(buffer.data());
+  while (std::fread(buffer.data(), 1, buffer.size(), file) > 0)
+    benchmark::DoNotOptimize(buffer.data());
   std::fclose(file);
 }
 
@@ -98,7 +100,12 @@ void queries(benchmark::State& state) {
 
 BENCHMARK(loadAgainstKeeping)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(15);
 BENCHMARK(loadAgainstPassing)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(15);
-BENCHMARK(queries)->ArgName("queries")->Arg(32)->Arg(1)->UseManualTime()
-    ->Unit(benchmark::kMillisecond)->Iterations(320);
+BENCHMARK(queries)
+    ->ArgName("queries")
+    ->Arg(32)
+    ->Arg(1)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(320);
 
 }  // namespace

@@ -26,7 +26,8 @@ void bareTransforms(const std::vector<std::uint32_t>& samplesPerPass) {
   std::vector<kiss_fft_cpx> in(kFrame, {0.5f, 0.0f});
   std::vector<kiss_fft_cpx> out(kFrame);
   for (const std::uint32_t samples : samplesPerPass) {
-    for (std::uint32_t t = 0; t < (samples - kHop) / kHop; ++t) kiss_fft(fft, in.data(), out.data());
+    for (std::uint32_t t = 0; t < (samples - kHop) / kHop; ++t)
+      kiss_fft(fft, in.data(), out.data());
   }
   benchmark::DoNotOptimize(out.data());
   std::free(fft);
@@ -71,7 +72,8 @@ void extraction44kStereo(benchmark::State& state) {
     }
     bareTransforms(samples);
   };
-  bench::pairedRun(state, [&] { extract(extractor, *audio); }, baseline);
+  bench::pairedRun(
+      state, [&] { extract(extractor, *audio); }, baseline);
   state.counters["limit"] = 1.15;
   resample_close(resampler);
 }

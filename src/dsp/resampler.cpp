@@ -54,9 +54,9 @@ bool Resampler::process() noexcept {
   if (in_len_ > INT_MAX || out_len_ > INT_MAX) return false;
   int used = 0;
   // libresample reads its input through a pointer that isn't const.
-  const int written = resample_process(handle_.get(), factor_, const_cast<float*>(in_),
-                                       static_cast<int>(in_len_), 1, &used, out_.get(),
-                                       static_cast<int>(out_len_));
+  const int written =
+      resample_process(handle_.get(), factor_, const_cast<float*>(in_), static_cast<int>(in_len_),
+                       1, &used, out_.get(), static_cast<int>(out_len_));
   if (written < 0) return false;
   std::fill(out_.get() + written, out_.get() + out_len_, 0.0f);
   return true;

@@ -21,9 +21,8 @@ std::uint32_t samplesOf(std::uint32_t sampleRate, std::uint32_t milliseconds) no
 
 }  // namespace
 
-bool SpectrogramGenerator::init(const float* data, std::uint32_t dataLen,
-                                std::uint32_t sampleRate, std::uint32_t winMs,
-                                std::uint32_t overlapMs) {
+bool SpectrogramGenerator::init(const float* data, std::uint32_t dataLen, std::uint32_t sampleRate,
+                                std::uint32_t winMs, std::uint32_t overlapMs) {
   if (!data) {
     logMessage("input data is NULL");
     return false;

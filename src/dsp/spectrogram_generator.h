@@ -39,8 +39,8 @@ class SpectrogramGenerator {
   /// @param sampleRate  Hz
   /// @param winMs       frame length in milliseconds
   /// @param overlapMs   overlap of successive frames in milliseconds
-  bool init(const float* data, std::uint32_t dataLen, std::uint32_t sampleRate,
-            std::uint32_t winMs, std::uint32_t overlapMs);
+  bool init(const float* data, std::uint32_t dataLen, std::uint32_t sampleRate, std::uint32_t winMs,
+            std::uint32_t overlapMs);
 
   /// Computes every frame. False, without a message, before a complete
   /// `init`, with a zero overlap, or when a work buffer can't be allocated.

@@ -16,7 +16,9 @@ class WindowFunction {
 
   std::uint32_t size() const noexcept { return static_cast<std::uint32_t>(coefficients_.size()); }
   /// The coefficients, or null when there are none.
-  const float* data() const noexcept { return coefficients_.empty() ? nullptr : coefficients_.data(); }
+  const float* data() const noexcept {
+    return coefficients_.empty() ? nullptr : coefficients_.data();
+  }
 
  protected:
   std::vector<float> coefficients_;

@@ -5,7 +5,8 @@ namespace audio {
 std::uint32_t hashLandMark(const LandMark& landMark) noexcept {
   const auto delta_time = static_cast<std::uint32_t>(landMark.deltaTime) & 0x3Fu;
   const auto delta_freq = (static_cast<std::uint32_t>(landMark.targetFreq) -
-                           static_cast<std::uint32_t>(landMark.anchorFreq)) & 0x3Fu;
+                           static_cast<std::uint32_t>(landMark.anchorFreq)) &
+                          0x3Fu;
   const auto anchor_freq = static_cast<std::uint32_t>(landMark.anchorFreq) & 0xFFu;
   return anchor_freq << 12 | delta_freq << 6 | delta_time;
 }

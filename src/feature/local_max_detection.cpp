@@ -56,7 +56,8 @@ void keepLargest(std::vector<LocalMaxRecorder>& candidates, std::int32_t maxPerF
   if (candidates.empty()) return;
   std::stable_sort(candidates.begin(), candidates.end(),
                    [](const auto& a, const auto& b) { return a.value > b.value; });
-  const auto count = std::min<std::int64_t>(static_cast<std::int64_t>(candidates.size()), maxPerFrame);
+  const auto count =
+      std::min<std::int64_t>(static_cast<std::int64_t>(candidates.size()), maxPerFrame);
   if (count > 0) kept.assign(candidates.begin(), candidates.begin() + count);
   candidates.clear();
 }

@@ -9,9 +9,9 @@ namespace audio {
 
 /// The rectangle in which a peak must stand out, and how many are kept.
 struct LocalMaxWindow {
-  std::int32_t halfFrames;  ///< frames on either side; negative: no neighbours
-  std::int32_t halfBins;    ///< bins on either side; negative: no neighbours
-  std::int32_t maxPerFrame; ///< 0 or below keeps none
+  std::int32_t halfFrames;   ///< frames on either side; negative: no neighbours
+  std::int32_t halfBins;     ///< bins on either side; negative: no neighbours
+  std::int32_t maxPerFrame;  ///< 0 or below keeps none
 };
 
 /// Finds the local maxima of a spectrogram.

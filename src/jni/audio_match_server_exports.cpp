@@ -37,8 +37,7 @@ AUDIO_EXPORT_VERBOSE(AudioMatchServer)
 /// index, -1 on failure. The discrimination goes to element 0 of
 /// `discrimination`, which may be null.
 AUDIO_EXPORT(jlong, AudioMatchServer, nativeMatchAudioByFeaturesAndAttributes)
-(JNIEnv* env, jobject, jobjectArray features, jobjectArray attributes,
- jfloatArray discrimination) {
+(JNIEnv* env, jobject, jobjectArray features, jobjectArray attributes, jfloatArray discrimination) {
   return guarded<jlong>(-1, [&]() -> jlong {
     if (!features || !attributes) return -1;
     AudioMatcher matcher;

@@ -50,7 +50,8 @@ bool readName(DatabaseFile& file, std::string& name) {
   if (!whole) return false;
   char piece[4096];
   while (missing > 0) {
-    const std::size_t size = missing < sizeof piece ? static_cast<std::size_t>(missing) : sizeof piece;
+    const std::size_t size =
+        missing < sizeof piece ? static_cast<std::size_t>(missing) : sizeof piece;
     if (file.read(piece, size) != size) return false;
     name.append(piece, size);
     missing -= size;
@@ -79,7 +80,8 @@ bool AudioDatabase::readTable(DatabaseFile& file) noexcept {
   constexpr std::size_t kPiece = std::size_t{256} << 10;
   std::uint64_t expected = file.remaining();
   while (!look_up_table_.complete()) {
-    const std::size_t piece = expected > 0 && expected < kPiece ? static_cast<std::size_t>(expected) : kPiece;
+    const std::size_t piece =
+        expected > 0 && expected < kPiece ? static_cast<std::size_t>(expected) : kPiece;
     unsigned char* room = look_up_table_.room(piece, expected);
     if (!room) return false;
     const std::size_t size = file.read(room, piece);
@@ -103,7 +105,8 @@ std::string AudioDatabase::audioName(std::int32_t audioIndex) const {
 namespace {
 
 /// Writes one hit per entry; returns the place behind the last.
-AudioHashHit* appendHits(const Bucket& bucket, std::uint32_t startTime, AudioHashHit* out) noexcept {
+AudioHashHit* appendHits(const Bucket& bucket, std::uint32_t startTime,
+                         AudioHashHit* out) noexcept {
   for (std::size_t i = 0; i < bucket.stored; ++i) {
     *out++ = hitOf(loadLittleEndian<std::uint64_t>(bucket.entries + i * kEntryBytes), startTime);
   }

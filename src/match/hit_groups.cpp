@@ -107,9 +107,10 @@ std::vector<HitGroup> groupBySorting(std::span<const AudioHashHit> hits, std::si
   std::vector<HitGroup> groups;
   for (const AudioCount& count : counts) {
     HitGroup& group = groups.emplace_back(HitGroup{count.audio_index, {}});
-    const auto [first, end] =
-        std::equal_range(sorted.begin(), sorted.end(), AudioHashHit{count.audio_index, 0}, by_audio);
-    std::for_each(first, end, [&](const AudioHashHit& h) { group.offsets.push_back(h.time_offset); });
+    const auto [first, end] = std::equal_range(sorted.begin(), sorted.end(),
+                                               AudioHashHit{count.audio_index, 0}, by_audio);
+    std::for_each(first, end,
+                  [&](const AudioHashHit& h) { group.offsets.push_back(h.time_offset); });
   }
   return groups;
 }

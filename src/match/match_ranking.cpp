@@ -16,8 +16,7 @@ constexpr std::uint32_t kMaxIterations = 60;
 Match scoreGroup(HitGroup group) {
   const std::size_t hit_count = group.hitCount();
   const std::uint32_t agreeing = countConsistentHits(std::move(group.offsets), kMaxIterations);
-  const float ratio =
-      static_cast<float>(agreeing) / (static_cast<float>(hit_count) + FLT_EPSILON);
+  const float ratio = static_cast<float>(agreeing) / (static_cast<float>(hit_count) + FLT_EPSILON);
   return {group.audio_index, static_cast<std::int32_t>(agreeing), static_cast<double>(ratio)};
 }
 
@@ -28,9 +27,8 @@ std::vector<Match> rankMatches(std::span<const AudioHashHit> hits) {
   for (HitGroup& group : largestGroups(hits, kMaxCandidates)) {
     matches.push_back(scoreGroup(std::move(group)));
   }
-  std::stable_sort(matches.begin(), matches.end(), [](const Match& a, const Match& b) {
-    return a.matched_num > b.matched_num;
-  });
+  std::stable_sort(matches.begin(), matches.end(),
+                   [](const Match& a, const Match& b) { return a.matched_num > b.matched_num; });
   return matches;
 }
 

@@ -59,8 +59,8 @@ OffsetConsensus::Score OffsetConsensus::score(std::size_t hit) const noexcept {
 OffsetConsensus::Score OffsetConsensus::scoreAcrossWrap(std::int32_t pivot) const noexcept {
   Score score{0, 0};
   for (const std::int32_t offset : offsets_) {
-    const auto difference =
-        static_cast<std::int32_t>(static_cast<std::uint32_t>(offset) - static_cast<std::uint32_t>(pivot));
+    const auto difference = static_cast<std::int32_t>(static_cast<std::uint32_t>(offset) -
+                                                      static_cast<std::uint32_t>(pivot));
     const std::int64_t distance = std::abs(std::int64_t{difference});
     const bool agrees = distance <= kOffsetTolerance;
     score.count += agrees;

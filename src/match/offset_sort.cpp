@@ -33,7 +33,8 @@ void sortOffsets(std::vector<std::int32_t>& offsets) {
   }
   const auto [lowest, highest] = std::minmax_element(offsets.begin(), offsets.end());
   const std::int32_t first = *lowest;
-  const std::uint32_t range = static_cast<std::uint32_t>(*highest) - static_cast<std::uint32_t>(first);
+  const std::uint32_t range =
+      static_cast<std::uint32_t>(*highest) - static_cast<std::uint32_t>(first);
   std::vector<std::int32_t> other(offsets.size());
   for (unsigned shift = 0; shift < 32 && range >> shift > 0; shift += kDigitBits) {
     sortByDigit(offsets, other, first, shift);

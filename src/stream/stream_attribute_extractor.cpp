@@ -16,8 +16,8 @@ void logBadParameters(std::uint32_t updateRate, std::uint32_t sampleRate,
   logMessage(
       "input bad parameters, update_rate = %d, sample rate = %d, monitor_win_len = %d, "
       "input_audio_packet_len = %d.",
-      static_cast<int>(updateRate), static_cast<int>(sampleRate),
-      static_cast<int>(monitorDuration), static_cast<int>(packetLen));
+      static_cast<int>(updateRate), static_cast<int>(sampleRate), static_cast<int>(monitorDuration),
+      static_cast<int>(packetLen));
 }
 
 }  // namespace
@@ -147,7 +147,8 @@ std::vector<AudioFeature> StreamAttributeExtractor::featuresOfFirstPeriod() cons
 }
 
 void StreamAttributeExtractor::makeAttributes(const AudioFeature* features, std::uint32_t streamId,
-                                              std::size_t count, AudioAttribute* out) const noexcept {
+                                              std::size_t count,
+                                              AudioAttribute* out) const noexcept {
   const std::uint32_t first_code = update_count_ * (update_frames_ + 1);
   for (std::size_t i = 0; i < count; ++i) {
     out[i] = {packEntry(streamId, first_code + features[i].startTime), features[i].hashKey};

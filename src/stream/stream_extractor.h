@@ -22,9 +22,8 @@ class StreamExtractor {
   /// @param sampleRate       Hz
   /// @param channels         channels of every packet
   /// @param packetLen        samples per channel of every packet
-  virtual bool init(std::uint32_t streamId, std::uint32_t updateRate,
-                    std::uint32_t monitorDuration, std::uint32_t sampleRate,
-                    std::uint32_t channels, std::uint32_t packetLen) = 0;
+  virtual bool init(std::uint32_t streamId, std::uint32_t updateRate, std::uint32_t monitorDuration,
+                    std::uint32_t sampleRate, std::uint32_t channels, std::uint32_t packetLen) = 0;
 
   /// Takes the next packet, which is only read.
   virtual bool update(const AudioData* packet) = 0;

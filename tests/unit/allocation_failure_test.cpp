@@ -1,1 +1,160 @@
+// The n-th allocation fails, then the n+1-th, until the job passes: nothing
+// crashes, nothing leaks (the address sanitizer looks), and the object does
+// the job afterwards.
+
 #include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <functional>
+#include <new>
+
+#include "base/logger.h"
+#include "match/audio_matcher.h"
+#include "stream/stream_attribute_extractor.h"
+#include "support/database_bytes.h"
+#include "support/test_audio.h"
+
+namespace {
+
+thread_local long failing = 0;  // counts down to the failing allocation; 0 = none
+
+bool fails() { return failing > 0 && --failing == 0; }
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  if (fails()) throw std::bad_alloc();
+  if (void* memory = std::malloc(size > 0 ? size : 1)) return memory;
+  throw std::bad_alloc();
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return fails() ? nullptr : std::malloc(size > 0 ? size : 1);
+}
+void* operator new[](std::size_t size) { return operator new(size); }
+void* operator new[](std::size_t size, const std::nothrow_t& nothrow) noexcept {
+  return operator new(size, nothrow);
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+
+// The linker sends the engine's C allocations here.
+extern "C" void* __real_calloc(std::size_t count, std::size_t size);
+extern "C" void* __real_realloc(void* memory, std::size_t size);
+extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
+  return fails() ? nullptr : __real_calloc(count, size);
+}
+extern "C" void* __wrap_realloc(void* memory, std::size_t size) {
+  return fails() ? nullptr : __real_realloc(memory, size);
+}
+
+namespace {
+
+using namespace testing_support;
+
+/// Runs `job` with one failing allocation after the other until it is true
+/// without one having failed. Returns how many did.
+long failEach(const std::function<bool()>& job) {
+  for (long n = 1; n < 100000; ++n) {
+    failing = n;
+    bool done = false;
+    try {
+      done = job();
+    } catch (const std::bad_alloc&) {
+      // Ends at the export, in the library.
+    }
+    const bool reached = failing == 0;
+    failing = 0;
+    if (!reached) {
+      EXPECT_TRUE(done);
+      return n - 1;
+    }
+  }
+  return -1;
+}
+
+class AllocationFailure : public testing::Test {
+ protected:
+  void SetUp() override { audio::gLogger.setEnabled(false); }
+  void TearDown() override { audio::gLogger.setEnabled(true); }
+
+  Recording recording_{1, 2, 8000, 16000};
+};
+
+TEST_F(AllocationFailure, WhileMatching) {
+  const audio::AudioDataPtr audio = recording_.engine();
+  audio::FeatureExtractor extractor;
+  ASSERT_TRUE(extractor.init(true) && extractor.loadAudio(audio.get()) &&
+              extractor.extractFeatures());
+  std::map<std::uint32_t, std::vector<std::uint64_t>> buckets;
+  for (const auto& f : extractor.getFeatures()) buckets[f.hashKey].push_back(f.startTime);
+  const TemporaryFile file(databaseBytes({"the one"}, buckets));
+  // A new matcher each time, then one that has seen every failure.
+  EXPECT_GT(failEach([&] {
+              audio::AudioMatcher matcher;
+              return matcher.init(file.path()) && matcher.matchAudio(audio.get()) &&
+                     matcher.bestMatchName() == "the one";
+            }),
+            20);
+  audio::AudioMatcher matcher;
+  ASSERT_TRUE(matcher.init(file.path()));
+  EXPECT_GT(failEach([&] { return matcher.matchAudio(audio.get()); }), 20);
+  EXPECT_EQ(matcher.bestMatchName(), "the one");
+}
+
+using Attributes = std::vector<audio::AudioAttribute>;
+
+/// Streams 18 packets while allocation `n` fails, repeating a call that failed.
+/// Returns the attributes after each packet.
+std::vector<Attributes> stream(const audio::AudioData& packet, long n, bool& reached) {
+  audio::StreamAttributeExtractor extractor;
+  long left = n;
+  const auto attempt = [&left](const std::function<bool()>& call) {
+    bool done = false;
+    failing = left;
+    try {
+      done = call();
+    } catch (const std::bad_alloc&) {
+    }
+    left = failing;
+    failing = 0;
+    if (done) return;
+    ASSERT_EQ(left, 0) << "failed without a cause";
+    ASSERT_TRUE(call());
+  };
+  std::vector<Attributes> all;
+  attempt([&] { return extractor.init(1, 1, 2, 8000, 1, 4000); });
+  for (int i = 0; i < 18; ++i) {
+    attempt([&] { return extractor.update(&packet); });
+    all.push_back(extractor.currentAttributes());
+  }
+  reached = n > 0 && left == 0;
+  return all;
+}
+
+TEST_F(AllocationFailure, WhileStreaming) {
+  const audio::AudioDataPtr packet = Recording(1, 1, 4000, 8000).engine();
+  bool reached = false;
+  const std::vector<Attributes> undisturbed = stream(*packet, 0, reached);
+  long failures = 0;
+  for (long n = 1;; n += n < 60 ? 1 : 41) {
+    const std::vector<Attributes> all = stream(*packet, n, reached);
+    if (!reached) break;
+    ++failures;
+    // An extraction that fails for lack of memory is an analysis without
+    // attributes; everything else goes on as if nothing had happened.
+    int missing = 0;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+      if (all[i] == undisturbed[i]) continue;
+      ++missing;
+      ASSERT_TRUE(all[i].empty()) << "allocation " << n << ", packet " << i;
+    }
+    ASSERT_LE(missing, 1) << "allocation " << n;
+  }
+  EXPECT_GT(failures, 60);
+}
+
+}  // namespace

@@ -23,9 +23,9 @@ void expectSameFeatures(bool single_pass, const std::vector<Recording>& recordin
   ASSERT_TRUE(extractor.init(single_pass));
   plain::Extractor reference(single_pass, log);
   for (const Recording& recording : recordings) {
-    SCOPED_TRACE(testing::Message() << recording.shape.sampleRate << " Hz, "
-                                    << recording.shape.frames << " frames, "
-                                    << recording.shape.channels << " channels");
+    SCOPED_TRACE(testing::Message()
+                 << recording.shape.sampleRate << " Hz, " << recording.shape.frames << " frames, "
+                 << recording.shape.channels << " channels");
     const audio::AudioDataPtr audio = recording.engine();
     const plain::Audio plain_audio = recording.reference(log);
     ASSERT_TRUE(audio);
@@ -37,26 +37,27 @@ void expectSameFeatures(bool single_pass, const std::vector<Recording>& recordin
 }
 
 TEST(Equivalence, EveryRateSeveralRecordingsInARow) {
-  for (const std::uint32_t rate : {800u, 801u, 4000u, 7999u, 8000u, 8001u, 11025u, 16000u, 22050u,
-                                   44100u, 48000u, 79999u}) {
-    expectSameFeatures(false, {Recording(rate, 1, rate * 3, rate), Recording(rate + 1, 2, rate * 2, rate),
-                               Recording(rate + 2, 1, rate * 2 + 17, rate)});
+  for (const std::uint32_t rate :
+       {800u, 801u, 4000u, 7999u, 8000u, 8001u, 11025u, 16000u, 22050u, 44100u, 48000u, 79999u}) {
+    expectSameFeatures(false,
+                       {Recording(rate, 1, rate * 3, rate), Recording(rate + 1, 2, rate * 2, rate),
+                        Recording(rate + 2, 1, rate * 2 + 17, rate)});
   }
 }
 
 TEST(Equivalence, ChannelsPassesAndChangesOfRate) {
   for (std::uint32_t channels = 1; channels <= 8; ++channels) {
-    expectSameFeatures(channels % 2 == 0, {Recording(channels, channels, 20000, 8000),
-                                           Recording(channels, channels, 60000, 32000),
-                                           Recording(channels, 1, 9000, 8000),
-                                           Recording(channels, channels, 30001, 11025)});
+    expectSameFeatures(
+        channels % 2 == 0,
+        {Recording(channels, channels, 20000, 8000), Recording(channels, channels, 60000, 32000),
+         Recording(channels, 1, 9000, 8000), Recording(channels, channels, 30001, 11025)});
   }
 }
 
 TEST(Equivalence, LengthsAroundAFrameAndRatesOutsideTheRange) {
   std::vector<Recording> recordings;
-  for (const std::uint32_t frames : {1u, 63u, 64u, 192u, 255u, 256u, 511u, 512u, 703u, 704u, 767u,
-                                     768u, 960u, 2000u}) {
+  for (const std::uint32_t frames :
+       {1u, 63u, 64u, 192u, 255u, 256u, 511u, 512u, 703u, 704u, 767u, 768u, 960u, 2000u}) {
     recordings.emplace_back(frames, 1, frames, 8000);
     recordings.emplace_back(frames, 2, frames, 44100);
   }
@@ -94,7 +95,8 @@ TEST(Equivalence, SpectrogramsAndPeaksAreTheSameBits) {
     ASSERT_EQ(finder.frameNum(), matrix.frames);
     ASSERT_EQ(finder.binNum(), matrix.bins);
     ASSERT_EQ(std::memcmp(finder.spectrogramMatrix(), matrix.values.data(),
-                          matrix.values.size() * sizeof(float)), 0);
+                          matrix.values.size() * sizeof(float)),
+              0);
     for (std::size_t t = 0; t < matrix.frames; ++t) {
       ASSERT_EQ(finder.getPeaks()[t].size(), reference.peaks[t].size());
       for (std::size_t i = 0; i < reference.peaks[t].size(); ++i) {

@@ -1,1 +1,299 @@
 #include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <random>
+#include <thread>
+
+#include "base/logger.h"
+#include "match/attribute_hits.h"
+#include "match/audio_matcher.h"
+#include "match/hit_groups.h"
+#include "match/match_ranking.h"
+#include "match/offset_consensus.h"
+#include "match/offset_sort.h"
+#include "support/database_bytes.h"
+#include "support/log_capture.h"
+#include "support/test_audio.h"
+
+namespace {
+
+using namespace testing_support;
+using Messages = std::vector<std::string>;
+
+std::vector<plain::Hit> plainHits(const std::vector<std::int32_t>& offsets) {
+  std::vector<plain::Hit> hits;
+  for (const std::int32_t offset : offsets) hits.push_back({0, offset});
+  std::sort(hits.begin(), hits.end(), [](auto a, auto b) { return a.time_offset < b.time_offset; });
+  return hits;
+}
+
+/// Both searches from the same seed, and the same number of draws.
+void expectSameCount(const std::vector<std::int32_t>& offsets, int seed, std::uint32_t cap = 60) {
+  srand48(seed);
+  const std::uint32_t expected = plain::countConsistentHits(plainHits(offsets), cap);
+  const long next = lrand48();
+  srand48(seed);
+  ASSERT_EQ(audio::countConsistentHits(offsets, cap), expected);
+  ASSERT_EQ(lrand48(), next) << "another number of draws";
+}
+
+TEST(Consensus, EverySmallSet) {
+  // All multisets that matter of up to five offsets around the tolerance.
+  const std::int32_t values[] = {0, 3, 4, 5, 8, 9};
+  for (int size = 1; size <= 5; ++size) {
+    const int codes = static_cast<int>(std::pow(6, size));
+    for (int code = 0; code < codes; ++code) {
+      std::vector<std::int32_t> offsets;
+      for (int rest = code, i = 0; i < size; ++i, rest /= 6) offsets.push_back(values[rest % 6]);
+      expectSameCount(offsets, code % 7);
+      if (HasFatalFailure()) return;
+    }
+  }
+}
+
+TEST(Consensus, RandomAndAcrossTheEndsOfTheRange) {
+  std::mt19937 random(2);
+  const std::vector<std::int32_t> ends = {INT32_MAX,
+                                          INT32_MAX - 1,
+                                          INT32_MAX - 4,
+                                          INT32_MIN,
+                                          INT32_MIN + 1,
+                                          INT32_MIN + 3,
+                                          INT32_MIN + 5,
+                                          -1,
+                                          0};
+  for (int round = 0; round < 400; ++round) {
+    std::vector<std::int32_t> offsets(1 + random() % (round % 10 == 0 ? 3000 : 150));
+    const std::int32_t spread = static_cast<std::int32_t>(1 + random() % 20000);
+    for (std::int32_t& offset : offsets) {
+      offset = round % 3 == 0 ? ends[random() % ends.size()]
+                              : static_cast<std::int32_t>(random() % 32768) % spread - 500;
+    }
+    expectSameCount(offsets, round, round % 5 == 0 ? static_cast<std::uint32_t>(random() % 4) : 60);
+    if (HasFatalFailure()) return;
+  }
+}
+
+TEST(Consensus, WorkedExamples) {
+  EXPECT_EQ(audio::countConsistentHits({42}, 60), 1u);
+  EXPECT_EQ(audio::countConsistentHits(std::vector<std::int32_t>(500, -7), 60), 500u);
+  // 2^31 apart is a disagreement, 2 apart across the end an agreement.
+  EXPECT_EQ(audio::countConsistentHits({0, INT32_MIN}, 60), 1u);
+  EXPECT_EQ(audio::countConsistentHits({INT32_MAX, INT32_MIN + 1}, 60), 2u);
+  // Offsets 0, 4 and 5: whether 4 or 5 comes first decides between 3 and 2.
+  const audio::OffsetConsensus consensus({5, 0, 4});
+  EXPECT_EQ(consensus.score(0).count, 2u);
+  EXPECT_EQ(consensus.score(0).error, 8u);
+  EXPECT_EQ(consensus.score(1).count, 3u);
+  EXPECT_EQ(consensus.score(1).error, 5u);
+  EXPECT_EQ(consensus.score(2).count, 2u);
+  EXPECT_EQ(consensus.score(2).error, 5u);
+}
+
+TEST(Offsets, SortAsTheStandardDoes) {
+  std::mt19937 random(4);
+  for (const std::size_t size : {0u, 1u, 63u, 64u, 65u, 1000u}) {
+    for (const std::uint32_t range : {1u, 2u, 255u, 256u, 257u, 65536u, 40000000u, 0xFFFFFFFFu}) {
+      std::vector<std::int32_t> offsets(size);
+      for (auto& offset : offsets) offset = static_cast<std::int32_t>(random() % range - range / 2);
+      std::vector<std::int32_t> expected = offsets;
+      std::sort(expected.begin(), expected.end());
+      audio::sortOffsets(offsets);
+      ASSERT_EQ(offsets, expected) << size << " of " << range;
+    }
+  }
+}
+
+std::vector<audio::AudioHashHit> randomHits(std::mt19937& random, std::size_t size,
+                                            const std::vector<std::int32_t>& audios) {
+  std::vector<audio::AudioHashHit> hits(size);
+  for (auto& hit : hits) {
+    hit = {audios[random() % audios.size()], static_cast<std::int32_t>(random() % 300)};
+  }
+  return hits;
+}
+
+TEST(Groups, CountingAndSortingAgreeWithTheRule) {
+  std::mt19937 random(3);
+  std::vector<std::int32_t> dense(60);
+  for (int i = 0; i < 60; ++i) dense[static_cast<std::size_t>(i)] = i - 1;
+  const std::vector<std::int32_t> sparse = {-1,        0,  5,    1000000, INT32_MAX,
+                                            INT32_MIN, -2, 4095, 4096,    5000};
+  const std::vector<std::int32_t> growing = {0, 3000, 4094, 4095, 4096, 4300};
+  for (const auto& audios : {dense, sparse, growing}) {
+    for (const std::size_t size : {1u, 2u, 30u, 500u, 6000u}) {
+      const auto hits = randomHits(random, size, audios);
+      std::map<std::int32_t, std::vector<std::int32_t>> by_audio;
+      for (const auto& hit : hits) by_audio[hit.audio_index].push_back(hit.time_offset);
+      std::vector<std::pair<std::int32_t, std::vector<std::int32_t>>> expected(by_audio.begin(),
+                                                                               by_audio.end());
+      std::stable_sort(expected.begin(), expected.end(), [](const auto& a, const auto& b) {
+        return a.second.size() > b.second.size();
+      });
+      if (expected.size() > 20) expected.resize(20);
+      const auto groups = audio::largestGroups(hits, 20);
+      ASSERT_EQ(groups.size(), expected.size());
+      for (std::size_t i = 0; i < groups.size(); ++i) {
+        ASSERT_EQ(groups[i].audio_index, expected[i].first);
+        ASSERT_EQ(groups[i].offsets, expected[i].second);
+      }
+    }
+  }
+  EXPECT_TRUE(audio::largestGroups({}, 20).empty());
+}
+
+TEST(Ranking, ScoresAsTheRuleDoesDrawForDraw) {
+  std::mt19937 random(9);
+  for (int round = 0; round < 60; ++round) {
+    std::vector<std::int32_t> audios(1 + random() % 40);
+    for (auto& audio : audios) audio = static_cast<std::int32_t>(random() % 50) - 1;
+    auto hits = randomHits(random, 1 + random() % 800, audios);
+    std::vector<plain::Hit> reference = asPlain<plain::Hit>(hits);
+    plain::sortHits(reference);
+    plain::Log log;
+    float discrimination = 1.0f;
+    srand48(round);
+    const std::int32_t expected = plain::scoreHits(reference, discrimination, log);
+    srand48(round);
+    const auto matches = audio::rankMatches(hits);
+    ASSERT_EQ(matches.front().audio_index, expected);
+    ASSERT_EQ("most matched feature num is " + std::to_string(matches[0].matched_num) + ".",
+              log[0]);
+  }
+}
+
+TEST(Attributes, AreWalkedInFeatureOrder) {
+  const auto hits =
+      audio::attributeHits({{10, 7}, {20, 9}, {30, 7}},
+                           {{5 << 14 | 12, 7}, {6 << 14 | 10, 7}, {5 << 14 | 25, 9}, {1 << 14, 5}});
+  EXPECT_EQ(hits,
+            (std::vector<audio::AudioHashHit>{{5, 2}, {6, 0}, {5, 5}, audio::kPlaceholderHit}));
+}
+
+TEST(Matcher, FailsWithItsMessagesAndStaysUsable) {
+  LogCapture capture;
+  audio::AudioMatcher matcher;
+  EXPECT_FALSE(matcher.extractFeatures());
+  EXPECT_FALSE(matcher.loadAudio(nullptr));
+  EXPECT_FALSE(matcher.matchAudioByFeaturesAndAttributes({}, {{0, 0}}, nullptr));
+  EXPECT_FALSE(matcher.matchAudioByFeaturesAndAttributes({{0, 0}}, {}, nullptr));
+  EXPECT_EQ(matcher.bestMatchIndex(), -1);
+  // Nothing but placeholders: they agree, and are no match.
+  EXPECT_FALSE(matcher.matchAudioByFeaturesAndAttributes({{0, 1}}, {{0, 2}, {0, 2}}, nullptr));
+  EXPECT_TRUE(matcher.init(nullptr));
+  const Recording recording(1, 1, 9000, 8000);
+  EXPECT_FALSE(matcher.matchAudio(recording.engine().get()));
+  const Messages expected = {"audio data have not loaded.",
+                             "input a NULL audio data.",
+                             "audio features is empty.",
+                             "audio attributes is empty.",
+                             "most matched feature num is 2.",
+                             "second most matched feature num is 0.",
+                             "most matched audio discrimination is 1.000000.",
+                             "matched failed.",
+                             "input db_path is null.",
+                             "audio channels = 1.",
+                             "audio sample rate = 8000.",
+                             "audio data len = 9000.",
+                             "query data base is NULL."};
+  EXPECT_EQ(capture.messages(), expected);
+  EXPECT_TRUE(matcher.loadAudio(recording.engine().get()) && matcher.extractFeatures());
+  EXPECT_FALSE(matcher.getFeatures().empty());
+  EXPECT_EQ(matcher.discriminationLevel(), 2);
+}
+
+TEST(Matcher, LevelsByDiscrimination) {
+  // Best and second of agreeing hits: 27 and 13 give 0.35, 3 and 1 give 0.5.
+  const auto level = [](int best, int second) {
+    std::vector<audio::AudioFeature> features = {{0, 1}};
+    std::vector<audio::AudioAttribute> attributes;
+    for (int i = 0; i < best; ++i) attributes.push_back({8 << 14, 1});
+    for (int i = 0; i < second; ++i) attributes.push_back({9 << 14, 1});
+    audio::AudioMatcher matcher;
+    float discrimination = -1.0f;
+    EXPECT_TRUE(matcher.matchAudioByFeaturesAndAttributes(features, attributes, &discrimination));
+    EXPECT_EQ(matcher.bestMatchIndex(), 8);
+    EXPECT_EQ(discrimination,
+              static_cast<float>(best - second) / static_cast<float>(best + second));
+    return matcher.discriminationLevel();
+  };
+  EXPECT_EQ(level(67, 33), 0);  // 0.34
+  EXPECT_EQ(level(27, 13), 1);
+  EXPECT_EQ(level(149, 51), 1);  // 0.49
+  EXPECT_EQ(level(3, 1), 2);
+  EXPECT_EQ(level(1, 0), 2);
+}
+
+TEST(Matcher, EqualsTheReferenceOverSeveralQueries) {
+  // Three references of music; queries are pieces of them, a stranger, silence.
+  std::map<std::uint32_t, std::vector<std::uint64_t>> buckets;
+  for (std::uint32_t audio = 0; audio < 3; ++audio) {
+    const Recording source(50 + audio, 1, 8000 * 12, 8000);
+    plain::Log ignored;
+    plain::Extractor extractor(true, ignored);
+    const plain::Audio plain_audio = source.reference(ignored);
+    ASSERT_TRUE(extractor.load(&plain_audio) && extractor.extract());
+    for (const auto& f : extractor.features)
+      buckets[f.hashKey].push_back(std::uint64_t{audio} << 14 | f.startTime);
+  }
+  const std::vector<std::uint8_t> bytes = databaseBytes({"zero", "one", "two"}, buckets);
+  const TemporaryFile file(bytes);
+  plain::Log log;
+  plain::Database database;
+  ASSERT_TRUE(plain::loadDatabase(bytes, database, log));
+
+  std::vector<Recording> queries;
+  for (const std::uint32_t seed : {51u, 50u, 99u, 52u})
+    queries.emplace_back(seed, 1, 8000 * 6, 8000);
+  queries.emplace_back(52, 2, 44100 * 4, 44100);
+  queries.emplace_back(1, 1, 9000, 8000);
+  std::fill(queries.back().pcm.begin(), queries.back().pcm.end(), std::int16_t{0});
+
+  LogCapture capture;
+  audio::AudioMatcher matcher;
+  plain::Matcher reference(log);
+  ASSERT_TRUE(matcher.init(file.path()) && reference.init(&database));
+  Messages names;
+  for (const Recording& query : queries) {
+    const plain::Audio plain_audio = query.reference(log);
+    srand48(1);
+    const bool expected = reference.matchAudio(&plain_audio);
+    const std::string name = expected ? reference.bestMatchName() : "";
+    srand48(1);
+    ASSERT_EQ(matcher.matchAudio(query.engine().get()), expected);
+    names.push_back(expected ? matcher.bestMatchName() : "");
+    ASSERT_EQ(names.back(), name);
+    ASSERT_EQ(matcher.discriminationLevel(), reference.level());
+    ASSERT_EQ(matcher.bestMatchIndex(), reference.best_match_index);
+    ASSERT_EQ(capture.messages(), log);
+  }
+  EXPECT_EQ(names[0], "one");
+  EXPECT_EQ(names[1], "zero");
+  EXPECT_EQ(names[3], "two");
+  EXPECT_EQ(names[5], "");
+}
+
+TEST(Matcher, ThreadsMatchAsOneDoes) {
+  const Recording source(50, 1, 8000 * 8, 8000);
+  std::map<std::uint32_t, std::vector<std::uint64_t>> buckets;
+  audio::FeatureExtractor extractor;
+  audio::gLogger.setEnabled(false);
+  ASSERT_TRUE(extractor.init(true) && extractor.loadAudio(source.engine().get()) &&
+              extractor.extractFeatures());
+  for (const auto& f : extractor.getFeatures()) buckets[f.hashKey].push_back(f.startTime);
+  const TemporaryFile file(databaseBytes({"only"}, buckets));
+  std::vector<std::thread> threads;
+  std::vector<std::string> names(4);
+  for (std::string& name : names) {
+    threads.emplace_back([&name, &file, &source] {
+      audio::AudioMatcher matcher;
+      if (matcher.init(file.path()) && matcher.matchAudio(source.engine().get()))
+        name = matcher.bestMatchName();
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  audio::gLogger.setEnabled(true);
+  EXPECT_EQ(names, std::vector<std::string>(4, "only"));
+}
+
+}  // namespace
