@@ -42,7 +42,7 @@ AUDIO_EXPORT(jobjectArray, AudioFeatureExtractor, nativeExtractAudioFeatures)
   return guarded<jobjectArray>(nullptr, [&]() -> jobjectArray {
     auto shape = pcmShape(channels, length, sampleRate);
     if (!pcm || !shape) return nullptr;
-    shape->frames /= sizeof(std::int16_t);
+    shape->frames /= 2;
     if (!arrayHolds(env, pcm, sizeof(jbyte), *shape)) return nullptr;
 
     FeatureExtractor extractor;

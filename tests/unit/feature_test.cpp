@@ -72,12 +72,18 @@ TEST(LocalMaxima, AgreeWithTheRuleCellByCell) {
                                            {17, -5, 3},
                                            {5, 5, 0},
                                            {5, 5, -1},
-                                           {2147483647, 2147483647, 9}}) {
-        if (time_len > 1000 && bins > 40) continue;
+                                           {121, 121, 9}}) {
         expectSamePeaks(matrix, time_len, freq_len, cap);
       }
     }
   }
+}
+
+TEST(LocalMaxima, WindowsBeyondTheMatrixAreClamped) {
+  std::mt19937 random(12);
+  const plain::Matrix matrix = randomMatrix(random, 30, 40, {0.0f, 1.0f, 2.0f, 3.0f, 4.0f});
+  const std::int32_t most = std::numeric_limits<std::int32_t>::max();
+  EXPECT_EQ(detect(matrix, {most, most, most}), detect(matrix, {30, 40, 1200}));
 }
 
 TEST(LocalMaxima, EverySmallMatrix) {
@@ -116,7 +122,7 @@ TEST(Pairing, ReachesAndFanOut) {
     }
     std::vector<audio::LandMark> marks;
     audio::appendPairs(peaks, marks);
-    std::erase_if(marks, [](const auto& mark) { return mark.anchorTime != 0; });
+    std::erase_if(marks, [](const auto& mark) { return mark.anchorTime != 0 || mark.anchorFreq != 100; });
     return marks;
   };
   EXPECT_TRUE(pairs({{0, 105}, {5, 100}, {6, 131}, {7, 69}, {64, 101}}).empty());
