@@ -5,7 +5,7 @@ target_compile_features(audiomatch_options INTERFACE cxx_std_20)
 target_include_directories(audiomatch_options INTERFACE ${CMAKE_SOURCE_DIR}/src)
 target_compile_options(audiomatch_options INTERFACE
   -Wall -Wextra -Wconversion -Wshadow
-  # Results are the same bits on every machine: no fused multiply-add.
+  # No fused multiply-add: the same bits on every machine.
   -ffp-contract=off
   # Roots set no errno, so that they vectorise. Their bits don't change.
   -fno-math-errno)

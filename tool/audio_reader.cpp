@@ -28,8 +28,10 @@ bool decodesToFloat(int format) noexcept {
     case SF_FORMAT_OPUS:
     case SF_FORMAT_MPEG_LAYER_I:
     case SF_FORMAT_MPEG_LAYER_II:
-    case SF_FORMAT_MPEG_LAYER_III: return true;
-    default: return false;
+    case SF_FORMAT_MPEG_LAYER_III:
+      return true;
+    default:
+      return false;
   }
 }
 
@@ -82,9 +84,9 @@ std::size_t AudioReader::read(std::vector<std::int16_t>& samples, std::size_t fr
     const std::size_t came = readBlock(samples.data() + old_size, wanted);
     samples.resize(old_size + came * channels());
     done += came;
+    position_ += came;
     if (came < wanted) break;
   }
-  position_ += done;
   return done;
 }
 
@@ -93,7 +95,8 @@ std::uint64_t AudioReader::skip(std::uint64_t frames) {
   std::uint64_t done = 0;
   while (done < frames) {
     dropped.clear();
-    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(frames - done, kBlockFrames));
+    const auto wanted =
+        static_cast<std::size_t>(std::min<std::uint64_t>(frames - done, kBlockFrames));
     const std::size_t came = read(dropped, wanted);
     done += came;
     if (came < wanted) break;

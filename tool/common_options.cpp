@@ -6,10 +6,6 @@ namespace audiomatch {
 
 void addCommonOptions(CLI::App& command, CommonOptions& options, const char* jsonHelp) {
   command.add_flag("--json", options.json, jsonHelp);
-  addVerboseOption(command, options);
-}
-
-void addVerboseOption(CLI::App& command, CommonOptions& options) {
   command.add_flag("--verbose", options.verbose, "Write the engine's messages to standard error");
 }
 

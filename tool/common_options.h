@@ -19,8 +19,11 @@ using Action = std::function<ExitCode()>;
 /// Adds --json, with its help text, and --verbose to a command.
 void addCommonOptions(CLI::App& command, CommonOptions& options, const char* jsonHelp);
 
-/// Adds --verbose alone.
-void addVerboseOption(CLI::App& command, CommonOptions& options);
+/// Takes numbers of a range and leaves the help text as it is.
+template <typename Number>
+CLI::Validator between(Number least, Number most) {
+  return CLI::Range(least, most).description("");
+}
 
 /// Switches the engine's messages on or off.
 void applyCommonOptions(const CommonOptions& options) noexcept;

@@ -32,7 +32,9 @@ std::vector<Candidate> ranked(const std::vector<audio::AudioFeature>& features) 
   for (const audio::AudioFeature& feature : features) {
     candidates.push_back({0, hashOf(feature), feature});
   }
-  const auto by_order = [](const Candidate& a, const Candidate& b) { return a.order() < b.order(); };
+  const auto by_order = [](const Candidate& a, const Candidate& b) {
+    return a.order() < b.order();
+  };
   std::sort(candidates.begin(), candidates.end(), by_order);
   std::map<std::uint32_t, std::uint32_t> ranks;
   for (Candidate& candidate : candidates) {

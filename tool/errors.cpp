@@ -1,11 +1,11 @@
 #include "tool/errors.h"
 
-#include <fmt/core.h>
-
 #include <cstdio>
 
 namespace audiomatch {
 
-void report(std::string_view text) { fmt::print(stderr, "audiomatch: {}\n", text); }
+void report(std::string_view text) noexcept {
+  std::fprintf(stderr, "audiomatch: %.*s\n", static_cast<int>(text.size()), text.data());
+}
 
 }  // namespace audiomatch

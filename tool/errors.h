@@ -22,6 +22,6 @@ class UsageError : public std::runtime_error {
 };
 
 /// Writes one line for the user, "audiomatch: text", to standard error.
-void report(std::string_view text);
+void report(std::string_view text) noexcept;
 
 }  // namespace audiomatch

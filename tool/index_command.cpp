@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "tool/atomic_file.h"
+#include "tool/database_check.h"
 #include "tool/database_writer.h"
 #include "tool/entry_selection.h"
 #include "tool/errors.h"
@@ -21,6 +22,13 @@
 
 namespace audiomatch {
 namespace {
+
+constexpr const char* kIndexHelp =
+    "A folder stands for all files below it, sorted by path; those that aren't audio or give no\n"
+    "features are skipped with a message. A file given by name has to be audio: else nothing is\n"
+    "written, unless --keep-going is given. An audio is called after its file, without folder and\n"
+    "extension. A recording longer than 8 min 44 s becomes several audios of the same name.\n"
+    "An existing DB is replaced only when the new one is whole.\n\n";
 
 struct IndexOptions {
   CommonOptions common;
@@ -41,11 +49,12 @@ struct Outcome {
 
 /// Analyses all files, in the order of which outcomes are returned.
 std::vector<Outcome> analyseAll(const std::vector<InputFile>& files, const IndexOptions& options) {
-  const std::size_t most =
-      options.entries == "all" ? kEveryEntry : static_cast<std::size_t>(std::stoull(options.entries));
+  const std::size_t most = options.entries == "all"
+                               ? kEveryEntry
+                               : static_cast<std::size_t>(std::stoull(options.entries));
   std::vector<Outcome> outcomes(files.size());
   std::atomic<bool> stop = false;
-  Progress progress(!options.common.json, files.size());
+  Progress progress(!options.common.json && !files.empty(), files.size());
   const auto analyse = [&](std::size_t i) {
     if (stop) return;
     try {
@@ -97,6 +106,16 @@ IndexReport write(const std::vector<InputFile>& files, std::vector<Outcome>& out
   return result;
 }
 
+/// Throws FileError now rather than after an hour's work.
+void checkDatabase(const std::filesystem::path& database) {
+  const AtomicFile trial(database);
+  if (!mayBecomeDatabase(database)) {
+    throw FileError(database,
+                    "exists and isn't a database, so it is left alone; the database "
+                    "comes first, then the recordings");
+  }
+}
+
 ExitCode runIndex(const IndexOptions& options) {
   applyCommonOptions(options.common);
   if (!options.name.empty() &&
@@ -104,15 +123,15 @@ ExitCode runIndex(const IndexOptions& options) {
     throw UsageError("--name goes with a single file");
   }
   const InterruptGuard guard;
-  // Fails before the work rather than after it.
-  { const AtomicFile trial(options.database); }
+  checkDatabase(options.database);
   const InputFiles inputs = expandInputs(options.inputs, options.database);
   for (const std::string& message : inputs.problems) report(message);
   for (const std::string& message : inputs.repeated) report(message);
   bool failed = !inputs.problems.empty();
   const auto give_up = [&] {
     if (!failed || options.keep_going) return false;
-    report(fmt::format("{}: not written; --keep-going indexes the rest", options.database.string()));
+    report(
+        fmt::format("{}: not written; --keep-going indexes the rest", options.database.string()));
     return true;
   };
   if (give_up()) return ExitCode::kFailure;
@@ -129,7 +148,8 @@ ExitCode runIndex(const IndexOptions& options) {
 /// "all" or a number from 1 on.
 std::string checkEntries(const std::string& text) {
   if (text == "all") return {};
-  return CLI::Range(1, 1'000'000'000)(text).empty() && text.find_first_not_of("0123456789") == text.npos
+  return CLI::Range(1, 1'000'000'000)(text).empty() &&
+                 text.find_first_not_of("0123456789") == text.npos
              ? std::string()
              : "must be a whole number above 0, or all";
 }
@@ -139,16 +159,23 @@ std::string checkEntries(const std::string& text) {
 void addIndexCommand(CLI::App& app, Action& action) {
   auto options = std::make_shared<IndexOptions>();
   CLI::App* command = app.add_subcommand("index", "Make a database of reference recordings");
-  command->add_option("DB", options->database, "Database to write; replaced only when the new one is whole")->required();
-  command->add_option("FILE-OR-FOLDER", options->inputs,
-      "Recordings. A folder stands for every sound file below it; what isn't one is skipped")->required();
-  command->add_option("--name", options->name, "Name of a single file's audio, instead of the file's name");
-  command->add_option("--entries", options->entries,
-      "Database entries kept of each audio at most, spread evenly over it: a number or all")
-      ->check(CLI::Validator(checkEntries, "N|all"))->capture_default_str();
-  command->add_option("--jobs", options->jobs, "Files analysed at a time")->check(CLI::Range(1, 1024))->capture_default_str();
-  command->add_flag("--keep-going", options->keep_going, "Index the rest when a file given by name can't be read");
-  addCommonOptions(*command, options->common, "Print a JSON object a line instead of a table");
+  command->add_option("DB", options->database, "Database to write")->required()->type_name("");
+  command->add_option("FILE-OR-FOLDER", options->inputs, "Reference recordings")
+      ->required()
+      ->type_name("");
+  command->add_option("--name", options->name, "Name of a single file's audio")->type_name("NAME");
+  command
+      ->add_option("--entries", options->entries,
+                   "Entries kept of each audio at most, a number or all (default 20000)")
+      ->check(CLI::Validator(checkEntries, ""))
+      ->type_name("N");
+  command->add_option("--jobs", options->jobs, "Files analysed at a time (default: all cores)")
+      ->check(between(1u, 1024u))
+      ->type_name("N");
+  command->add_flag("--keep-going", options->keep_going,
+                    "Index the rest when a file given by name can't be read");
+  addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of a table");
+  command->footer(std::string(kIndexHelp) + kExitCodesHelp);
   command->callback([options, &action] { action = [options] { return runIndex(*options); }; });
 }
 

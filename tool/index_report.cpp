@@ -16,9 +16,9 @@ std::string IndexReport::asTable() const {
     table.addColumn(heading, Align::kRight);
   }
   for (const IndexedFile& file : files) {
-    table.addRow({file.path.string(), file.name, fmt::to_string(file.parts),
-                  fmt::format("{:.1f}", file.seconds), fmt::to_string(file.features),
-                  fmt::to_string(file.entries)});
+    table.addRow({file.path.string(), file.name, std::to_string(file.parts),
+                  fmt::format("{:.1f}", file.seconds), std::to_string(file.features),
+                  std::to_string(file.entries)});
   }
   std::string text = table.text();
   text += fmt::format("\n{}: {} audios, {} entries, {} bytes", database.string(), audioCount(),

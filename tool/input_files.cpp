@@ -39,7 +39,8 @@ class FolderWalk {
 
  private:
   static void sortByBytes(std::vector<fs::path>& paths) {
-    std::ranges::sort(paths, {}, [](const fs::path& path) -> const std::string& { return path.native(); });
+    std::ranges::sort(paths, {},
+                      [](const fs::path& path) -> const std::string& { return path.native(); });
   }
 
   /// Sorted, so that of two ways to a folder the same is taken everywhere.

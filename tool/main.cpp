@@ -1,6 +1,9 @@
+#include <fcntl.h>
 #include <fmt/core.h>
+#include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <new>
 
@@ -16,6 +19,17 @@ namespace {
 
 using audiomatch::ExitCode;
 
+/// Fills the places of standard streams that the caller closed, so that no file
+/// opened later, a database say, takes one and gets messages written into it.
+/// Using such a stream still fails.
+void occupyStandardStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) >= 0) continue;
+    // The lowest free number, hence this stream's.
+    if (open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY) != stream) std::abort();
+  }
+}
+
 /// Runs the command and turns what it throws into a message and a code.
 ExitCode runGuarded(const audiomatch::Action& action) {
   try {
@@ -24,7 +38,7 @@ ExitCode runGuarded(const audiomatch::Action& action) {
     audiomatch::report("interrupted; nothing was written");
     audiomatch::dieBySignal(interrupted.signal());
   } catch (const audiomatch::UsageError& error) {
-    audiomatch::report(error.what());
+    audiomatch::report(fmt::format("{}; run with --help for more information", error.what()));
     return ExitCode::kUsage;
   } catch (const std::bad_alloc&) {
     audiomatch::report("out of memory; try fewer --jobs or shorter recordings");
@@ -45,6 +59,7 @@ ExitCode flushOutput() {
 }  // namespace
 
 int main(int argc, char** argv) {
+  occupyStandardStreams();
   CLI::App app("Recognises recordings by their audio fingerprints.", "audiomatch");
   app.set_version_flag("--version", "audiomatch " AUDIOMATCH_VERSION);
   app.footer(audiomatch::kExitCodesHelp);

@@ -23,7 +23,7 @@ audio::AudioDataPtr readFrames(AudioReader& reader, const std::filesystem::path&
   std::vector<std::int16_t> samples;
   samples.reserve(std::min(reader.promisedFrames(), wanted) * reader.channels());
   const std::size_t came = reader.read(samples, wanted);
-  if (came == 0) throw FileError(path, "holds no sound at that place");
+  if (came == 0) throw FileError(path, "holds no sound");
   if (came == most && frames > most && reader.skip(1) > 0) {
     throw FileError(path, "too long to be held in memory at once; cut out the piece you mean");
   }
@@ -51,7 +51,9 @@ audio::AudioDataPtr readStretch(const std::filesystem::path& path, const Stretch
   const auto frames = [&](double seconds) {
     return static_cast<std::uint64_t>(std::llround(seconds * reader.sampleRate()));
   };
-  reader.skip(frames(stretch.from));
+  if (reader.skip(frames(stretch.from)) < frames(stretch.from)) {
+    throw FileError(path, "ends before the stretch begins");
+  }
   return readFrames(reader, path, frames(stretch.seconds));
 }
 

@@ -64,8 +64,10 @@ void PartReader::dropUpToNext() {
   const std::uint32_t rate = reader_.sampleRate();
   done_ = frameCount(samples_.size() / reader_.channels(), rate) <= audio::kTimeSlots;
   ++part_;
-  const std::uint64_t dropped = (partStart(part_, rate) - partStart(part_ - 1, rate)) * reader_.channels();
-  const auto first_kept = done_ ? samples_.end() : samples_.begin() + static_cast<std::ptrdiff_t>(dropped);
+  const std::uint64_t dropped =
+      (partStart(part_, rate) - partStart(part_ - 1, rate)) * reader_.channels();
+  const auto first_kept =
+      done_ ? samples_.end() : samples_.begin() + static_cast<std::ptrdiff_t>(dropped);
   samples_ = std::vector<std::int16_t>(first_kept, samples_.end());
 }
 

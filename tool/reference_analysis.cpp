@@ -49,7 +49,8 @@ Reference analyseReference(const std::filesystem::path& path, std::size_t most_e
     reference.parts.push_back(std::move(entries));
   }
   reference.seconds = static_cast<double>(reader.position()) / reader.sampleRate();
-  if (reference.features == 0) throw FileError(path, "no features: silent, or too short to have any");
+  if (reference.features == 0)
+    throw FileError(path, "no features: silent, or too short to have any");
   return reference;
 }
 

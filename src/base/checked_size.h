@@ -7,8 +7,8 @@
 namespace audio {
 
 /// The bytes of rows × columns elements of `elementSize` bytes, or nothing
-/// when the product doesn't fit a size. Every buffer whose shape comes from
-/// outside is sized here.
+/// when the product doesn't fit a size. Buffers whose shape comes from
+/// outside are sized here.
 inline std::optional<std::size_t> matrixBytes(std::uint64_t rows, std::uint64_t columns,
                                               std::size_t elementSize) noexcept {
   std::size_t cells = 0;

@@ -16,7 +16,8 @@ void Logger::write(const char* format, std::va_list arguments) noexcept {
   if (!enabled()) return;
 
   // Nearly every message is short. The full buffer stays off the stack, for
-  // the stack belongs to a Java thread and may be small.
+  // the stack belongs to a Java thread and may be small; without memory for it
+  // the short text has to do.
   std::array<char, 1024> short_text;
   std::va_list again;
   va_copy(again, arguments);

@@ -25,16 +25,14 @@ Parameter::Parameter(const char* name, const char* description, bool flag) noexc
 template <typename Value>
 TypedParameter<Value>::TypedParameter(Value initial, const char* name, const char* description,
                                       bool flag, ParameterRegistry* registry)
-    : Parameter(name, description, flag),
-      value(initial),
-      registered_in_(&mapOfKind(*registry, this)) {
-  registered_in_->emplace(name, this);
+    : Parameter(name, description, flag), value(initial), map_(&mapOfKind(*registry, this)) {
+  map_->emplace(name, this);
 }
 
 template <typename Value>
 TypedParameter<Value>::~TypedParameter() {
-  const auto entry = registered_in_->find(name());
-  if (entry != registered_in_->end() && entry->second == this) registered_in_->erase(entry);
+  const auto entry = map_->find(name());
+  if (entry != map_->end() && entry->second == this) map_->erase(entry);
 }
 
 template class TypedParameter<std::int32_t>;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 
@@ -40,7 +41,8 @@ class Parameter {
 template <typename Value>
 class TypedParameter : public Parameter {
  public:
-  using Map = std::map<std::string, TypedParameter*>;
+  /// Looked up without making a string: a parameter ends where nothing may throw.
+  using Map = std::map<std::string, TypedParameter*, std::less<>>;
 
   TypedParameter(Value initial, const char* name, const char* description, bool flag,
                  ParameterRegistry* registry);
@@ -49,7 +51,7 @@ class TypedParameter : public Parameter {
   Value value;
 
  private:
-  Map* registered_in_;
+  Map* map_;
 };
 
 using IntParameter = TypedParameter<std::int32_t>;

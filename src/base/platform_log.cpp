@@ -14,6 +14,7 @@ void platformLogWrite(int priority, const char* tag, const char* text) noexcept 
 
 #else
 
+#include <poll.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -45,6 +46,14 @@ void skip(std::array<iovec, 5>& parts, std::size_t written) noexcept {
   }
 }
 
+/// After a failed write to a descriptor that doesn't block: true when trying
+/// again makes sense.
+bool waitUntilWritable() noexcept {
+  if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
+  pollfd descriptor{STDERR_FILENO, POLLOUT, 0};
+  return poll(&descriptor, 1, -1) > 0;
+}
+
 std::size_t remaining(const std::array<iovec, 5>& parts) noexcept {
   std::size_t bytes = 0;
   for (const iovec& part : parts) bytes += part.iov_len;
@@ -57,12 +66,12 @@ void platformLogWrite(int priority, const char* tag, const char* text) noexcept 
   const char head[] = {priorityLetter(priority), '/', '\0'};
   std::array<iovec, 5> parts = {slice(head), slice(tag), slice(": "), slice(text), slice("\n")};
 
-  // One writev is one piece; the stream's own lock covers the rare short
-  // write and keeps the order against others that use stderr.
+  // One writev is one piece. The stream's own lock covers what a pipe takes
+  // only in parts.
   flockfile(stderr);
   while (remaining(parts) > 0) {
     const ssize_t written = writev(STDERR_FILENO, parts.data(), static_cast<int>(parts.size()));
-    if (written < 0 && errno == EINTR) continue;
+    if (written < 0 && (errno == EINTR || waitUntilWritable())) continue;
     if (written <= 0) break;
     skip(parts, static_cast<std::size_t>(written));
   }

@@ -4,13 +4,19 @@
 
 #include <algorithm>
 #include <climits>
-#include <new>
+#include <cstdlib>
 
+#include "base/checked_size.h"
 #include "base/logger.h"
 
 namespace audio {
 
 void Resampler::CloseHandle::operator()(void* handle) const noexcept { resample_close(handle); }
+
+Resampler::~Resampler() {
+  out_.reset();
+  handle_.reset();
+}
 
 bool Resampler::open(int highQuality, float minFactor, float maxFactor) noexcept {
   handle_.reset();
@@ -41,7 +47,9 @@ bool Resampler::set(const float* input, std::uint32_t inputLen, std::uint32_t so
   // Also false for the not-a-number of a zero source rate.
   if (!(length < 4294967296.0)) return false;
   out_len_ = static_cast<std::uint32_t>(length);
-  out_.reset(new (std::nothrow) float[out_len_]);
+  if (const auto bytes = matrixBytes(1, out_len_, sizeof(float))) {
+    out_.reset(static_cast<float*>(std::malloc(*bytes)));
+  }
   return out_ != nullptr;
 }
 

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <memory>
 
+#include "base/c_memory.h"
+
 namespace audio {
 
 /// Converts one block of mono samples from one rate to another, through
@@ -15,6 +17,7 @@ namespace audio {
 class Resampler {
  public:
   Resampler() noexcept = default;
+  ~Resampler();
   Resampler(const Resampler&) = delete;
   Resampler& operator=(const Resampler&) = delete;
 
@@ -56,7 +59,7 @@ class Resampler {
 
   const float* in_ = nullptr;
   std::uint32_t in_len_ = 0;
-  std::unique_ptr<float[]> out_;
+  CArray<float> out_;
   std::uint32_t out_len_ = 0;
   std::uint32_t source_rate_ = 0;
   std::uint32_t target_rate_ = 0;

@@ -21,6 +21,12 @@ std::uint32_t samplesOf(std::uint32_t sampleRate, std::uint32_t milliseconds) no
 
 }  // namespace
 
+SpectrogramGenerator::~SpectrogramGenerator() {
+  releaseFft();
+  releaseWindow();
+  releaseSpectrum();
+}
+
 bool SpectrogramGenerator::init(const float* data, std::uint32_t dataLen, std::uint32_t sampleRate,
                                 std::uint32_t winMs, std::uint32_t overlapMs) {
   if (!data) {
@@ -85,9 +91,10 @@ bool SpectrogramGenerator::applyWindow(const float* frame, std::uint32_t n,
 
 bool SpectrogramGenerator::run() noexcept {
   if (!data_ || win_len_ == 0 || overlap_len_ == 0 || !fft_ || !window_ || !spectrum_) return false;
-  const std::size_t work_bytes = sizeof(kiss_fft_cpx) * win_len_;
-  const auto frame = zeroedArray<kiss_fft_cpx>(work_bytes);
-  const auto transformed = zeroedArray<kiss_fft_cpx>(work_bytes);
+  const auto work_bytes = matrixBytes(1, win_len_, sizeof(kiss_fft_cpx));
+  if (!work_bytes) return false;
+  const auto frame = zeroedArray<kiss_fft_cpx>(*work_bytes);
+  const auto transformed = zeroedArray<kiss_fft_cpx>(*work_bytes);
   if (!frame || !transformed) return false;
 
   const std::size_t hop = win_len_ - overlap_len_;

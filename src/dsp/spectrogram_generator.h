@@ -22,6 +22,7 @@ namespace audio {
 class SpectrogramGenerator {
  public:
   SpectrogramGenerator() noexcept = default;
+  ~SpectrogramGenerator();
   SpectrogramGenerator(const SpectrogramGenerator&) = delete;
   SpectrogramGenerator& operator=(const SpectrogramGenerator&) = delete;
 

@@ -10,7 +10,10 @@
 
 namespace audio {
 
-FeatureExtractor::~FeatureExtractor() { audio_data.reset(); }
+FeatureExtractor::~FeatureExtractor() {
+  audio_data.reset();
+  land_mark_finder.reset();
+}
 
 bool FeatureExtractor::init(bool singlePass) {
   land_mark_finder.reset();

@@ -19,8 +19,8 @@ struct Matrix {
 };
 
 /// The exact rule, cell by cell.
-bool standsOut(const Matrix& matrix, std::int64_t t, std::int64_t f,
-               const LocalMaxWindow& window) noexcept {
+bool isLocalMaximum(const Matrix& matrix, std::int64_t t, std::int64_t f,
+                    const LocalMaxWindow& window) noexcept {
   const float v = matrix.row(t)[f];
   const std::int64_t first_frame = std::max<std::int64_t>(t - window.halfFrames, 0);
   const std::int64_t last_frame = std::min<std::int64_t>(t + window.halfFrames, matrix.frames - 1);
@@ -46,7 +46,7 @@ void collectFrame(const Matrix& matrix, std::int64_t t, const LocalMaxWindow& wi
   for (std::int64_t f = 0; f < matrix.bins; ++f) {
     // Only a cell that equals its window's maximum can pass. Written as "not
     // below", so that a value that isn't a number goes to the exact rule too.
-    if (maxima && (row[f] < maxima[f] || !standsOut(matrix, t, f, window))) continue;
+    if (maxima && (row[f] < maxima[f] || !isLocalMaximum(matrix, t, f, window))) continue;
     candidates.push_back({static_cast<std::int32_t>(t), static_cast<std::int32_t>(f), row[f]});
   }
 }
@@ -56,8 +56,8 @@ void keepLargest(std::vector<LocalMaxRecorder>& candidates, std::int32_t maxPerF
   if (candidates.empty()) return;
   std::stable_sort(candidates.begin(), candidates.end(),
                    [](const auto& a, const auto& b) { return a.value > b.value; });
-  const auto count =
-      std::min<std::int64_t>(static_cast<std::int64_t>(candidates.size()), maxPerFrame);
+  const auto count = std::min(static_cast<std::ptrdiff_t>(candidates.size()),
+                              static_cast<std::ptrdiff_t>(maxPerFrame));
   if (count > 0) kept.assign(candidates.begin(), candidates.begin() + count);
   candidates.clear();
 }

@@ -9,8 +9,8 @@ namespace audio {
 /// Turns `count` complex values into natural-log magnitudes, floored at one
 /// millionth of the largest magnitude, minus the mean of them all.
 ///
-/// Squares and their sum are formed in single precision, root and logarithm
-/// in double and narrowed; the mean's sum runs in single precision over
+/// Squares, their sum and the root are formed in single precision, the
+/// logarithm in double and narrowed; the mean's sum runs in single precision over
 /// groups of four values, each summed left to right before it joins the
 /// running sum, then over the remaining values one by one.
 ///

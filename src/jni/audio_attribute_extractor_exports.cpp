@@ -1,7 +1,9 @@
 // The natives of the Java class AudioAttributeExtractor.
 
+#include <cstdint>
 #include <memory>
 #include <new>
+#include <vector>
 
 #include "base/logger.h"
 #include "jni/export.h"

@@ -8,30 +8,8 @@
 #include "jni/pcm_ingestion.h"
 #include "jni/pinned_array.h"
 
-namespace {
-
 using namespace audio;
 using namespace audio::jni;
-
-jobjectArray extractToJava(JNIEnv* env, FeatureExtractor& extractor, const AudioData& audio) {
-  if (!extractor.init(false)) {
-    logMessage("init feature extractor failed.");
-    return nullptr;
-  }
-  logMessage("init feature extractor success.");
-  if (!extractor.loadAudio(&audio)) {
-    logMessage("load audio data failed.");
-    return nullptr;
-  }
-  logMessage("load audio data success.");
-  if (!extractor.extractFeatures()) {
-    logMessage("extract features failed.");
-    return nullptr;
-  }
-  return featureResult(env, extractor.getFeatures());
-}
-
-}  // namespace
 
 AUDIO_EXPORT_VERBOSE(AudioFeatureExtractor)
 
@@ -40,17 +18,22 @@ AUDIO_EXPORT_VERBOSE(AudioFeatureExtractor)
 AUDIO_EXPORT(jobjectArray, AudioFeatureExtractor, nativeExtractAudioFeatures)
 (JNIEnv* env, jobject, jbyteArray pcm, jlong channels, jlong length, jlong sampleRate) {
   return guarded<jobjectArray>(nullptr, [&]() -> jobjectArray {
-    auto shape = pcmShape(channels, length, sampleRate);
-    if (!pcm || !shape) return nullptr;
-    shape->frames /= 2;
-    if (!arrayHolds(env, pcm, sizeof(jbyte), *shape)) return nullptr;
+    if (!pcm || !fits32(length)) return nullptr;
+    const auto shape = pcmShape(channels, length / 2, sampleRate);
+    if (!shape || !arrayHolds(env, pcm, sizeof(jbyte), *shape)) return nullptr;
 
+    // In this order they are released: the array, the audio, the extractor.
     FeatureExtractor extractor;
-    AudioDataPtr audio;
+    AudioDataPtr audio_data;
     PinnedArray<jbyteArray> samples;
     if (!samples.pin(env, pcm)) return nullptr;
-    audio = pcm16ToAudioData(samples.elements(), *shape);
-    if (!audio) return nullptr;
-    return extractToJava(env, extractor, *audio);
+    audio_data = pcm16ToAudioData(samples.elements(), *shape);
+    if (!audio_data) return nullptr;
+    if (!extractor.init(false)) {
+      logMessage("init feature extractor failed.");
+      return nullptr;
+    }
+    logMessage("init feature extractor success.");
+    return extractToJava(env, extractor, *audio_data);
   });
 }

@@ -15,33 +15,8 @@
 #include "jni/pinned_array.h"
 #include "match/audio_matcher.h"
 
-namespace {
-
 using namespace audio;
 using namespace audio::jni;
-
-/// Matches one pinned recording; false when there is no match or on failure.
-bool match(AudioMatcher& matcher, const void* samples, const PcmShape& shape, std::string& name) {
-  const AudioDataPtr audio = pcm16ToAudioData(samples, shape);
-  if (!audio || !matcher.matchAudio(audio.get())) return false;
-  name = matcher.bestMatchName();
-  return true;
-}
-
-jobjectArray extractToJava(JNIEnv* env, AudioMatcher& matcher, const AudioData& audio) {
-  if (!matcher.loadAudio(&audio)) {
-    logMessage("load audio data failed.");
-    return nullptr;
-  }
-  logMessage("load audio data success.");
-  if (!matcher.extractFeatures()) {
-    logMessage("extract features failed.");
-    return nullptr;
-  }
-  return featureResult(env, matcher.getFeatures());
-}
-
-}  // namespace
 
 AUDIO_EXPORT_VERBOSE(AudioMatcher)
 
@@ -81,16 +56,20 @@ AUDIO_EXPORT(jstring, AudioMatcher, nativeMatchAudio)
     std::string name;
     bool matched = false;
     {
+      // In this order they are released: both arrays, then the audio.
+      AudioDataPtr audio_data;
       PinnedArray<jintArray> level;
       PinnedArray<jshortArray> samples;
       if (!samples.pin(env, pcm)) return empty;
       logMessage("get data success.");
       if (!level.pin(env, discriminationLevel)) return empty;
       logMessage("get discrimination success.");
-      matched = match(*matcher, samples.elements(), *shape, name);
+      audio_data = pcm16ToAudioData(samples.elements(), *shape);
+      matched = audio_data && matcher->matchAudio(audio_data.get());
+      if (matched) name = toModifiedUtf8(matcher->bestMatchName());
       if (matched && levels > 0) level.elements()[0] = matcher->discriminationLevel();
     }
-    return matched ? env->NewStringUTF(toModifiedUtf8(name).c_str()) : empty;
+    return matched ? env->NewStringUTF(name.c_str()) : empty;
   });
 }
 
@@ -108,12 +87,12 @@ AUDIO_EXPORT(jobjectArray, AudioMatcher, nativeExtractAudioFeatures)
     const auto shape = pcmShape(channels, length, sampleRate);
     if (!pcm || !shape || !arrayHolds(env, pcm, sizeof(jshort), *shape)) return nullptr;
 
-    AudioDataPtr audio;
+    // In this order they are released: the array, then the audio.
+    AudioDataPtr audio_data;
     PinnedArray<jshortArray> samples;
     if (!samples.pin(env, pcm)) return nullptr;
-    audio = pcm16ToAudioData(samples.elements(), *shape);
-    if (!audio) return nullptr;
-    return extractToJava(env, *matcher, *audio);
+    audio_data = pcm16ToAudioData(samples.elements(), *shape);
+    return audio_data ? extractToJava(env, *matcher, *audio_data) : nullptr;
   });
 }
 

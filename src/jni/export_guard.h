@@ -6,9 +6,10 @@
 
 namespace audio::jni {
 
-/// Runs the body of an export. An exception of the standard containers, which
-/// means that memory is short, ends here: it is logged as "out of memory." and
-/// becomes the failure value. What the body owns is released on the way.
+/// Runs the body of an export. No exception crosses one: those of the standard
+/// containers, the only ones there are, mean that memory is short, are logged
+/// as "out of memory." and become the failure value. What the body owns is
+/// released on the way.
 template <typename Result, typename Body>
 Result guarded(Result failure, Body&& body) noexcept {
   try {

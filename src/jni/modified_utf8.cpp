@@ -49,8 +49,10 @@ std::string toModifiedUtf8(std::string_view bytes) {
   while (!bytes.empty()) {
     const Character character = decode(bytes);
     const std::size_t length = character.length > 0 ? character.length : 1;
-    if (character.length == 0 || bytes[0] == '\0') {
+    if (character.length == 0) {
       appendThreeBytes(out, kReplacement);
+    } else if (character.code == 0) {
+      out += "\xC0\x80";
     } else if (character.code >= 0x10000) {
       const char32_t above = character.code - 0x10000;
       appendThreeBytes(out, 0xD800 + (above >> 10));

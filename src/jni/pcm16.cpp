@@ -12,13 +12,14 @@ namespace {
 // 1 / 32767 to the nearest float.
 constexpr float kPcmScale = std::bit_cast<float>(0x38000100u);
 
-/// Scales every `stride`-th byte pair from `next` on into a zeroed row.
-void scaleRow(const unsigned char* next, std::size_t stride, float* row,
+/// Scales samples `first`, `first` + `stride`, ... into a zeroed row.
+void scaleRow(const unsigned char* bytes, std::size_t first, std::size_t stride, float* row,
               std::uint32_t frames) noexcept {
-  for (std::uint32_t f = 0; f < frames; ++f, next += stride) {
+  std::size_t number = first;
+  for (std::uint32_t f = 0; f < frames; ++f, number += stride) {
     // A byte array promises no alignment.
     std::int16_t sample;
-    std::memcpy(&sample, next, sizeof sample);
+    std::memcpy(&sample, bytes + number * sizeof sample, sizeof sample);
     row[f] += kPcmScale * static_cast<float>(sample);
   }
 }
@@ -32,10 +33,9 @@ AudioDataPtr pcm16ToAudioData(const void* samples, const PcmShape& shape) noexce
   logMessage("audio sample rate = %d.", static_cast<int>(audio->sampleRate()));
   logMessage("audio data len = %d.", static_cast<int>(audio->dataLen()));
 
-  const auto* first = static_cast<const unsigned char*>(samples);
-  const std::size_t stride = std::size_t{shape.channels} * sizeof(std::int16_t);
+  const auto* bytes = static_cast<const unsigned char*>(samples);
   for (std::uint32_t ch = 0; ch < shape.channels; ++ch) {
-    scaleRow(first + ch * sizeof(std::int16_t), stride, audio->channelData(ch), shape.frames);
+    scaleRow(bytes, ch, shape.channels, audio->channelData(ch), shape.frames);
   }
   return audio;
 }

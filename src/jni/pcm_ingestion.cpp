@@ -5,11 +5,8 @@
 #include "base/logger.h"
 
 namespace audio::jni {
-namespace {
 
 bool fits32(jlong number) noexcept { return number >= 0 && number <= jlong{UINT32_MAX}; }
-
-}  // namespace
 
 std::optional<PcmShape> pcmShape(jlong channels, jlong frames, jlong sampleRate) noexcept {
   if (!fits32(channels) || !fits32(frames) || !fits32(sampleRate)) return std::nullopt;

@@ -9,6 +9,9 @@
 
 namespace audio::jni {
 
+/// True when a Java number is one of unsigned 32 bits.
+bool fits32(jlong number) noexcept;
+
 /// The shape of a recording from three Java numbers; nothing when one is
 /// negative or doesn't fit 32 bits. Zeros pass: AudioData has messages for
 /// them.

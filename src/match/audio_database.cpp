@@ -1,6 +1,7 @@
 #include "match/audio_database.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 #include "base/logger.h"
@@ -8,6 +9,37 @@
 #include "match/database_format.h"
 
 namespace audio {
+namespace {
+
+/// Reads a name's block of L bytes and a terminator, piece by piece, since L
+/// may be anything. False when the file ends first.
+bool readName(DatabaseFile& file, std::string& name) {
+  bool whole = false;
+  std::uint64_t missing = std::uint64_t{file.readCount(&whole)} + 1;
+  if (!whole) return false;
+  char piece[4096];
+  while (missing > 0) {
+    const std::size_t size =
+        missing < sizeof piece ? static_cast<std::size_t>(missing) : sizeof piece;
+    if (file.read(piece, size) != size) return false;
+    name.append(piece, size);
+    missing -= size;
+  }
+  // Without a zero byte the whole block is the name.
+  if (const std::size_t end = name.find('\0'); end != std::string::npos) name.resize(end);
+  return true;
+}
+
+/// Writes one hit per entry; returns the place behind the last.
+AudioHashHit* appendHits(const Bucket& bucket, std::uint32_t startTime,
+                         AudioHashHit* out) noexcept {
+  for (std::size_t i = 0; i < bucket.stored; ++i) {
+    *out++ = hitOf(loadLittleEndian<std::uint64_t>(bucket.entries + i * kEntryBytes), startTime);
+  }
+  return std::fill_n(out, bucket.count - bucket.stored, hitOf(0, startTime));
+}
+
+}  // namespace
 
 bool AudioDatabase::load(const char* dbPath) {
   if (!dbPath) {
@@ -39,29 +71,6 @@ bool AudioDatabase::load(const char* dbPath) {
   }
   return true;
 }
-
-namespace {
-
-/// Reads a name's block of L bytes and a terminator, piece by piece, since L
-/// may be anything. False when the file ends first.
-bool readName(DatabaseFile& file, std::string& name) {
-  bool whole = false;
-  std::uint64_t missing = std::uint64_t{file.readCount(&whole)} + 1;
-  if (!whole) return false;
-  char piece[4096];
-  while (missing > 0) {
-    const std::size_t size =
-        missing < sizeof piece ? static_cast<std::size_t>(missing) : sizeof piece;
-    if (file.read(piece, size) != size) return false;
-    name.append(piece, size);
-    missing -= size;
-  }
-  // Without a zero byte the whole block is the name.
-  if (const std::size_t end = name.find('\0'); end != std::string::npos) name.resize(end);
-  return true;
-}
-
-}  // namespace
 
 bool AudioDatabase::readNames(DatabaseFile& file) {
   const std::uint32_t name_count = file.readCount();
@@ -102,24 +111,13 @@ std::string AudioDatabase::audioName(std::int32_t audioIndex) const {
   return name;
 }
 
-namespace {
-
-/// Writes one hit per entry; returns the place behind the last.
-AudioHashHit* appendHits(const Bucket& bucket, std::uint32_t startTime,
-                         AudioHashHit* out) noexcept {
-  for (std::size_t i = 0; i < bucket.stored; ++i) {
-    *out++ = hitOf(loadLittleEndian<std::uint64_t>(bucket.entries + i * kEntryBytes), startTime);
-  }
-  return std::fill_n(out, bucket.count - bucket.stored, hitOf(0, startTime));
-}
-
-}  // namespace
-
 bool AudioDatabase::extractHits(const std::vector<AudioFeature>& features,
                                 std::vector<AudioHashHit>& hits) const {
-  std::size_t total = 0;
+  std::uint64_t total = 0;
   for (const AudioFeature& feature : features) total += bucket(feature.hashKey).count;
-  hits.resize(total);
+  // What a cut bucket claims may add up to anything.
+  if (total > hits.max_size()) throw std::length_error("more hits than memory can hold");
+  hits.resize(static_cast<std::size_t>(total));
 
   // Buckets lie anywhere in memory: a group of them is asked for before the
   // first of the group is read.

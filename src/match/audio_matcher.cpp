@@ -1,6 +1,7 @@
 #include "match/audio_matcher.h"
 
 #include <new>
+#include <utility>
 
 #include "base/logger.h"
 #include "match/attribute_hits.h"
@@ -14,16 +15,20 @@ AudioMatcher::~AudioMatcher() {
 }
 
 bool AudioMatcher::init(const char* dbPath) {
+  database_.reset();
+  audio_loaded_ = false;
   if (!dbPath) {
     logMessage("input db_path is null.");
     return initFeatureExtractor();
   }
-  database_.reset(new (std::nothrow) AudioDatabase);
-  if (!database_) {
+  std::unique_ptr<AudioDatabase> database(new (std::nothrow) AudioDatabase);
+  if (!database) {
     logMessage("alloc database failed.");
     return false;
   }
-  return database_->load(dbPath) && initFeatureExtractor();
+  if (!database->load(dbPath)) return false;
+  database_ = std::move(database);
+  return initFeatureExtractor();
 }
 
 bool AudioMatcher::initFeatureExtractor() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -21,7 +22,7 @@ namespace audio {
 /// A matcher is made empty. `init` gives it an extractor and, with a path, a
 /// database; the third service needs neither. No failure leaves it unusable.
 /// One thread at a time; all matchers of a process draw from one random
-/// sequence (see RandomDraws).
+/// sequence (see drawRandom).
 class AudioMatcher {
  public:
   AudioMatcher() = default;
@@ -81,9 +82,6 @@ class AudioMatcher {
 
   /// Number of hits that the last `matchAudio` collected.
   std::size_t hitCount() const noexcept { return hit_count_; }
-
-  /// The database, or null.
-  const AudioDatabase* database() const noexcept { return database_.get(); }
 
  private:
   std::int32_t scoreHits(std::span<const AudioHashHit> hits);

@@ -16,28 +16,21 @@ inline constexpr std::uint32_t kTimeSlots = 16'384;     ///< times of an entry
 inline constexpr std::size_t kCountBytes = 4;
 inline constexpr std::size_t kEntryBytes = 8;
 
-/// Reads a little-endian number, of any alignment.
+static_assert(std::endian::native == std::endian::little,
+              "numbers of the file are read as they stand");
+
+/// Reads a number of the file, of any alignment.
 template <typename Number>
 Number loadLittleEndian(const void* bytes) noexcept {
   Number number;
   std::memcpy(&number, bytes, sizeof number);
-  if constexpr (std::endian::native == std::endian::big) {
-    Number swapped = 0;
-    for (std::size_t i = 0; i < sizeof number; ++i) {
-      swapped = static_cast<Number>(swapped << 8 | ((number >> (8 * i)) & 0xFF));
-    }
-    number = swapped;
-  }
   return number;
 }
 
-/// Writes a number as little-endian bytes.
+/// Writes a number as the file holds it, for those who build databases.
 template <typename Number>
 void storeLittleEndian(Number number, void* bytes) noexcept {
-  auto* out = static_cast<unsigned char*>(bytes);
-  for (std::size_t i = 0; i < sizeof number; ++i) {
-    out[i] = static_cast<unsigned char>(number >> (8 * i));
-  }
+  std::memcpy(bytes, &number, sizeof number);
 }
 
 }  // namespace audio

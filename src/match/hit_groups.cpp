@@ -1,7 +1,6 @@
 #include "match/hit_groups.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace audio {
 namespace {
@@ -28,7 +27,7 @@ std::uint32_t slotOf(const AudioHashHit& hit) noexcept {
 }
 
 /// Counts hits by slot. False when an index lies so far out that counting
-/// would cost more memory than the hits themselves.
+/// would cost as much memory as the hits themselves.
 bool countBySlot(std::span<const AudioHashHit> hits, std::vector<std::uint32_t>& counts) {
   const std::size_t limit = hits.size() + 4096;
   counts.assign(std::min<std::size_t>(limit, 4096), 0);
@@ -47,14 +46,14 @@ bool countBySlot(std::span<const AudioHashHit> hits, std::vector<std::uint32_t>&
 /// are passed over without a branch, which would go wrong too often.
 std::vector<HitGroup> collect(std::span<const AudioHashHit> hits,
                               const std::vector<AudioCount>& chosen, std::size_t slots) {
-  constexpr std::uint8_t kOther = 255;
-  std::vector<std::uint8_t> group_of(slots, kOther);
+  constexpr std::uint16_t kOther = UINT16_MAX;
+  std::vector<std::uint16_t> group_of(slots, kOther);
   std::vector<HitGroup> groups(chosen.size());
   std::size_t total = 0;
   for (std::size_t i = 0; i < chosen.size(); ++i) {
     groups[i].audio_index = chosen[i].audio_index;
     groups[i].offsets.reserve(chosen[i].hits);
-    group_of[slotOf({chosen[i].audio_index, 0})] = static_cast<std::uint8_t>(i);
+    group_of[slotOf({chosen[i].audio_index, 0})] = static_cast<std::uint16_t>(i);
     total += chosen[i].hits;
   }
   struct Member {
@@ -64,7 +63,7 @@ std::vector<HitGroup> collect(std::span<const AudioHashHit> hits,
   std::vector<Member> members(total + 1);
   Member* next = members.data();
   for (const AudioHashHit& hit : hits) {
-    const std::uint8_t group = group_of[slotOf(hit)];
+    const std::uint16_t group = group_of[slotOf(hit)];
     *next = {hit.time_offset, group};
     next += group != kOther;
   }

@@ -15,7 +15,7 @@ constexpr std::uint64_t kFirstRoom = std::uint64_t{64} << 20;
 bool LookUpTable::init() noexcept {
   block_ = ByteBlock();
   size_ = 0;
-  filed_ = 0;
+  indexed_ = 0;
   if (!offsets_) offsets_.reset(new (std::nothrow) std::uint64_t[kTableSize + 1]);
   if (!offsets_) return false;
   offsets_[0] = 0;
@@ -41,30 +41,30 @@ bool LookUpTable::reserve(std::uint64_t capacity) noexcept {
 
 void LookUpTable::append(std::size_t size) noexcept {
   size_ += size;
-  while (filed_ < kTableSize && offsets_[filed_] + kCountBytes <= size_) {
-    fileRecord(loadLittleEndian<std::uint32_t>(block_.data() + offsets_[filed_]));
+  while (indexed_ < kTableSize && offsets_[indexed_] + kCountBytes <= size_) {
+    indexRecord(loadLittleEndian<std::uint32_t>(block_.data() + offsets_[indexed_]));
   }
 }
 
-void LookUpTable::fileRecord(std::uint32_t count) noexcept {
-  offsets_[filed_ + 1] = offsets_[filed_] + kCountBytes + std::uint64_t{kEntryBytes} * count;
-  ++filed_;
+void LookUpTable::indexRecord(std::uint32_t count) noexcept {
+  offsets_[indexed_ + 1] = offsets_[indexed_] + kCountBytes + std::uint64_t{kEntryBytes} * count;
+  ++indexed_;
 }
 
 bool LookUpTable::complete() const noexcept {
-  return filed_ == kTableSize && offsets_[filed_] <= size_;
+  return indexed_ == kTableSize && offsets_[indexed_] <= size_;
 }
 
 bool LookUpTable::finish() noexcept {
-  const std::uint64_t tail = offsets_[filed_];
-  if (filed_ < kTableSize && tail < size_) {
+  const std::uint64_t tail = offsets_[indexed_];
+  if (indexed_ < kTableSize && tail < size_) {
     // A count cut in its middle keeps the bytes that are there.
     unsigned char count[kCountBytes] = {};
     std::memcpy(count, block_.data() + tail, size_ - static_cast<std::size_t>(tail));
-    fileRecord(loadLittleEndian<std::uint32_t>(count));
+    indexRecord(loadLittleEndian<std::uint32_t>(count));
   }
-  if (filed_ > 0 && offsets_[filed_] > size_) {
-    if (offsets_[filed_] - offsets_[filed_ - 1] - kCountBytes > kMaxClaim) return false;
+  if (indexed_ > 0 && offsets_[indexed_] > size_) {
+    if (offsets_[indexed_] - offsets_[indexed_ - 1] - kCountBytes > kMaxClaim) return false;
     // Zeros complete an entry cut in its middle.
     unsigned char* padding = room(kEntryBytes, kEntryBytes);
     if (!padding) return false;
@@ -76,7 +76,7 @@ bool LookUpTable::finish() noexcept {
 }
 
 Bucket LookUpTable::bucket(std::uint32_t key) const noexcept {
-  if (key >= filed_) return {nullptr, 0, 0};
+  if (key >= indexed_) return {nullptr, 0, 0};
   const std::uint64_t begin = offsets_[key] + kCountBytes;
   const std::uint64_t count = (offsets_[key + 1] - begin) / kEntryBytes;
   const std::uint64_t stored = begin < size_ ? std::min(count, (size_ - begin) / kEntryBytes) : 0;

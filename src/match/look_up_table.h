@@ -51,11 +51,11 @@ class LookUpTable {
 
  private:
   bool reserve(std::uint64_t capacity) noexcept;
-  void fileRecord(std::uint32_t count) noexcept;
+  void indexRecord(std::uint32_t count) noexcept;
 
   ByteBlock block_;
-  std::size_t size_ = 0;     // bytes appended
-  std::uint32_t filed_ = 0;  // records found so far
+  std::size_t size_ = 0;       // bytes appended
+  std::uint32_t indexed_ = 0;  // records found so far
   // Where each record found starts, then where the next one does.
   std::unique_ptr<std::uint64_t[]> offsets_;
 };

@@ -11,7 +11,6 @@
 #include "match/random_draw.h"
 
 namespace audio {
-
 namespace {
 
 /// The end of the run of offsets from `from` on, up to `end`, that `agrees`
@@ -22,6 +21,25 @@ Iterator runEnd(Iterator from, Iterator end, Agrees agrees) noexcept {
     if (from == end || !agrees(*from)) return from;
   }
   return std::partition_point(from, end, agrees);
+}
+
+// ln 0.001, the chance that is left of never having drawn a good pivot, and
+// the outlier ratio below which no further draw is needed: the single-precision
+// values they are.
+constexpr double kLogMissChance = std::bit_cast<float>(0xC0DD0CB3u);
+constexpr float kMinOutlierRatio = std::bit_cast<float>(0x2B8CBCCCu);
+
+/// Draws that suffice when `count` of `n` hits agree; `current` where the
+/// formula gives no number.
+std::uint32_t drawLimit(std::uint64_t count, std::uint32_t n, std::uint32_t current,
+                        std::uint32_t maxIterations) noexcept {
+  const float inlier_ratio = static_cast<float>(count) / static_cast<float>(n);
+  if (!(inlier_ratio > FLT_MIN)) return current;
+  const float outlier_ratio = 1.0f - inlier_ratio;
+  if (!(outlier_ratio > kMinOutlierRatio)) return 0;
+  const double limit = std::ceil(kLogMissChance / std::log(static_cast<double>(outlier_ratio)));
+  if (!(limit >= INT_MIN && limit <= INT_MAX)) return maxIterations;
+  return static_cast<std::uint32_t>(static_cast<std::int32_t>(limit));
 }
 
 }  // namespace
@@ -54,7 +72,7 @@ OffsetConsensus::Score OffsetConsensus::score(std::size_t hit) const noexcept {
                            std::uint64_t{kOffsetTolerance} * (offsets_.size() - (end - first))};
 }
 
-/// The plain count: next to the ends of the 32-bit range the agreeing offsets
+/// The plain count: next to the ends of the 32-bit range the inlier_ratio offsets
 /// are no single range.
 OffsetConsensus::Score OffsetConsensus::scoreAcrossWrap(std::int32_t pivot) const noexcept {
   Score score{0, 0};
@@ -69,39 +87,15 @@ OffsetConsensus::Score OffsetConsensus::scoreAcrossWrap(std::int32_t pivot) cons
   return score;
 }
 
-namespace {
-
-// ln 0.001, the chance that is left of never having drawn a good pivot, and
-// the least share of strangers that still needs drawing, as the single-precision
-// values they are.
-constexpr double kLogMissChance = std::bit_cast<float>(0xC0DD0CB3u);
-constexpr float kMinStrangers = std::bit_cast<float>(0x2B8CBCCCu);
-
-/// Draws that suffice when `count` of `n` hits agree; `current` where the
-/// formula gives no number.
-std::uint32_t drawLimit(std::uint64_t count, std::uint32_t n, std::uint32_t current,
-                        std::uint32_t maxIterations) noexcept {
-  const float agreeing = static_cast<float>(count) / static_cast<float>(n);
-  if (!(agreeing > FLT_MIN)) return current;
-  const float strangers = 1.0f - agreeing;
-  if (!(strangers > kMinStrangers)) return 0;
-  const double limit = std::ceil(kLogMissChance / std::log(static_cast<double>(strangers)));
-  if (!(limit >= INT_MIN && limit <= INT_MAX)) return maxIterations;
-  return static_cast<std::uint32_t>(static_cast<std::int32_t>(limit));
-}
-
-}  // namespace
-
 std::uint32_t countConsistentHits(std::vector<std::int32_t> offsets, std::uint32_t maxIterations) {
   const OffsetConsensus consensus(std::move(offsets));
   const auto n = static_cast<std::uint32_t>(consensus.hitCount());
-  RandomDraws draw;
   OffsetConsensus::Score best{0, INT_MAX};
   std::uint32_t draws = 0;
   std::uint32_t limit = maxIterations;
   do {
     ++draws;
-    const OffsetConsensus::Score drawn = consensus.score(draw.next() % n);
+    const OffsetConsensus::Score drawn = consensus.score(drawRandom() % n);
     if (drawn.count >= best.count && drawn.error < best.error) {
       if (drawn.count > best.count) limit = drawLimit(drawn.count, n, limit, maxIterations);
       best = drawn;

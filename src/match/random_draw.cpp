@@ -1,6 +1,7 @@
 #include "match/random_draw.h"
 
 #include <cstdlib>
+#include <mutex>
 
 namespace audio {
 namespace {
@@ -9,8 +10,11 @@ constinit std::mutex sequence;
 
 }  // namespace
 
-RandomDraws::RandomDraws() : hold_(sequence) {}
-
-std::uint32_t RandomDraws::next() noexcept { return static_cast<std::uint32_t>(lrand48()); }
+std::uint32_t drawRandom() noexcept {
+  // The C library guards its one generator against nobody. The lock is held for
+  // the few nanoseconds of a step.
+  const std::lock_guard hold(sequence);
+  return static_cast<std::uint32_t>(lrand48());
+}
 
 }  // namespace audio

@@ -50,12 +50,12 @@ bool StreamAttributeExtractor::init(std::uint32_t streamId, std::uint32_t update
   buffer_packets_ = grid->buffer_packets;
   packets_.resize(buffer_packets_);
   update_frames_ = grid->update_frames;
-  buffer_.reset(AudioData::create(channels, sampleRate, grid->buffer_len));
-  if (!buffer_) return false;
   slot_count_ = grid->slot_count;
   attribute_slots_.resize(slot_count_);
   buffered_packets_ = 0;
-  return true;
+  // Last: packets are only taken when there is a buffer.
+  buffer_.reset(AudioData::create(channels, sampleRate, grid->buffer_len));
+  return buffer_ != nullptr;
 }
 
 void StreamAttributeExtractor::reset() noexcept {
@@ -165,9 +165,9 @@ void StreamAttributeExtractor::rememberAttributes() {
 }
 
 void StreamAttributeExtractor::dropOldestPeriod() noexcept {
-  const auto oldest = packets_.begin() + packets_per_update_;
-  std::for_each(packets_.begin(), oldest, [](AudioDataPtr& packet) { packet.reset(); });
-  std::rotate(packets_.begin(), oldest, packets_.end());
+  const auto kept = packets_.begin() + static_cast<std::ptrdiff_t>(packets_per_update_);
+  std::for_each(packets_.begin(), kept, [](AudioDataPtr& packet) { packet.reset(); });
+  std::rotate(packets_.begin(), kept, packets_.end());
   buffered_packets_ = buffer_packets_ - packets_per_update_;
 }
 

@@ -1,0 +1,108 @@
+#include "tool/features_command.h"
+
+#include <fmt/core.h>
+
+#include <filesystem>
+#include <memory>
+#include <new>
+
+#include "feature/feature_extractor.h"
+#include "tool/atomic_file.h"
+#include "tool/errors.h"
+#include "tool/landmark_key.h"
+#include "tool/recording.h"
+#include "tool/spectrogram_analysis.h"
+#include "tool/spectrogram_picture.h"
+#include "tool/text.h"
+
+namespace audiomatch {
+namespace {
+
+constexpr const char* kFeaturesHelp =
+    "Lists the features of all four passes, as a recording to be matched has them. The picture\n"
+    "shows the first pass: the spectrogram, its peaks as dots, and landmarks, the pairs of peaks\n"
+    "that features are made of, as lines.\n\n";
+
+struct FeaturesOptions {
+  CommonOptions common;
+  std::filesystem::path file;
+  std::filesystem::path picture;
+  Stretch stretch{0.0, 30.0};
+};
+
+void printTable(const std::vector<audio::AudioFeature>& features) {
+  fmt::print("{:>9}  {:>7}  {:>9}  {:>11}  {:>7}\n", "TIME s", "KEY", "ANCHOR Hz", "DISTANCE Hz",
+             "DELTA s");
+  for (const audio::AudioFeature& feature : features) {
+    const LandmarkKey key = landmarkOfKey(feature.hashKey);
+    fmt::print("{:>9.3f}  {:>7}  {:>9.3f}  {:>+11.3f}  {:>7.3f}\n",
+               feature.startTime * kSecondsPerFrame, feature.hashKey, key.anchorBin * kHertzPerBin,
+               key.binDistance * kHertzPerBin, key.deltaFrames * kSecondsPerFrame);
+  }
+}
+
+void printJson(const std::vector<audio::AudioFeature>& features) {
+  for (const audio::AudioFeature& feature : features) {
+    fmt::print("{}", jsonLine({{"startTime", feature.startTime}, {"hashKey", feature.hashKey}}));
+  }
+}
+
+void list(const FeaturesOptions& options) {
+  const audio::AudioDataPtr recording = readRecording(options.file);
+  audio::FeatureExtractor extractor;
+  if (!extractor.init(false) || !extractor.loadAudio(recording.get())) throw std::bad_alloc();
+  if (!extractor.extractFeatures()) {
+    throw FileError(options.file, "no features: silent, or too short to have any");
+  }
+  options.common.json ? printJson(extractor.getFeatures()) : printTable(extractor.getFeatures());
+}
+
+void draw(const FeaturesOptions& options) {
+  const SpectrogramAnalysis analysis = analyseStretch(options.file, options.stretch);
+  const std::string title = validUtf8(options.file.filename().string());
+  const std::vector<unsigned char> png = drawSpectrogram(analysis, title);
+  AtomicFile file(options.picture);
+  file.write(png.data(), png.size());
+  file.commit();
+  const double seconds = analysis.frames * kSecondsPerFrame;
+  if (options.common.json) {
+    fmt::print("{}", jsonLine({{"picture", options.picture.string()},
+                               {"from", analysis.from},
+                               {"seconds", seconds},
+                               {"peaks", analysis.peaks.size()},
+                               {"landmarks", analysis.landmarks.size()}}));
+  } else {
+    fmt::print("{}: {:.1f} s from {:.1f} s on, {} peaks, {} landmarks\n", options.picture.string(),
+               seconds, analysis.from, analysis.peaks.size(), analysis.landmarks.size());
+  }
+}
+
+ExitCode runFeatures(const FeaturesOptions& options) {
+  applyCommonOptions(options.common);
+  options.picture.empty() ? list(options) : draw(options);
+  return ExitCode::kSuccess;
+}
+
+}  // namespace
+
+void addFeaturesCommand(CLI::App& app, Action& action) {
+  auto options = std::make_shared<FeaturesOptions>();
+  CLI::App* command = app.add_subcommand("features", "List or draw a recording's fingerprint");
+  command->add_option("FILE", options->file, "Recording")->required()->type_name("");
+  CLI::Option* picture = command->add_option("--picture", options->picture,
+                                             "Draw a PNG instead of listing the features");
+  picture->type_name("PNG");
+  command->add_option("--from", options->stretch.from, "Second at which the picture starts")
+      ->needs(picture)
+      ->check(between(0.0, 1e6))
+      ->type_name("S");
+  command->add_option("--seconds", options->stretch.seconds, "Seconds it shows (default 30)")
+      ->needs(picture)
+      ->check(between(0.1, 600.0))
+      ->type_name("S");
+  addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of a table");
+  command->footer(std::string(kFeaturesHelp) + kExitCodesHelp);
+  command->callback([options, &action] { action = [options] { return runFeatures(*options); }; });
+}
+
+}  // namespace audiomatch

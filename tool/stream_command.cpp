@@ -1,0 +1,173 @@
+#include "tool/stream_command.h"
+
+#include <fmt/core.h>
+
+#include <csignal>
+#include <memory>
+#include <string>
+
+#include "stream/stream_attribute_extractor.h"
+#include "stream/stream_grid.h"
+#include "tool/errors.h"
+#include "tool/interrupt.h"
+#include "tool/line_output.h"
+#include "tool/packet_source.h"
+#include "tool/recording.h"
+#include "tool/text.h"
+
+namespace audiomatch {
+namespace {
+
+constexpr const char* kStreamHelp =
+    "Prints one JSON object a line for each analysis, at once. Raw PCM is signed 16-bit\n"
+    "little-endian, interleaved by channel. Ends with exit code 0 at the end of its input, on\n"
+    "SIGINT or SIGTERM, and when nobody reads its output. A last packet that isn't full isn't\n"
+    "analysed.\n\n";
+
+struct StreamOptions {
+  CommonOptions common;
+  std::uint32_t id = 0;
+  std::uint32_t update = 1;
+  std::uint32_t monitor = 10;
+  std::uint32_t packet_ms = 200;
+  std::uint32_t rate = 8000;
+  std::uint32_t channels = 1;
+  bool shape_given = false;
+  std::string input;
+
+  bool fromPipe() const { return input == "-"; }
+};
+
+/// Knows which packets find the buffer full, and so start an analysis.
+class AnalysisSchedule {
+ public:
+  explicit AnalysisSchedule(const audio::StreamGrid& grid)
+      : next_(std::uint64_t{grid.buffer_packets} + 1), period_(grid.packets_per_update) {}
+
+  /// @param packet  each packet's number, from 1 on
+  bool isDue(std::uint64_t packet) noexcept {
+    if (packet != next_) return false;
+    next_ += period_;
+    return true;
+  }
+
+ private:
+  std::uint64_t next_;
+  std::uint64_t period_;
+};
+
+nlohmann::ordered_json asJson(const std::vector<audio::AudioAttribute>& attributes) {
+  auto list = nlohmann::ordered_json::array();
+  for (const audio::AudioAttribute& attribute : attributes) {
+    list.push_back({{"hashValue", attribute.hashValue}, {"hashKey", attribute.hashKey}});
+  }
+  return list;
+}
+
+/// Samples per channel of a packet.
+std::uint32_t packetLength(const StreamOptions& options, std::uint32_t sampleRate) {
+  const std::uint64_t milliseconds = std::uint64_t{sampleRate} * options.packet_ms;
+  return static_cast<std::uint32_t>((milliseconds + 500) / 1000);
+}
+
+audio::StreamGrid checkedGrid(const StreamOptions& options, std::uint32_t sampleRate,
+                              std::uint32_t length) {
+  if (options.monitor % options.update != 0) {
+    throw UsageError("--monitor must be a multiple of --update");
+  }
+  const auto grid = length == 0
+                        ? std::nullopt
+                        : audio::streamGrid(options.update, options.monitor, sampleRate, length);
+  if (!grid) {
+    throw UsageError(
+        "--update must hold at least one packet and at most the five seconds analysed");
+  }
+  return *grid;
+}
+
+/// Feeds packets to the extractor and prints each analysis, until one side or
+/// the user ends it.
+void streamPackets(PacketSource& source, const StreamOptions& options,
+                   const InterruptGuard& guard) {
+  const std::uint32_t rate = source.sampleRate();
+  const std::uint32_t length = packetLength(options, rate);
+  AnalysisSchedule schedule(checkedGrid(options, rate, length));
+  audio::StreamAttributeExtractor extractor;
+  if (!extractor.init(options.id, options.update, options.monitor, rate, source.channels(),
+                      length)) {
+    throw std::bad_alloc();
+  }
+  std::vector<std::int16_t> samples;
+  std::uint64_t packet = 1;
+  for (; !guard.raised() && source.next(samples, length); ++packet) {
+    if (!extractor.update(toAudio(samples, source.channels(), rate).get())) throw std::bad_alloc();
+    if (!schedule.isDue(packet)) continue;
+    const double seconds = static_cast<double>((packet - 1) * length) / rate;
+    const bool written = writeLine(jsonLine({{"packet", packet},
+                                             {"seconds", seconds},
+                                             {"attributes", asJson(extractor.currentAttributes())},
+                                             {"expired", asJson(extractor.expiredAttributes())}}),
+                                   guard);
+    if (!written) return;
+  }
+  if (options.common.verbose && !samples.empty() &&
+      samples.size() < std::size_t{length} * source.channels()) {
+    report(fmt::format("{}: the last {} samples don't fill packet {} and aren't analysed",
+                       options.input, samples.size() / source.channels(), packet));
+  }
+}
+
+ExitCode runStream(const StreamOptions& options) {
+  applyCommonOptions(options.common);
+  if (options.shape_given && !options.fromPipe()) {
+    throw UsageError("--rate and --channels describe standard input; a file tells its own");
+  }
+  const InterruptGuard guard;
+  // A reader that has gone shows when a line is written.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::unique_ptr<PacketSource> source;
+  if (options.fromPipe()) {
+    source = std::make_unique<PipePackets>(options.rate, options.channels, guard);
+  } else {
+    source = std::make_unique<FilePackets>(options.input);
+  }
+  try {
+    streamPackets(*source, options, guard);
+  } catch (const Interrupted&) {
+    // The user has seen enough.
+  }
+  return ExitCode::kSuccess;
+}
+
+}  // namespace
+
+void addStreamCommand(CLI::App& app, Action& action) {
+  auto options = std::make_shared<StreamOptions>();
+  CLI::App* command =
+      app.add_subcommand("stream", "Turn a stream into attributes, packet by packet");
+  command->add_option("FILE", options->input, "Sound file, or - for raw PCM on standard input")
+      ->required()
+      ->type_name("");
+  const auto number = [&](const char* name, std::uint32_t& value, std::uint32_t least,
+                          std::uint32_t most, const char* help) {
+    return command->add_option(name, value, help)->check(between(least, most))->type_name("N");
+  };
+  number("--id", options->id, 0, UINT32_MAX, "Identifier that every attribute carries")->required();
+  number("--update", options->update, 1, 86400,
+         "Seconds from one analysis to the next (default 1)");
+  number("--monitor", options->monitor, 1, 86400,
+         "Seconds after which attributes expire, a multiple of --update (default 10)");
+  number("--packet-ms", options->packet_ms, 1, 10000, "Milliseconds of a packet (default 200)");
+  const auto* rate = number("--rate", options->rate, kLowestRate, kHighestRate,
+                            "Hz of standard input (default 8000)");
+  const auto* channels =
+      number("--channels", options->channels, 1, 1024, "Channels of standard input (default 1)");
+  addCommonOptions(*command, options->common, "Changes nothing: the output is always JSON");
+  command->footer(std::string(kStreamHelp) + kExitCodesHelp);
+  command->callback([=, &action] {
+    options->shape_given = rate->count() + channels->count() > 0;
+    action = [options] { return runStream(*options); };
+  });
+}
+
+}  // namespace audiomatch
