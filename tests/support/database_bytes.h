@@ -43,7 +43,8 @@ class TemporaryFile {
     char path[] = "/tmp/audio_test_XXXXXX";
     std::FILE* file = fdopen(mkstemp(path), "wb");
     path_ = path;
-    if (!bytes.empty() && std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size()) std::abort();
+    if (!bytes.empty() && std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size())
+      std::abort();
     std::fclose(file);
   }
   TemporaryFile(const TemporaryFile&) = delete;

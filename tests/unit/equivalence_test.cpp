@@ -6,35 +6,11 @@
 #include <cstring>
 
 #include "feature/audio_land_mark_finder_2d.h"
-#include "feature/feature_extractor.h"
-#include "support/log_capture.h"
-#include "support/test_audio.h"
+#include "support/expect_same_features.h"
 
 namespace {
 
 using namespace testing_support;
-
-/// Extracts one recording after the other with one extractor of each kind and
-/// compares features and messages.
-void expectSameFeatures(bool single_pass, const std::vector<Recording>& recordings) {
-  LogCapture capture;
-  plain::Log log;
-  audio::FeatureExtractor extractor;
-  ASSERT_TRUE(extractor.init(single_pass));
-  plain::Extractor reference(single_pass, log);
-  for (const Recording& recording : recordings) {
-    SCOPED_TRACE(testing::Message()
-                 << recording.shape.sampleRate << " Hz, " << recording.shape.frames << " frames, "
-                 << recording.shape.channels << " channels");
-    const audio::AudioDataPtr audio = recording.engine();
-    const plain::Audio plain_audio = recording.reference(log);
-    ASSERT_TRUE(audio);
-    ASSERT_EQ(extractor.loadAudio(audio.get()), reference.load(&plain_audio));
-    ASSERT_EQ(extractor.extractFeatures(), reference.extract());
-    ASSERT_EQ(asPlain<plain::Feature>(extractor.getFeatures()), reference.features);
-    ASSERT_EQ(capture.messages(), log);
-  }
-}
 
 TEST(Equivalence, EveryRateSeveralRecordingsInARow) {
   for (const std::uint32_t rate :

@@ -63,16 +63,15 @@ TEST(LocalMaxima, AgreeWithTheRuleCellByCell) {
     for (const auto& [frames, bins] : std::vector<std::pair<std::uint32_t, std::uint32_t>>{
              {0, 257}, {1, 1}, {1, 40}, {40, 1}, {8, 9}, {17, 17}, {18, 34}, {60, 50}}) {
       const plain::Matrix matrix = randomMatrix(random, frames, bins, palette);
-      for (const auto& [time_len, freq_len, cap] :
-           std::vector<std::array<int, 3>>{{17, 17, 25},
-                                           {16, 3, 2},
-                                           {1, 9, 25},
-                                           {0, 0, 4},
-                                           {-1, 17, 3},
-                                           {17, -5, 3},
-                                           {5, 5, 0},
-                                           {5, 5, -1},
-                                           {121, 121, 9}}) {
+      for (const auto& [time_len, freq_len, cap] : std::vector<std::array<int, 3>>{{17, 17, 25},
+                                                                                   {16, 3, 2},
+                                                                                   {1, 9, 25},
+                                                                                   {0, 0, 4},
+                                                                                   {-1, 17, 3},
+                                                                                   {17, -5, 3},
+                                                                                   {5, 5, 0},
+                                                                                   {5, 5, -1},
+                                                                                   {121, 121, 9}}) {
         expectSamePeaks(matrix, time_len, freq_len, cap);
       }
     }
@@ -122,7 +121,8 @@ TEST(Pairing, ReachesAndFanOut) {
     }
     std::vector<audio::LandMark> marks;
     audio::appendPairs(peaks, marks);
-    std::erase_if(marks, [](const auto& mark) { return mark.anchorTime != 0 || mark.anchorFreq != 100; });
+    std::erase_if(marks,
+                  [](const auto& mark) { return mark.anchorTime != 0 || mark.anchorFreq != 100; });
     return marks;
   };
   EXPECT_TRUE(pairs({{0, 105}, {5, 100}, {6, 131}, {7, 69}, {64, 101}}).empty());

@@ -33,7 +33,9 @@ TEST(ModifiedUtf8, ReplacesWhatIsNoUtf8ByteByByte) {
     for (std::size_t i = 0; i < count; ++i) expected += kReplacement;
     EXPECT_EQ(toModifiedUtf8("x" + bytes + "y"), expected + "y") << testing::PrintToString(bytes);
   }
-  EXPECT_EQ(toModifiedUtf8(std::string("a\0b", 3)), "a\xC0\x80" "b");
+  EXPECT_EQ(toModifiedUtf8(std::string("a\0b", 3)),
+            "a\xC0\x80"
+            "b");
 }
 
 TEST(ModifiedUtf8, PathsGetTheirSupplementaryCharactersBack) {
