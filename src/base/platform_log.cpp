@@ -46,12 +46,14 @@ void skip(std::array<iovec, 5>& parts, std::size_t written) noexcept {
   }
 }
 
-/// After a failed write to a descriptor that doesn't block: true when trying
-/// again makes sense.
-bool waitUntilWritable() noexcept {
+/// After a failed write: true when trying again makes sense. A pipe that
+/// nobody empties for a while loses the rest of the message.
+bool worthAnotherTry() noexcept {
+  constexpr int kPatienceMs = 100;
+  if (errno == EINTR) return true;
   if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
   pollfd descriptor{STDERR_FILENO, POLLOUT, 0};
-  return poll(&descriptor, 1, -1) > 0;
+  return poll(&descriptor, 1, kPatienceMs) > 0 || errno == EINTR;
 }
 
 std::size_t remaining(const std::array<iovec, 5>& parts) noexcept {
@@ -71,7 +73,7 @@ void platformLogWrite(int priority, const char* tag, const char* text) noexcept 
   flockfile(stderr);
   while (remaining(parts) > 0) {
     const ssize_t written = writev(STDERR_FILENO, parts.data(), static_cast<int>(parts.size()));
-    if (written < 0 && (errno == EINTR || waitUntilWritable())) continue;
+    if (written < 0 && worthAnotherTry()) continue;
     if (written <= 0) break;
     skip(parts, static_cast<std::size_t>(written));
   }

@@ -10,6 +10,13 @@
 #include "base/logger.h"
 
 namespace audio {
+namespace {
+
+// More than a handle takes while it is made: filter tables of 35 × 4096 / 2
+// floats and doubles, and the buffers of a block.
+constexpr std::size_t kHandleBytes = std::size_t{2} << 20;
+
+}  // namespace
 
 void Resampler::CloseHandle::operator()(void* handle) const noexcept { resample_close(handle); }
 
@@ -20,6 +27,8 @@ Resampler::~Resampler() {
 
 bool Resampler::open(int highQuality, float minFactor, float maxFactor) noexcept {
   handle_.reset();
+  // libresample uses its memory without looking whether it got any.
+  if (!CArray<char>(static_cast<char*>(std::malloc(kHandleBytes)))) return false;
   handle_.reset(
       resample_open(highQuality, static_cast<double>(minFactor), static_cast<double>(maxFactor)));
   return handle_ != nullptr;

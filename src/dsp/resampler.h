@@ -26,7 +26,7 @@ class Resampler {
   /// @param highQuality  non-zero for libresample's long filter
   /// @param minFactor    lowest target / source ratio
   /// @param maxFactor    highest ratio
-  /// @return false when libresample refuses the bounds
+  /// @return false when libresample refuses the bounds or memory is short
   bool open(int highQuality, float minFactor, float maxFactor) noexcept;
 
   /// Prepares the conversion of `inputLen` samples, which the caller keeps

@@ -11,6 +11,8 @@
 namespace audio {
 namespace {
 
+constexpr std::uint64_t kMaxMissingHits = std::uint64_t{1} << 24;
+
 /// Reads a name's block of L bytes and a terminator, piece by piece, since L
 /// may be anything. False when the file ends first.
 bool readName(DatabaseFile& file, std::string& name) {
@@ -26,7 +28,10 @@ bool readName(DatabaseFile& file, std::string& name) {
     missing -= size;
   }
   // Without a zero byte the whole block is the name.
-  if (const std::size_t end = name.find('\0'); end != std::string::npos) name.resize(end);
+  if (const std::size_t end = name.find('\0'); end != std::string::npos) {
+    name.resize(end);
+    name.shrink_to_fit();
+  }
   return true;
 }
 
@@ -75,6 +80,8 @@ bool AudioDatabase::load(const char* dbPath) {
 bool AudioDatabase::readNames(DatabaseFile& file) {
   const std::uint32_t name_count = file.readCount();
   audio_names_.clear();
+  const std::uint64_t remaining = file.remaining();
+  if (remaining > 0 && remaining < std::uint64_t{name_count} * (kCountBytes + 1)) return false;
   for (std::uint32_t i = 0; i < name_count; ++i) {
     std::string name;
     if (!readName(file, name)) return false;
@@ -86,17 +93,21 @@ bool AudioDatabase::readNames(DatabaseFile& file) {
 /// Reads the bucket records, in pieces that fit the second-level cache. False
 /// when memory is short.
 bool AudioDatabase::readTable(DatabaseFile& file) noexcept {
-  constexpr std::size_t kPiece = std::size_t{256} << 10;
+  constexpr std::uint64_t kPiece = std::uint64_t{256} << 10;
   std::uint64_t expected = file.remaining();
+  bool known = expected > 0;
   while (!look_up_table_.complete()) {
-    const std::size_t piece =
-        expected > 0 && expected < kPiece ? static_cast<std::size_t>(expected) : kPiece;
-    unsigned char* room = look_up_table_.room(piece, expected);
+    // Behind the end of a file of known size only a look whether it has grown,
+    // for which the block needn't grow.
+    const std::uint64_t piece =
+        known ? std::clamp<std::uint64_t>(expected, kEntryBytes, kPiece) : kPiece;
+    unsigned char* room = look_up_table_.room(static_cast<std::size_t>(piece), expected);
     if (!room) return false;
-    const std::size_t size = file.read(room, piece);
+    const std::size_t size = file.read(room, static_cast<std::size_t>(piece));
     if (size == 0) break;
     look_up_table_.append(size);
-    expected = size < expected ? expected - size : 0;
+    known = known && size <= expected;
+    expected -= known ? size : expected;
   }
   return true;
 }
@@ -114,9 +125,16 @@ std::string AudioDatabase::audioName(std::int32_t audioIndex) const {
 bool AudioDatabase::extractHits(const std::vector<AudioFeature>& features,
                                 std::vector<AudioHashHit>& hits) const {
   std::uint64_t total = 0;
-  for (const AudioFeature& feature : features) total += bucket(feature.hashKey).count;
-  // What a cut bucket claims may add up to anything.
-  if (total > hits.max_size()) throw std::length_error("more hits than memory can hold");
+  std::uint64_t missing = 0;
+  for (const AudioFeature& feature : features) {
+    const Bucket found = bucket(feature.hashKey);
+    total += found.count;
+    missing += found.count - found.stored;
+  }
+  // What a damaged file only claims must not decide on memory.
+  if (missing > kMaxMissingHits || total > hits.max_size()) {
+    throw std::length_error("more hits than the database can have");
+  }
   hits.resize(static_cast<std::size_t>(total));
 
   // Buckets lie anywhere in memory: a group of them is asked for before the

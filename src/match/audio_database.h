@@ -46,7 +46,8 @@ class AudioDatabase {
 
   /// Replaces `hits` by one hit per entry found under each feature's key, in
   /// feature and bucket order. False with "hit results is empty." when there
-  /// is none.
+  /// is none. Throws std::length_error when over 2^24 of them are entries that
+  /// a cut bucket claims and the file hasn't got.
   bool extractHits(const std::vector<AudioFeature>& features,
                    std::vector<AudioHashHit>& hits) const;
 

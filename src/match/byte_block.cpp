@@ -8,24 +8,6 @@
 #endif
 
 namespace audio {
-namespace {
-
-/// Asks for large pages where the system has them: a table is visited at
-/// random, and its first touch costs a fault per page.
-void adviseLargePages(void* memory, std::size_t size) noexcept {
-#if defined(__linux__) && defined(MADV_HUGEPAGE)
-  constexpr std::uintptr_t kLargePage = std::uintptr_t{2} << 20;
-  const auto begin =
-      (reinterpret_cast<std::uintptr_t>(memory) + kLargePage - 1) & ~(kLargePage - 1);
-  const auto end = (reinterpret_cast<std::uintptr_t>(memory) + size) & ~(kLargePage - 1);
-  if (begin < end) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
-#else
-  (void)memory;
-  (void)size;
-#endif
-}
-
-}  // namespace
 
 bool ByteBlock::reserve(std::size_t capacity) noexcept {
   return capacity <= capacity_ || resize(capacity);
@@ -40,9 +22,18 @@ bool ByteBlock::resize(std::size_t capacity) noexcept {
   if (!moved) return false;
   bytes_.release();
   bytes_.reset(static_cast<unsigned char*>(moved));
-  if (capacity > capacity_) adviseLargePages(moved, capacity);
   capacity_ = capacity;
   return true;
+}
+
+void ByteBlock::adviseLargePages() noexcept {
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+  constexpr std::uintptr_t kLargePage = std::uintptr_t{2} << 20;
+  const auto address = reinterpret_cast<std::uintptr_t>(bytes_.get());
+  const auto begin = (address + kLargePage - 1) & ~(kLargePage - 1);
+  const auto end = (address + capacity_) & ~(kLargePage - 1);
+  if (begin < end) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+#endif
 }
 
 }  // namespace audio

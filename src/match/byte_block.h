@@ -14,6 +14,11 @@ class ByteBlock {
   /// memory is short; the block is then unchanged.
   bool reserve(std::size_t capacity) noexcept;
 
+  /// Asks for large pages where the system has them: the block is visited at
+  /// random, and its first touch costs a fault per page. For a block that has
+  /// its final size, since growing it afterwards means copying.
+  void adviseLargePages() noexcept;
+
   /// Gives back what lies beyond `size` bytes.
   void shrinkTo(std::size_t size) noexcept;
 

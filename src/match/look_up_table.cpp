@@ -27,10 +27,10 @@ unsigned char* LookUpTable::room(std::size_t size, std::uint64_t expected) noexc
   // One block of the file's size, or, where that isn't known or is more than
   // there is memory for (a sparse file promises anything), one that doubles.
   const std::uint64_t least = std::uint64_t{size_} + size;
-  const std::uint64_t whole = std::max(size_ + expected, least);
-  const std::uint64_t doubled = std::max({2 * std::uint64_t{size_}, kFirstRoom, least});
-  if (expected == 0 || !reserve(whole)) {
-    if (!reserve(doubled)) return nullptr;
+  if (expected > 0 && reserve(std::max(size_ + expected + kEntryBytes, least))) {
+    block_.adviseLargePages();
+  } else if (!reserve(std::max({2 * std::uint64_t{size_}, kFirstRoom, least}))) {
+    return nullptr;
   }
   return block_.data() + size_;
 }

@@ -48,11 +48,9 @@ bool StreamAttributeExtractor::init(std::uint32_t streamId, std::uint32_t update
   monitor_duration_ = monitorDuration;
   packets_per_update_ = grid->packets_per_update;
   buffer_packets_ = grid->buffer_packets;
-  packets_.resize(buffer_packets_);
   update_frames_ = grid->update_frames;
   slot_count_ = grid->slot_count;
-  attribute_slots_.resize(slot_count_);
-  buffered_packets_ = 0;
+  if (attribute_slots_.size() > slot_count_) attribute_slots_.resize(slot_count_);
   // Last: packets are only taken when there is a buffer.
   buffer_.reset(AudioData::create(channels, sampleRate, grid->buffer_len));
   return buffer_ != nullptr;
@@ -67,7 +65,6 @@ void StreamAttributeExtractor::reset() noexcept {
   update_count_ = 0;
   update_frames_ = 0;
   slot_count_ = 0;
-  buffered_packets_ = 0;
   buffer_.reset();
   packets_.clear();
   feature_extractor_.reset();
@@ -99,8 +96,8 @@ bool StreamAttributeExtractor::update(const AudioData* packet) {
     logMessage("copy audio data failed.");
     return false;
   }
-  if (buffered_packets_ == buffer_packets_ && !analyse()) return false;
-  packets_[buffered_packets_++] = std::move(copy);
+  if (packets_.size() == buffer_packets_ && !analyse()) return false;
+  packets_.push_back(std::move(copy));
   return true;
 }
 
@@ -128,12 +125,11 @@ bool StreamAttributeExtractor::analyse() {
 
 void StreamAttributeExtractor::concatenate() noexcept {
   std::size_t offset = 0;
-  for (std::uint32_t i = 0; i < buffered_packets_; ++i) {
-    const AudioData& packet = *packets_[i];
-    for (std::uint32_t ch = 0; ch < packet.channels(); ++ch) {
-      std::copy_n(packet.channelData(ch), packet.dataLen(), buffer_->channelData(ch) + offset);
+  for (const AudioDataPtr& packet : packets_) {
+    for (std::uint32_t ch = 0; ch < packet->channels(); ++ch) {
+      std::copy_n(packet->channelData(ch), packet->dataLen(), buffer_->channelData(ch) + offset);
     }
-    offset += packet.dataLen();
+    offset += packet->dataLen();
   }
 }
 
@@ -157,7 +153,9 @@ void StreamAttributeExtractor::makeAttributes(const AudioFeature* features, std:
 
 /// Files the current attributes in the ring, in the place of those that expire.
 void StreamAttributeExtractor::rememberAttributes() {
-  std::vector<AudioAttribute>& slot = attribute_slots_[update_count_ % slot_count_];
+  const std::uint32_t number = update_count_ % slot_count_;
+  if (number == attribute_slots_.size()) attribute_slots_.emplace_back();
+  std::vector<AudioAttribute>& slot = attribute_slots_[number];
   std::vector<AudioAttribute> remembered = current_attributes_;
   if (update_count_ >= slot_count_) expired_attributes_ = slot;
   slot = std::move(remembered);
@@ -165,10 +163,8 @@ void StreamAttributeExtractor::rememberAttributes() {
 }
 
 void StreamAttributeExtractor::dropOldestPeriod() noexcept {
-  const auto kept = packets_.begin() + static_cast<std::ptrdiff_t>(packets_per_update_);
-  std::for_each(packets_.begin(), kept, [](AudioDataPtr& packet) { packet.reset(); });
-  std::rotate(packets_.begin(), kept, packets_.end());
-  buffered_packets_ = buffer_packets_ - packets_per_update_;
+  packets_.erase(packets_.begin(),
+                 packets_.begin() + static_cast<std::ptrdiff_t>(packets_per_update_));
 }
 
 }  // namespace audio

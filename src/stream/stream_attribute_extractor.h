@@ -47,7 +47,9 @@ class StreamAttributeExtractor : public StreamExtractor {
   /// Failures: "input a null packet." (the lists keep their contents), "input
   /// packet does not match the stream." (shape or rate differ from `init`'s),
   /// "copy audio data failed." (no memory), "feature extractor load audio
-  /// failed.". They leave both lists empty and the held packets as they were.
+  /// failed.". They leave both lists empty and the held packets as they were,
+  /// so the call can be repeated; at rates other than 8000 Hz the resampler then
+  /// remembers the attempt (see Resampler).
   bool update(const AudioData* packet) override;
 
   const std::vector<AudioAttribute>& currentAttributes() const noexcept override {
@@ -78,11 +80,10 @@ class StreamAttributeExtractor : public StreamExtractor {
   std::uint32_t update_count_ = 0;
   std::uint32_t slot_count_ = 0;
   std::uint32_t update_frames_ = 0;
-  std::uint32_t buffered_packets_ = 0;
-  std::vector<AudioDataPtr> packets_;
+  std::vector<AudioDataPtr> packets_;  // those held, oldest first
   AudioDataPtr buffer_;
   std::vector<AudioAttribute> current_attributes_;
-  std::vector<std::vector<AudioAttribute>> attribute_slots_;
+  std::vector<std::vector<AudioAttribute>> attribute_slots_;  // a ring that grows to slot_count_
   std::vector<AudioAttribute> expired_attributes_;
   std::unique_ptr<FeatureExtractor> feature_extractor_;
 };

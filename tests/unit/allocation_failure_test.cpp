@@ -22,13 +22,15 @@ bool fails() { return failing > 0 && --failing == 0; }
 
 }  // namespace
 
+extern "C" void* __real_malloc(std::size_t size);
+
 void* operator new(std::size_t size) {
   if (fails()) throw std::bad_alloc();
-  if (void* memory = std::malloc(size > 0 ? size : 1)) return memory;
+  if (void* memory = __real_malloc(size > 0 ? size : 1)) return memory;
   throw std::bad_alloc();
 }
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return fails() ? nullptr : std::malloc(size > 0 ? size : 1);
+  return fails() ? nullptr : __real_malloc(size > 0 ? size : 1);
 }
 void* operator new[](std::size_t size) { return operator new(size); }
 void* operator new[](std::size_t size, const std::nothrow_t& nothrow) noexcept {
@@ -49,6 +51,7 @@ void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free
 // The linker sends the engine's C allocations here.
 extern "C" void* __real_calloc(std::size_t count, std::size_t size);
 extern "C" void* __real_realloc(void* memory, std::size_t size);
+extern "C" void* __wrap_malloc(std::size_t size) { return fails() ? nullptr : __real_malloc(size); }
 extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
   return fails() ? nullptr : __real_calloc(count, size);
 }

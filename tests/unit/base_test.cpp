@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <thread>
@@ -51,6 +53,16 @@ TEST(Logger, ThreadsDontMixTheirMessages) {
   for (const std::string& message : messages) {
     ASSERT_EQ(message, std::string(static_cast<std::size_t>(20000 + message[0] - 'a'), message[0]));
   }
+}
+
+TEST(Logger, GivesUpOnAPipeThatNobodyEmpties) {
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
+  const int saved = dup(STDERR_FILENO);
+  dup2(ends[1], STDERR_FILENO);
+  for (int i = 0; i < 4; ++i) audio::logMessage("%s", std::string(60000, 'x').c_str());
+  dup2(saved, STDERR_FILENO);
+  for (const int descriptor : {ends[0], ends[1], saved}) close(descriptor);
 }
 
 TEST(Parameters, AreRegisteredWithTheirDefaults) {

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <thread>
 
@@ -118,6 +119,17 @@ TEST(Stream, RefusesParametersBeforeAnythingChanges) {
   // The stream of before still takes its packets.
   const Recording packet(1, 1, 1600, 8000);
   EXPECT_TRUE(stream.update(packet.engine().get()));
+}
+
+TEST(Stream, ALongMonitorWindowTakesMemoryAsItFills) {
+  rusage before{};
+  rusage after{};
+  getrusage(RUSAGE_SELF, &before);
+  StreamAttributeExtractor stream;
+  EXPECT_TRUE(stream.init(1, 1, 1000000000, 8000, 1, 1600));
+  EXPECT_TRUE(stream.init(1, 1, 2, 800000000, 1, 1));
+  getrusage(RUSAGE_SELF, &after);
+  EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 100 * 1024);  // KiB
 }
 
 TEST(Stream, GridOfTheExampleAndItsNeighbours) {
