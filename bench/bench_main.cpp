@@ -1,6 +1,7 @@
 #include <benchmark/benchmark.h>
 
 #include "base/logger.h"
+#include "paired_run.h"
 
 int main(int argc, char** argv) {
   audio::gLogger.setEnabled(false);
@@ -8,5 +9,5 @@ int main(int argc, char** argv) {
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
-  return 0;
+  return bench::limitExceeded() ? 1 : 0;
 }

@@ -4,15 +4,22 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <vector>
 
 namespace bench {
 
+/// Set when a ratio went above its limit: the program's exit code says so.
+inline bool& limitExceeded() {
+  static bool exceeded = false;
+  return exceeded;
+}
+
 /// Times `work` and `baseline` in turn, so that a machine whose speed drifts
 /// slows both, and reports the median of the ratios pair by pair next to the
-/// median times.
+/// median times. A ratio above `limit` is an error of the benchmark.
 template <typename Work, typename Baseline>
-void pairedRun(benchmark::State& state, Work work, Baseline baseline) {
+void pairedRun(benchmark::State& state, double limit, Work work, Baseline baseline) {
   const auto seconds = [](auto& job) {
     const auto begin = std::chrono::steady_clock::now();
     job();
@@ -34,9 +41,15 @@ void pairedRun(benchmark::State& state, Work work, Baseline baseline) {
     ratios.push_back(works.back() / baselines.back());
     state.SetIterationTime(works.back());
   }
-  state.counters["ratio"] = median(ratios);
+  const double ratio = median(ratios);
+  state.counters["ratio"] = ratio;
+  if (std::isfinite(limit)) state.counters["limit"] = limit;
   state.counters["work_ms"] = 1e3 * median(works);
   state.counters["base_ms"] = 1e3 * median(baselines);
+  if (ratio > limit) {
+    limitExceeded() = true;
+    state.SkipWithError("the ratio is above its limit");
+  }
 }
 
 }  // namespace bench

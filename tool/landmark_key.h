@@ -2,11 +2,14 @@
 
 #include <cstdint>
 
+#include "base/analysis_grid.h"
+
 namespace audiomatch {
 
 /// What the time and frequency grid of the engine mean to people.
-inline constexpr double kSecondsPerFrame = 0.032;
-inline constexpr double kHertzPerBin = 15.625;
+inline constexpr double kSecondsPerFrame =
+    static_cast<double>(audio::kHopSamples) / audio::kAnalysisRate;
+inline constexpr double kHertzPerBin = audio::kBinHertz;
 
 /// A landmark as its hash key holds it.
 struct LandmarkKey {

@@ -41,7 +41,7 @@ ExitCode runGuarded(const audiomatch::Action& action) {
     audiomatch::report(fmt::format("{}; run with --help for more information", error.what()));
     return ExitCode::kUsage;
   } catch (const std::bad_alloc&) {
-    audiomatch::report("out of memory; try fewer --jobs or shorter recordings");
+    audiomatch::report("out of memory; try shorter recordings or, with index, fewer --jobs");
     return ExitCode::kFailure;
   } catch (const std::exception& error) {
     audiomatch::report(error.what());
@@ -64,6 +64,12 @@ int main(int argc, char** argv) {
   app.set_version_flag("--version", "audiomatch " AUDIOMATCH_VERSION);
   app.footer(audiomatch::kExitCodesHelp);
   app.require_subcommand(1);
+  app.failure_message([](const CLI::App* command, const CLI::Error& error) {
+    // The parser only says that a command is missing when it doesn't know it.
+    const std::string unknown = command->remaining_size() > 0 ? command->remaining().front() : "";
+    if (unknown.empty()) return CLI::FailureMessage::simple(command, error);
+    return fmt::format("unknown: {}; run with --help for what there is\n", unknown);
+  });
   audiomatch::Action action;
   audiomatch::addIndexCommand(app, action);
   audiomatch::addMatchCommand(app, action);

@@ -57,18 +57,4 @@ audio::AudioDataPtr readStretch(const std::filesystem::path& path, const Stretch
   return readFrames(reader, path, frames(stretch.seconds));
 }
 
-audio::AudioDataPtr monoMix(const audio::AudioData& recording) {
-  audio::AudioDataPtr mono(
-      audio::AudioData::create(1, recording.sampleRate(), recording.dataLen()));
-  if (!mono) throw std::bad_alloc();
-  float* mean = mono->channelData(0);
-  for (std::uint32_t ch = 0; ch < recording.channels(); ++ch) {
-    const float* channel = recording.channelData(ch);
-    for (std::uint32_t i = 0; i < recording.dataLen(); ++i) mean[i] += channel[i];
-  }
-  const float reciprocal = 1.0f / static_cast<float>(recording.channels());
-  for (std::uint32_t i = 0; i < recording.dataLen(); ++i) mean[i] *= reciprocal;
-  return mono;
-}
-
 }  // namespace audiomatch

@@ -27,7 +27,4 @@ audio::AudioDataPtr readRecording(const std::filesystem::path& path);
 /// Reads what a recording has of a stretch, likewise.
 audio::AudioDataPtr readStretch(const std::filesystem::path& path, const Stretch& stretch);
 
-/// The mean of the channels, computed as the engine computes it.
-audio::AudioDataPtr monoMix(const audio::AudioData& recording);
-
 }  // namespace audiomatch

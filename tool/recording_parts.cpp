@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/analysis_grid.h"
 #include "base/engine_parameters.h"
 #include "match/database_format.h"
 #include "tool/recording.h"
@@ -10,15 +11,14 @@
 namespace audiomatch {
 namespace {
 
-constexpr std::uint64_t kEngineRate = 8000;
-constexpr std::uint64_t kHopSamples = 256;  // at the engine's rate: 32 ms
-constexpr std::uint64_t kMostFramesToTarget = 63;
+constexpr std::uint64_t kEngineRate = audio::kAnalysisRate;
+constexpr std::uint64_t kHopSamples = audio::kHopSamples;
 
 /// Frames behind a part's last anchor that decide on its landmarks: up to the
 /// farthest target, and the neighbourhood in which that must stand out.
 std::uint64_t framesOfOverlap() noexcept {
   const int neighbourhood = audio::_2d_local_max_detect_time_win_len.value / 2;
-  return kMostFramesToTarget + 1 + static_cast<std::uint64_t>(std::max(neighbourhood, 0));
+  return audio::kTargetFrameReach + 1 + static_cast<std::uint64_t>(std::max(neighbourhood, 0));
 }
 
 }  // namespace

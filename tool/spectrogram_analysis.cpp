@@ -3,12 +3,13 @@
 #include <new>
 
 #include "feature/audio_land_mark_finder_2d.h"
+#include "feature/mono_mix.h"
 #include "tool/errors.h"
 
 namespace audiomatch {
 
 SpectrogramAnalysis analyseStretch(const std::filesystem::path& path, const Stretch& stretch) {
-  const audio::AudioDataPtr mono = monoMix(*readStretch(path, stretch));
+  const audio::AudioDataPtr mono = audio::monoMix(*readStretch(path, stretch));
   audio::AudioLandMarkFinder2D finder;
   if (!finder.init(true) || !finder.setAudio(mono.get())) throw std::bad_alloc();
   if (!finder.findLandMarks())

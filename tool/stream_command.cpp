@@ -154,7 +154,7 @@ void addStreamCommand(CLI::App& app, Action& action) {
   };
   number("--id", options->id, 0, UINT32_MAX, "Identifier that every attribute carries")->required();
   number("--update", options->update, 1, 86400,
-         "Seconds from one analysis to the next (default 1)");
+         "Seconds from one analysis to the next, 1 to 5 (default 1)");
   number("--monitor", options->monitor, 1, 86400,
          "Seconds after which attributes expire, a multiple of --update (default 10)");
   number("--packet-ms", options->packet_ms, 1, 10000, "Milliseconds of a packet (default 200)");

@@ -3,10 +3,12 @@ import com.vexa.norvu.kestr.audiomatch.AudioAttributeExtractor;
 import com.vexa.norvu.kestr.audiomatch.AudioFeature;
 import com.vexa.norvu.kestr.audiomatch.AudioFeatureExtractor;
 import com.vexa.norvu.kestr.audiomatch.AudioMatchServer;
+import java.io.IOException;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.Random;
+import javax.sound.sampled.UnsupportedAudioFileException;
 
 /**
  * Which channel is playing? A server follows several live channels, and names the one that a
@@ -25,7 +27,7 @@ public final class LiveChannels {
     private static final int UPDATE_SECONDS = 1;
     private static final double PACKET_SECONDS = 0.2;
 
-    /** Attributes follow the sound by the five seconds that are analysed together, and a packet. */
+    /** Attributes follow the sound by the five seconds analysed together and an update period. */
     private static final double LAG_SECONDS = 5 + UPDATE_SECONDS;
 
     private double heardSeconds = 8;
@@ -35,16 +37,21 @@ public final class LiveChannels {
     private String offAir;
     private final List<Wav> channels = new ArrayList<Wav>();
 
-    public static void main(String[] args) throws Exception {
+    public static void main(String[] args) {
         LiveChannels example = new LiveChannels();
-        if (!example.parse(args)) {
-            System.err.println(USAGE);
-            System.exit(2);
+        try {
+            if (!example.parse(args)) {
+                System.err.println(USAGE);
+                System.exit(2);
+            }
+            System.exit(example.run() ? 0 : 1);
+        } catch (IOException | UnsupportedAudioFileException | IllegalArgumentException error) {
+            System.err.println(error.getMessage());
+            System.exit(3);
         }
-        System.exit(example.run() ? 0 : 1);
     }
 
-    private boolean run() throws Exception {
+    private boolean run() throws IOException, UnsupportedAudioFileException {
         AudioMatchServer.setVerbose(false);
         double onAir = Double.MAX_VALUE;
         for (Wav channel : channels) {
@@ -133,7 +140,7 @@ public final class LiveChannels {
         return (int) Math.round(wav.rate * PACKET_SECONDS);
     }
 
-    private boolean parse(String[] args) throws Exception {
+    private boolean parse(String[] args) throws IOException, UnsupportedAudioFileException {
         for (int i = 0; i < args.length; i++) {
             if (!args[i].startsWith("--")) {
                 channels.add(Wav.read(args[i]));

@@ -1,20 +1,27 @@
 import com.vexa.norvu.kestr.audiomatch.AudioMatcher;
+import java.io.IOException;
+import javax.sound.sampled.UnsupportedAudioFileException;
 
 /** Names the reference audio that a recording was taken from. */
 public final class MatchOne {
-    public static void main(String[] args) throws Exception {
+    public static void main(String[] args) {
         if (args.length != 2) {
             System.err.println("usage: java MatchOne DB FILE.wav");
             System.exit(2);
         }
         AudioMatcher.setVerbose(false);
-        Wav wav = Wav.read(args[1]);
-        AudioMatcher.Result result;
-        try (AudioMatcher matcher = new AudioMatcher(args[0])) {
-            result = matcher.match(wav.pcm, wav.channels, wav.rate);
+        try {
+            Wav wav = Wav.read(args[1]);
+            AudioMatcher.Result result;
+            try (AudioMatcher matcher = new AudioMatcher(args[0])) {
+                result = matcher.match(wav.pcm, wav.channels, wav.rate);
+            }
+            System.out.println(
+                    result.isMatched() ? result.name() + "\tlevel " + result.level() : "no match");
+            System.exit(result.isMatched() ? 0 : 1);
+        } catch (IOException | UnsupportedAudioFileException | IllegalArgumentException error) {
+            System.err.println(error.getMessage());
+            System.exit(3);
         }
-        System.out.println(
-                result.isMatched() ? result.name() + "\tlevel " + result.level() : "no match");
-        System.exit(result.isMatched() ? 0 : 1);
     }
 }

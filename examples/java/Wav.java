@@ -25,6 +25,9 @@ final class Wav {
 
     static Wav read(String path) throws IOException, UnsupportedAudioFileException {
         File file = new File(path);
+        if (!file.isFile()) {
+            throw new IOException(path + ": no such file");
+        }
         try (AudioInputStream in = AudioSystem.getAudioInputStream(file)) {
             AudioFormat format = in.getFormat();
             if (format.getEncoding() != AudioFormat.Encoding.PCM_SIGNED

@@ -15,6 +15,9 @@ inline constexpr const char* kLogTag = "native-log";
 
 /// The process-wide message switch and formatter.
 ///
+/// Message texts are part of the interface, spelling included: logs are searched
+/// for them.
+///
 /// There are no levels: one flag turns all output on or off. Each call formats
 /// into memory of its own, so threads neither wait for each other nor mix
 /// their messages.

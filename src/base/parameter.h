@@ -18,6 +18,7 @@ class Parameter {
 
   const char* name() const noexcept { return name_; }
   const char* description() const noexcept { return description_; }
+  /// As given at registration; its meaning is the registrant's.
   bool flag() const noexcept { return flag_; }
   /// True when the name contains "debug" or "display".
   bool debugNamed() const noexcept { return debug_named_; }

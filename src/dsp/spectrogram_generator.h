@@ -15,6 +15,9 @@ namespace audio {
 /// Hann window, transforms it with an FFT of the frame's own length and keeps
 /// the bins of non-negative frequency.
 ///
+/// Methods that aren't noexcept throw std::bad_alloc when memory for a list is
+/// short; the object stays usable.
+///
 /// `init`, then `run`, for every block. The result is a matrix of `frames`
 /// rows by `bins` complex values, row-major: frame t covers the samples from
 /// t × hop up to t × hop + frame length, bin k stands for k × sample rate /

@@ -4,13 +4,13 @@
 #include <new>
 #include <span>
 
+#include "base/analysis_grid.h"
 #include "base/logger.h"
 #include "feature/peak_pairing.h"
 
 namespace audio {
 namespace {
 
-constexpr float kHopSeconds = 0.032f;
 // In hops. Four grids, so that one of them lies close to the reference's.
 constexpr std::array<float, 4> kPassOffsets = {0.0f, 0.25f, 0.5f, 0.75f};
 

@@ -2,6 +2,7 @@
 
 #include <time.h>
 
+#include "base/analysis_grid.h"
 #include "base/checked_size.h"
 #include "base/logger.h"
 #include "feature/audio_land_mark_finder_base.h"
@@ -9,11 +10,6 @@
 
 namespace audio {
 namespace {
-
-// The analysis grid: every frame and bin of the engine refers to it.
-constexpr std::uint32_t kAnalysisRate = 8000;  // Hz
-constexpr std::uint32_t kFrameMs = 64;
-constexpr std::uint32_t kOverlapMs = 32;
 
 std::int64_t monotonicNanoseconds() noexcept {
   timespec now{};

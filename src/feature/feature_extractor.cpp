@@ -1,12 +1,12 @@
 #include "feature/feature_extractor.h"
 
-#include <algorithm>
 #include <new>
 
 #include "base/logger.h"
 #include "feature/audio_land_mark_finder_2d.h"
 #include "feature/feature_choice.h"
 #include "feature/land_mark_hash.h"
+#include "feature/mono_mix.h"
 
 namespace audio {
 
@@ -53,30 +53,12 @@ bool FeatureExtractor::prepareAudioData() {
     return false;
   }
   audio_data.reset();
-  audio_data.reset(AudioData::create(1, sample_rate, data_len));
+  audio_data = monoMix(*audio);
   if (!audio_data) {
     logMessage("create audio data failed.");
     return false;
   }
-  mixDown();
   return true;
-}
-
-/// The mean of the channels: summed in channel order, scaled by the reciprocal
-/// of their number.
-void FeatureExtractor::mixDown() {
-  float* mono = audio_data->channelData(0);
-  const std::uint32_t channels = audio->channels();
-  if (channels == 1) {
-    std::copy_n(audio->channelData(0), data_len, mono);
-    return;
-  }
-  for (std::uint32_t ch = 0; ch < channels; ++ch) {
-    const float* channel = audio->channelData(ch);
-    for (std::uint32_t i = 0; i < data_len; ++i) mono[i] += channel[i];
-  }
-  const float reciprocal = 1.0f / static_cast<float>(channels);
-  for (std::uint32_t i = 0; i < data_len; ++i) mono[i] *= reciprocal;
 }
 
 bool FeatureExtractor::extractFeatures() {

@@ -12,6 +12,9 @@ namespace audio {
 
 /// Turns a recording into its fingerprint.
 ///
+/// Methods that aren't noexcept throw std::bad_alloc when memory for a list is
+/// short; the object stays usable.
+///
 /// `init` once, then for every recording `loadAudio`, `extractFeatures`,
 /// `getFeatures`. A failure leaves the object ready for the next `loadAudio`.
 /// One thread at a time.
@@ -49,7 +52,6 @@ class FeatureExtractor {
 
  private:
   bool prepareAudioData();
-  void mixDown();
   void chooseFeatures();
 
   const AudioData* audio = nullptr;

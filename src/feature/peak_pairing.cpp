@@ -5,10 +5,11 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "base/analysis_grid.h"
+
 namespace audio {
 namespace {
 
-constexpr std::size_t kTargetFrameReach = 63;
 constexpr std::int32_t kFrequencyReach = 30;
 constexpr int kFanOut = 6;
 

@@ -79,6 +79,7 @@ AUDIO_EXPORT(jobjectArray, AudioAttributeExtractor, nativeUpdate)
     const auto shape = pcmShape(channels, length, sampleRate);
     if (!shape) return nullptr;
 
+    // In this order they are released: the array, then the audio.
     AudioDataPtr packet;
     PinnedArray<jbyteArray> samples;
     if (!samples.pin(env, pcm)) return nullptr;

@@ -13,7 +13,9 @@ jlong toHandle(Object* object) noexcept {
   return static_cast<jlong>(reinterpret_cast<std::intptr_t>(object));
 }
 
-/// The object of a handle. A handle whose low 32 bits are 0 is null.
+/// The object of a handle. A handle whose low 32 bits are 0 is null, on 32-bit
+/// and 64-bit machines alike; no allocator places an object at such an address,
+/// which its own bookkeeping precedes.
 template <typename Object>
 Object* fromHandle(jlong handle) noexcept {
   if (static_cast<std::uint32_t>(handle) == 0) return nullptr;

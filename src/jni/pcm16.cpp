@@ -9,8 +9,8 @@
 namespace audio {
 namespace {
 
-// 1 / 32767 to the nearest float.
-constexpr float kPcmScale = std::bit_cast<float>(0x38000100u);
+constexpr float kPcmScale = 1.0f / 32767.0f;
+static_assert(std::bit_cast<std::uint32_t>(kPcmScale) == 0x38000100);
 
 /// Scales samples `first`, `first` + `stride`, ... into a zeroed row.
 void scaleRow(const unsigned char* bytes, std::size_t first, std::size_t stride, float* row,

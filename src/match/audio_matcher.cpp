@@ -107,6 +107,7 @@ bool AudioMatcher::matchAudioByFeaturesAndAttributes(const std::vector<AudioFeat
     return false;
   }
   best_match_index_ = scoreHits(attributeHits(features, attributes));
+  // Other negative indices are stream identifiers from 2^31 on.
   if (best_match_index_ == -1) {
     logMessage("matched failed.");
     return false;

@@ -19,6 +19,9 @@ namespace audio {
 /// Matches recordings against a fingerprint database, hands out their
 /// features, or scores features whose entries were found elsewhere.
 ///
+/// Methods that aren't noexcept throw std::bad_alloc or std::length_error when
+/// memory for a list is short; the object stays usable.
+///
 /// A matcher is made empty. `init` gives it an extractor and, with a path, a
 /// database; the third service needs neither. No failure leaves it unusable.
 /// One thread at a time; all matchers of a process draw from one random
@@ -67,7 +70,8 @@ class AudioMatcher {
                                          const std::vector<AudioAttribute>& attributes,
                                          float* discrimination);
 
-  /// Name of the best match, logged; empty when there is none.
+  /// Name of the best match, logged; empty when there is none. Like the two
+  /// below it speaks of the latest scoring: ask after a success only.
   std::string bestMatchName() const;
 
   /// Audio index of the last best match, -1 for none.

@@ -22,8 +22,10 @@ class ByteBlock {
   /// Gives back what lies beyond `size` bytes.
   void shrinkTo(std::size_t size) noexcept;
 
+  /// The block, null before the first `reserve`.
   unsigned char* data() noexcept { return bytes_.get(); }
   const unsigned char* data() const noexcept { return bytes_.get(); }
+  /// Its length in bytes.
   std::size_t capacity() const noexcept { return capacity_; }
 
  private:

@@ -9,7 +9,7 @@ namespace audio {
 
 /// A file opened for reading its bytes in order. The engine opens files only
 /// here. What can't be read reads as nothing: the end of the file and an
-/// error are one.
+/// error are one. Only an open file may be read.
 class DatabaseFile {
  public:
   /// Opens `path` for binary reading; `isOpen` tells whether that worked.

@@ -1,6 +1,7 @@
 #include "match/hit_groups.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace audio {
 namespace {
@@ -118,6 +119,7 @@ std::vector<HitGroup> groupBySorting(std::span<const AudioHashHit> hits, std::si
 
 std::vector<HitGroup> largestGroups(std::span<const AudioHashHit> hits, std::size_t maxGroups) {
   std::vector<HitGroup> groups;
+  assert(maxGroups < UINT16_MAX);
   if (!groupByCounting(hits, maxGroups, groups)) groups = groupBySorting(hits, maxGroups);
   return groups;
 }

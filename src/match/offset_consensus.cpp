@@ -23,11 +23,13 @@ Iterator runEnd(Iterator from, Iterator end, Agrees agrees) noexcept {
   return std::partition_point(from, end, agrees);
 }
 
-// ln 0.001, the chance that is left of never having drawn a good pivot, and
-// the outlier ratio below which no further draw is needed: the single-precision
-// values they are.
-constexpr double kLogMissChance = std::bit_cast<float>(0xC0DD0CB3u);
-constexpr float kMinOutlierRatio = std::bit_cast<float>(0x2B8CBCCCu);
+// ln 0.001 to four decimals, the chance that is left of never having drawn a
+// good pivot, and the outlier ratio from which on no further draw is needed.
+// Results depend on the last bit of both.
+constexpr double kLogMissChance = -6.9078f;
+constexpr float kMinOutlierRatio = 1e-12f;
+static_assert(std::bit_cast<std::uint32_t>(-6.9078f) == 0xC0DD0CB3);
+static_assert(std::bit_cast<std::uint32_t>(kMinOutlierRatio) == 0x2B8CBCCC);
 
 /// Draws that suffice when `count` of `n` hits agree; `current` where the
 /// formula gives no number.
@@ -72,7 +74,7 @@ OffsetConsensus::Score OffsetConsensus::score(std::size_t hit) const noexcept {
                            std::uint64_t{kOffsetTolerance} * (offsets_.size() - (end - first))};
 }
 
-/// The plain count: next to the ends of the 32-bit range the inlier_ratio offsets
+/// The plain count: next to the ends of the 32-bit range the agreeing offsets
 /// are no single range.
 OffsetConsensus::Score OffsetConsensus::scoreAcrossWrap(std::int32_t pivot) const noexcept {
   Score score{0, 0};

@@ -11,8 +11,7 @@ constinit std::mutex sequence;
 }  // namespace
 
 std::uint32_t drawRandom() noexcept {
-  // The C library guards its one generator against nobody. The lock is held for
-  // the few nanoseconds of a step.
+  // lrand48 isn't thread-safe; the lock is held for the few nanoseconds of a step.
   const std::lock_guard hold(sequence);
   return static_cast<std::uint32_t>(lrand48());
 }

@@ -24,6 +24,9 @@ namespace audio {
 /// Attributes of the last monitorDuration / updateRate analyses are
 /// remembered; those of the analysis before them are handed out as expired.
 ///
+/// Methods that aren't noexcept throw std::bad_alloc when memory for a list is
+/// short; the object stays usable.
+///
 /// Memory stays flat: two copies of five seconds of audio, the work of one
 /// analysis, and the remembered attributes.
 class StreamAttributeExtractor : public StreamExtractor {

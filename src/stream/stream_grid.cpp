@@ -2,11 +2,13 @@
 
 #include <algorithm>
 
+#include "base/analysis_grid.h"
+
 namespace audio {
 namespace {
 
 constexpr std::uint32_t kBufferSeconds = 5;
-constexpr double kFramesPerMillisecond = 0.03125;
+constexpr double kFramesPerMillisecond = 1.0 / (kFrameMs - kOverlapMs);
 constexpr std::uint64_t kMax32 = UINT32_MAX;
 
 /// Packets in a duration, halves rounded up.

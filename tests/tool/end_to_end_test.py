@@ -11,6 +11,7 @@ import struct
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 import wave
 
@@ -214,6 +215,25 @@ class ToolTest(unittest.TestCase):
                         stream.stdin.write(self.recordings["one"].tobytes())
                 self.assertEqual(stream.wait(timeout=60), 0)
                 self.assertEqual(stream.stderr.read(), b"")
+
+
+    def test_an_interrupted_index_leaves_the_old_database(self):
+        run("index", "old.db", "music")
+        before = read("old.db")
+        os.mkdir("much")
+        for number in range(40):
+            write_wav(f"much/{number}.wav", noise(number, 60))
+        for delay in (0.3, 0.1, 0.03):  # shorter ones for faster machines
+            index = subprocess.Popen([TOOL, "index", "old.db", "much"], stderr=subprocess.PIPE)
+            with index:
+                time.sleep(delay)
+                index.send_signal(signal.SIGINT)
+                index.wait(timeout=60)
+            if index.returncode != 0:
+                break
+        self.assertEqual(index.returncode, -signal.SIGINT)
+        self.assertEqual(read("old.db"), before)
+        self.assertEqual([name for name in os.listdir() if name.startswith("old.db")], ["old.db"])
 
 
 if __name__ == "__main__":

@@ -114,7 +114,7 @@ TEST(SpectrogramGeneratorTest, CountsFramesThatLieInside) {
 }
 
 TEST(SpectrogramGeneratorTest, TransformsEachFrameOnItsOwn) {
-  // A second of noise against the definition of the transform.
+  // A quarter of a second of noise against the definition of the transform.
   std::vector<float> samples(2000);
   std::uint32_t state = 1;
   for (float& sample : samples) {

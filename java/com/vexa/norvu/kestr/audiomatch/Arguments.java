@@ -2,7 +2,7 @@ package com.vexa.norvu.kestr.audiomatch;
 
 /** The argument checks that the classes of this package share. */
 final class Arguments {
-    /** The sample rates in Hz that the engine can convert to its own 8000 Hz. */
+    /** The rates in Hz that the resampler takes: its ratios end at 10 and just above 0.1. */
     private static final int MIN_SAMPLE_RATE = 800;
     private static final int MAX_SAMPLE_RATE = 79999;
 

@@ -37,8 +37,9 @@ public final class AudioAttribute {
     }
 
     /**
-     * The stream's time code when the hash was heard, 0 to 16,383, in frames of 32 ms. The code
-     * starts again from 0 after about 512 updates of one second.
+     * The stream's time code when the hash was heard, 0 to 16,383: frames of 32 ms within an
+     * update, each of which starts at a whole code, 32 codes apart with updates of one second. The
+     * code starts again from 0 after 512 such updates.
      */
     public int timeCode() {
         return (int) (hashValue & TIME_MASK);

@@ -25,7 +25,7 @@ public final class AudioFeatureExtractor {
     /**
      * Extracts the features of a recording.
      *
-     * @param pcm the samples, channels interleaved; at least 120 ms
+     * @param pcm the samples, channels interleaved; at least 96 ms
      * @param channels number of channels; they are mixed down to one
      * @param sampleRate rate of the samples in Hz, 800 to 79,999
      * @return the features, each once, by ascending hash key and then start time; empty when there
@@ -45,7 +45,7 @@ public final class AudioFeatureExtractor {
      * #extract(short[], int, int)}.
      *
      * @param pcm the samples, two bytes each in the machine's byte order (on all Android devices
-     *     the low byte first), channels interleaved; at least 120 ms
+     *     the low byte first), channels interleaved; at least 96 ms
      * @param channels number of channels; they are mixed down to one
      * @param sampleRate rate of the samples in Hz, 800 to 79,999
      * @return the features; empty when there are none

@@ -112,7 +112,7 @@ public final class AudioMatcher implements AutoCloseable {
     /**
      * Finds the reference audio that a recording was taken from.
      *
-     * @param pcm the samples, channels interleaved; at least 120 ms, 5 s or more to be useful
+     * @param pcm the samples, channels interleaved; at least 96 ms, 5 s or more to be useful
      * @param channels number of channels; they are mixed down to one
      * @param sampleRate rate of the samples in Hz, 800 to 79,999
      * @return the best match, or a result that {@linkplain Result#isMatched says} there is none
@@ -138,7 +138,7 @@ public final class AudioMatcher implements AutoCloseable {
      * Extracts the features of a recording, as {@link AudioFeatureExtractor} does, but with an
      * extractor that lives as long as the matcher.
      *
-     * @param pcm the samples, channels interleaved; at least 120 ms
+     * @param pcm the samples, channels interleaved; at least 96 ms
      * @param channels number of channels; they are mixed down to one
      * @param sampleRate rate of the samples in Hz, 800 to 79,999
      * @return the features, each once, by ascending hash key and then start time; empty when there

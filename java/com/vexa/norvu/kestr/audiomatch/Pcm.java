@@ -6,10 +6,10 @@ import java.nio.ByteOrder;
 /** The samples of a recording or packet, as they are handed to the native methods. */
 final class Pcm {
     /**
-     * The shortest recording that can hold a feature: a feature spans two frames, that is 96 ms,
-     * and the last of the four passes over a recording starts 24 ms into it.
+     * The shortest recording that can hold a feature, which spans two frames; the last of the four
+     * passes over it, 24 ms later, then still has its one frame.
      */
-    private static final int MIN_MILLISECONDS = 120;
+    private static final int MIN_MILLISECONDS = 96;
 
     private Pcm() {}
 

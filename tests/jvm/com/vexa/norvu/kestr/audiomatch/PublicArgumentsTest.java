@@ -33,14 +33,14 @@ public class PublicArgumentsTest {
             illegal("channels", () -> matcher.extractFeatures(second, -1, RATE));
             illegal("79999 Hz", () -> matcher.extractFeatures(second, 1, 80000));
             illegal("multiple of 3", () -> matcher.match(second, 3, RATE));
-            illegal("too short", () -> matcher.match(new short[959], 1, RATE));
+            illegal("too short", () -> matcher.match(new short[767], 1, RATE));
             illegal("too short", () -> matcher.match(new short[0], 1, RATE));
             refused(IllegalStateException.class, "no database",
                     () -> matcher.match(second, 1, RATE));
             assertEquals("silence", 0, matcher.extractFeatures(second, 1, RATE).length);
         }
         illegal("multiple of 4", () -> AudioFeatureExtractor.extract(new byte[9998], 2, RATE));
-        illegal("too short", () -> AudioFeatureExtractor.extract(new byte[2 * 959], 1, RATE));
+        illegal("too short", () -> AudioFeatureExtractor.extract(new byte[2 * 767], 1, RATE));
         assertEquals("silence", 0, AudioFeatureExtractor.extract(second, 1, RATE).length);
     }
 
