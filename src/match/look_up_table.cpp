@@ -80,7 +80,8 @@ Bucket LookUpTable::bucket(std::uint32_t key) const noexcept {
   const std::uint64_t begin = offsets_[key] + kCountBytes;
   const std::uint64_t count = (offsets_[key + 1] - begin) / kEntryBytes;
   const std::uint64_t stored = begin < size_ ? std::min(count, (size_ - begin) / kEntryBytes) : 0;
-  return {block_.data() + begin, static_cast<std::size_t>(stored), static_cast<std::size_t>(count)};
+  const unsigned char* entries = stored > 0 ? block_.data() + begin : nullptr;
+  return {entries, static_cast<std::size_t>(stored), static_cast<std::size_t>(count)};
 }
 
 }  // namespace audio
