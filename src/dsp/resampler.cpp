@@ -16,6 +16,15 @@ namespace {
 // floats and doubles, and the buffers of a block.
 constexpr std::size_t kHandleBytes = std::size_t{2} << 20;
 
+/// True when the allocator has a handle's memory to give right now.
+bool memoryForHandle() noexcept {
+  const CArray<char> memory(static_cast<char*>(std::malloc(kHandleBytes)));
+  if (!memory) return false;
+  // A block that nobody writes to is one that a compiler needn't ask for.
+  *static_cast<volatile char*>(memory.get()) = 0;
+  return true;
+}
+
 }  // namespace
 
 void Resampler::CloseHandle::operator()(void* handle) const noexcept { resample_close(handle); }
@@ -28,7 +37,7 @@ Resampler::~Resampler() {
 bool Resampler::open(int highQuality, float minFactor, float maxFactor) noexcept {
   handle_.reset();
   // libresample uses its memory without looking whether it got any.
-  if (!CArray<char>(static_cast<char*>(std::malloc(kHandleBytes)))) return false;
+  if (!memoryForHandle()) return false;
   handle_.reset(
       resample_open(highQuality, static_cast<double>(minFactor), static_cast<double>(maxFactor)));
   return handle_ != nullptr;

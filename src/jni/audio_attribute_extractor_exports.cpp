@@ -11,7 +11,7 @@
 #include "jni/handle.h"
 #include "jni/object_conversion.h"
 #include "jni/pcm_ingestion.h"
-#include "jni/pinned_array.h"
+#include "jni/pinned_pcm.h"
 #include "stream/stream_attribute_extractor.h"
 
 namespace {
@@ -79,12 +79,8 @@ AUDIO_EXPORT(jobjectArray, AudioAttributeExtractor, nativeUpdate)
     const auto shape = pcmShape(channels, length, sampleRate);
     if (!shape) return nullptr;
 
-    // In this order they are released: the array, then the audio.
-    AudioDataPtr packet;
-    PinnedArray<jbyteArray> samples;
-    if (!samples.pin(env, pcm)) return nullptr;
-    packet = pcm16ToAudioData(samples.elements(), *shape);
-    if (!packet || !extractor->update(packet.get())) return nullptr;
+    PinnedPcm<jbyteArray> packet;
+    if (!packet.takeIn(env, pcm, *shape) || !extractor->update(&packet.audioData())) return nullptr;
     return attributeResult(env, extractor->currentAttributes(),
                            "convert audio features to obj array success.",
                            "convert audio features to obj array failed.");

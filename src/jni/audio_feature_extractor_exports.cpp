@@ -6,7 +6,7 @@
 #include "jni/export_guard.h"
 #include "jni/feature_result.h"
 #include "jni/pcm_ingestion.h"
-#include "jni/pinned_array.h"
+#include "jni/pinned_pcm.h"
 
 using namespace audio;
 using namespace audio::jni;
@@ -22,18 +22,14 @@ AUDIO_EXPORT(jobjectArray, AudioFeatureExtractor, nativeExtractAudioFeatures)
     const auto shape = pcmShape(channels, length / 2, sampleRate);
     if (!shape || !arrayHolds(env, pcm, sizeof(jbyte), *shape)) return nullptr;
 
-    // In this order they are released: the array, the audio, the extractor.
     FeatureExtractor extractor;
-    AudioDataPtr audio_data;
-    PinnedArray<jbyteArray> samples;
-    if (!samples.pin(env, pcm)) return nullptr;
-    audio_data = pcm16ToAudioData(samples.elements(), *shape);
-    if (!audio_data) return nullptr;
+    PinnedPcm<jbyteArray> recording;
+    if (!recording.takeIn(env, pcm, *shape)) return nullptr;
     if (!extractor.init(false)) {
       logMessage("init feature extractor failed.");
       return nullptr;
     }
     logMessage("init feature extractor success.");
-    return extractToJava(env, extractor, *audio_data);
+    return extractToJava(env, extractor, recording.audioData());
   });
 }

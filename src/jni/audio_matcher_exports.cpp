@@ -13,6 +13,7 @@
 #include "jni/modified_utf8.h"
 #include "jni/pcm_ingestion.h"
 #include "jni/pinned_array.h"
+#include "jni/pinned_pcm.h"
 #include "match/audio_matcher.h"
 
 using namespace audio;
@@ -87,12 +88,9 @@ AUDIO_EXPORT(jobjectArray, AudioMatcher, nativeExtractAudioFeatures)
     const auto shape = pcmShape(channels, length, sampleRate);
     if (!pcm || !shape || !arrayHolds(env, pcm, sizeof(jshort), *shape)) return nullptr;
 
-    // In this order they are released: the array, then the audio.
-    AudioDataPtr audio_data;
-    PinnedArray<jshortArray> samples;
-    if (!samples.pin(env, pcm)) return nullptr;
-    audio_data = pcm16ToAudioData(samples.elements(), *shape);
-    return audio_data ? extractToJava(env, *matcher, *audio_data) : nullptr;
+    PinnedPcm<jshortArray> recording;
+    if (!recording.takeIn(env, pcm, *shape)) return nullptr;
+    return extractToJava(env, *matcher, recording.audioData());
   });
 }
 

@@ -9,6 +9,7 @@
 #include <new>
 
 #include "base/logger.h"
+#include "dsp/resampler.h"
 #include "match/audio_matcher.h"
 #include "stream/stream_attribute_extractor.h"
 #include "support/database_bytes.h"
@@ -91,6 +92,17 @@ class AllocationFailure : public testing::Test {
 
   Recording recording_{1, 2, 8000, 16000};
 };
+
+TEST_F(AllocationFailure, KeepsTheResamplingLibraryOutOfIt) {
+  // It would write through the null pointer.
+  audio::Resampler resampler;
+  failing = 1;
+  const bool opened = resampler.open(1, 0.1f, 10.0f);
+  EXPECT_EQ(failing, 0) << "asked for no memory";
+  failing = 0;
+  EXPECT_FALSE(opened);
+  EXPECT_TRUE(resampler.open(1, 0.1f, 10.0f));
+}
 
 TEST_F(AllocationFailure, WhileMatching) {
   const audio::AudioDataPtr audio = recording_.engine();
