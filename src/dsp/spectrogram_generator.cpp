@@ -1,5 +1,7 @@
 #include "dsp/spectrogram_generator.h"
 
+#include <kiss_fft.h>
+
 #include <algorithm>
 #include <climits>
 #include <new>
@@ -9,6 +11,13 @@
 
 namespace audio {
 namespace {
+
+using Bin = std::complex<float>;
+
+// Both are a real part followed by an imaginary one, so nobody else has to know
+// the transform's own type.
+static_assert(sizeof(kiss_fft_cpx) == sizeof(Bin) && alignof(kiss_fft_cpx) <= alignof(Bin));
+kiss_fft_cpx* asKiss(Bin* values) noexcept { return reinterpret_cast<kiss_fft_cpx*>(values); }
 
 /// A duration in samples, halves rounded up; INT_MAX + 1 for anything that
 /// the FFT's int length can't hold.
@@ -72,37 +81,36 @@ bool SpectrogramGenerator::createFft() noexcept {
 bool SpectrogramGenerator::createSpectrum() noexcept {
   bins_ = win_len_ % 2 == 0 ? win_len_ / 2 + 1 : (win_len_ + 1) / 2;
   frames_ = data_len_ < overlap_len_ ? 0 : (data_len_ - overlap_len_) / (win_len_ - overlap_len_);
-  if (const auto bytes = matrixBytes(frames_, bins_, sizeof(kiss_fft_cpx))) {
-    spectrum_ = zeroedArray<kiss_fft_cpx>(*bytes);
+  if (const auto bytes = matrixBytes(frames_, bins_, sizeof(Bin))) {
+    spectrum_ = zeroedArray<Bin>(*bytes);
   }
   return spectrum_ != nullptr;
 }
 
 bool SpectrogramGenerator::applyWindow(const float* frame, std::uint32_t n,
-                                       kiss_fft_cpx* out) const noexcept {
+                                       Bin* out) const noexcept {
   if (!frame || !out || !window_ || window_->size() != n) return false;
   const float* coefficients = window_->data();
   for (std::uint32_t i = 0; i < n; ++i) {
-    out[i].r = frame[i] * coefficients[i];
-    out[i].i = 0.0f;
+    out[i] = {frame[i] * coefficients[i], 0.0f};
   }
   return true;
 }
 
 bool SpectrogramGenerator::run() noexcept {
   if (!data_ || win_len_ == 0 || overlap_len_ == 0 || !fft_ || !window_ || !spectrum_) return false;
-  const auto work_bytes = matrixBytes(1, win_len_, sizeof(kiss_fft_cpx));
+  const auto work_bytes = matrixBytes(1, win_len_, sizeof(Bin));
   if (!work_bytes) return false;
-  const auto frame = zeroedArray<kiss_fft_cpx>(*work_bytes);
-  const auto transformed = zeroedArray<kiss_fft_cpx>(*work_bytes);
+  const auto frame = zeroedArray<Bin>(*work_bytes);
+  const auto transformed = zeroedArray<Bin>(*work_bytes);
   if (!frame || !transformed) return false;
 
   const std::size_t hop = win_len_ - overlap_len_;
   const float* start = data_;
-  kiss_fft_cpx* row = spectrum_.get();
+  Bin* row = spectrum_.get();
   for (std::uint32_t t = 0; t < frames_; ++t, start += hop, row += bins_) {
     applyWindow(start, win_len_, frame.get());
-    kiss_fft(fft_.get(), frame.get(), transformed.get());
+    kiss_fft(fft_.get(), asKiss(frame.get()), asKiss(transformed.get()));
     std::copy_n(transformed.get(), bins_, row);
   }
   return true;

@@ -1,13 +1,14 @@
 #pragma once
 
-#include <kiss_fft.h>
-
+#include <complex>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 
 #include "base/c_memory.h"
 #include "dsp/window_function.h"
+
+struct kiss_fft_state;
 
 namespace audio {
 
@@ -53,10 +54,10 @@ class SpectrogramGenerator {
   /// Weights the `n` samples of `frame` into the real parts of `out`, the
   /// imaginary parts being 0. False, writing nothing, when a pointer is null
   /// or the window hasn't exactly `n` coefficients.
-  bool applyWindow(const float* frame, std::uint32_t n, kiss_fft_cpx* out) const noexcept;
+  bool applyWindow(const float* frame, std::uint32_t n, std::complex<float>* out) const noexcept;
 
   /// The matrix, owned by the generator, valid until the next `init`.
-  const kiss_fft_cpx* spectrum() const noexcept { return spectrum_.get(); }
+  const std::complex<float>* spectrum() const noexcept { return spectrum_.get(); }
   std::uint32_t bins() const noexcept { return bins_; }
   std::uint32_t frames() const noexcept { return frames_; }
 
@@ -74,7 +75,7 @@ class SpectrogramGenerator {
   std::uint32_t sample_rate_ = 0;
   std::unique_ptr<WindowFunction> window_;
   std::unique_ptr<kiss_fft_state, FreeDeleter> fft_;
-  CArray<kiss_fft_cpx> spectrum_;
+  CArray<std::complex<float>> spectrum_;
   std::uint32_t bins_ = 0;
   std::uint32_t frames_ = 0;
   std::uint32_t win_len_ = 0;

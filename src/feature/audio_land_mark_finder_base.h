@@ -1,7 +1,6 @@
 #pragma once
 
-#include <kiss_fft.h>
-
+#include <complex>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -103,7 +102,8 @@ class AudioLandMarkFinderBase {
   bool initResampler();
   bool initSpectrogramGenerator();
   bool resampleSegment(const float*& data, std::uint32_t sampleRate, std::uint32_t& count);
-  bool computeLogMagnitude(const kiss_fft_cpx* spectrum, std::uint32_t bins, std::uint32_t frames);
+  bool computeLogMagnitude(const std::complex<float>* spectrum, std::uint32_t bins,
+                           std::uint32_t frames);
   bool runPass(std::uint32_t start);
   std::uint32_t passStart(float hops) const noexcept;
 };

@@ -67,8 +67,8 @@ bool AudioLandMarkFinderBase::resampleSegment(const float*& data, std::uint32_t 
   return true;
 }
 
-bool AudioLandMarkFinderBase::computeLogMagnitude(const kiss_fft_cpx* spectrum, std::uint32_t bins,
-                                                  std::uint32_t frames) {
+bool AudioLandMarkFinderBase::computeLogMagnitude(const std::complex<float>* spectrum,
+                                                  std::uint32_t bins, std::uint32_t frames) {
   spectrogram.reset();
   bin_num = bins;
   frame_num = frames;

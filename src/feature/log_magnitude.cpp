@@ -8,9 +8,11 @@
 namespace audio {
 namespace {
 
-void magnitudes(const kiss_fft_cpx* spectrum, std::size_t count, float* values) noexcept {
+void magnitudes(const std::complex<float>* spectrum, std::size_t count, float* values) noexcept {
   for (std::size_t i = 0; i < count; ++i) {
-    const float power = spectrum[i].r * spectrum[i].r + spectrum[i].i * spectrum[i].i;
+    const float re = spectrum[i].real();
+    const float im = spectrum[i].imag();
+    const float power = re * re + im * im;
     // The single-precision root: rounding the double root of a float to float
     // gives the same bits (53 >= 2 × 24 + 2), and this one vectorises.
     values[i] = std::sqrt(power);
@@ -58,7 +60,7 @@ float logarithms(float* values, std::size_t count, float floor) noexcept {
 
 }  // namespace
 
-bool logMagnitudes(const kiss_fft_cpx* spectrum, std::size_t count, float* values) noexcept {
+bool logMagnitudes(const std::complex<float>* spectrum, std::size_t count, float* values) noexcept {
   magnitudes(spectrum, count, values);
   const float maximum = largest(values, count);
   if (std::fabs(maximum) < FLT_EPSILON) return false;

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <kiss_fft.h>
-
+#include <complex>
 #include <cstddef>
 
 namespace audio {
@@ -16,6 +15,6 @@ namespace audio {
 ///
 /// @return false when the largest magnitude is below 2^-23 (silence, or no
 ///         value at all); `values` then hold the magnitudes
-bool logMagnitudes(const kiss_fft_cpx* spectrum, std::size_t count, float* values) noexcept;
+bool logMagnitudes(const std::complex<float>* spectrum, std::size_t count, float* values) noexcept;
 
 }  // namespace audio

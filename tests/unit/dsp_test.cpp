@@ -108,8 +108,8 @@ TEST(SpectrogramGeneratorTest, CountsFramesThatLieInside) {
     EXPECT_TRUE(generator.run());
   }
   for (std::uint32_t t = 0; t < 30; ++t) {
-    EXPECT_NEAR(generator.spectrum()[t * 257].r, 255.5f, 1e-3f);
-    EXPECT_EQ(generator.spectrum()[t * 257].i, 0.0f);
+    EXPECT_NEAR(generator.spectrum()[t * 257].real(), 255.5f, 1e-3f);
+    EXPECT_EQ(generator.spectrum()[t * 257].imag(), 0.0f);
   }
 }
 
@@ -133,8 +133,8 @@ TEST(SpectrogramGeneratorTest, TransformsEachFrameOnItsOwn) {
         sum += static_cast<double>(samples[t * 128 + i]) * weight *
                std::polar(1.0, -2.0 * M_PI * k * i / 256.0);
       }
-      ASSERT_NEAR(generator.spectrum()[t * 129 + k].r, sum.real(), 1e-4);
-      ASSERT_NEAR(generator.spectrum()[t * 129 + k].i, sum.imag(), 1e-4);
+      ASSERT_NEAR(generator.spectrum()[t * 129 + k].real(), sum.real(), 1e-4);
+      ASSERT_NEAR(generator.spectrum()[t * 129 + k].imag(), sum.imag(), 1e-4);
     }
   }
 }
