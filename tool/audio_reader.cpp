@@ -10,6 +10,7 @@
 #include <mutex>
 #include <string>
 
+#include "base/analysis_grid.h"
 #include "tool/errors.h"
 #include "tool/interrupt.h"
 #include "tool/pcm_conversion.h"
@@ -61,10 +62,10 @@ SNDFILE* openSound(int descriptor, SF_INFO& info) {
 AudioReader::AudioReader(const std::filesystem::path& path) : path_(path) {
   file_.reset(openSound(openForReading(path), info_));
   if (!file_) throw FileError(path, "not audio that can be read (WAV, FLAC, Ogg, Opus, MP3, ...)");
-  if (info_.samplerate < kLowestRate || info_.samplerate > kHighestRate) {
+  if (info_.samplerate <= 0 || !audio::isSupportedRate(sampleRate())) {
     throw FileError(path, fmt::format("its sample rate of {} Hz is outside {} to {} Hz; convert it "
                                       "first, for example to 44100 Hz",
-                                      info_.samplerate, kLowestRate, kHighestRate));
+                                      info_.samplerate, audio::kLowestRate, audio::kHighestRate));
   }
   decodes_to_float_ = decodesToFloat(info_.format);
   if (decodes_to_float_) floats_.resize(kBlockFrames * channels());

@@ -10,10 +10,6 @@
 
 namespace audiomatch {
 
-/// The sample rates that the engine brings to its own, in Hz.
-inline constexpr int kLowestRate = 800;
-inline constexpr int kHighestRate = 79'999;
-
 /// Decodes a sound file from front to back into interleaved 16-bit samples:
 /// what a phone's recorder would have delivered. One thread at a time; several
 /// readers may run on several threads.

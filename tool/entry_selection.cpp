@@ -4,7 +4,7 @@
 #include <map>
 #include <tuple>
 
-#include "feature/feature_choice.h"
+#include "feature/audio_feature.h"
 
 namespace audiomatch {
 namespace {

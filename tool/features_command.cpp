@@ -6,10 +6,11 @@
 #include <memory>
 #include <new>
 
+#include "base/analysis_grid.h"
 #include "feature/feature_extractor.h"
+#include "feature/land_mark.h"
 #include "tool/atomic_file.h"
 #include "tool/errors.h"
-#include "tool/landmark_key.h"
 #include "tool/recording.h"
 #include "tool/spectrogram_analysis.h"
 #include "tool/spectrogram_picture.h"
@@ -34,10 +35,12 @@ void printTable(const std::vector<audio::AudioFeature>& features) {
   fmt::print("{:>9}  {:>7}  {:>9}  {:>11}  {:>7}\n", "TIME s", "KEY", "ANCHOR Hz", "DISTANCE Hz",
              "DELTA s");
   for (const audio::AudioFeature& feature : features) {
-    const LandmarkKey key = landmarkOfKey(feature.hashKey);
+    const audio::LandMark mark = audio::landMarkOfHash(feature.hashKey);
     fmt::print("{:>9.3f}  {:>7}  {:>9.3f}  {:>+11.3f}  {:>7.3f}\n",
-               feature.startTime * kSecondsPerFrame, feature.hashKey, key.anchorBin * kHertzPerBin,
-               key.binDistance * kHertzPerBin, key.deltaFrames * kSecondsPerFrame);
+               audio::secondsOfFrames(feature.startTime), feature.hashKey,
+               mark.anchorFreq * audio::kBinHertz,
+               (mark.targetFreq - mark.anchorFreq) * audio::kBinHertz,
+               audio::secondsOfFrames(mark.deltaTime));
   }
 }
 
@@ -64,7 +67,7 @@ void draw(const FeaturesOptions& options) {
   AtomicFile file(options.picture);
   file.write(png.data(), png.size());
   file.commit();
-  const double seconds = analysis.frames * kSecondsPerFrame;
+  const double seconds = audio::secondsOfFrames(analysis.frames);
   if (options.common.json) {
     fmt::print("{}", jsonLine({{"picture", options.picture.string()},
                                {"from", analysis.from},

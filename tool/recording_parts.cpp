@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "base/analysis_grid.h"
-#include "base/engine_parameters.h"
+#include "feature/audio_land_mark_finder.h"
 #include "match/database_format.h"
 #include "tool/recording.h"
 
@@ -14,20 +14,11 @@ namespace {
 constexpr std::uint64_t kEngineRate = audio::kAnalysisRate;
 constexpr std::uint64_t kHopSamples = audio::kHopSamples;
 
-/// Frames behind a part's last anchor that decide on its landmarks: up to the
-/// farthest target, and the neighbourhood in which that must stand out.
-std::uint64_t framesOfOverlap() noexcept {
-  const int neighbourhood = audio::_2d_local_max_detect_time_win_len.value / 2;
-  return audio::kTargetFrameReach + 1 + static_cast<std::uint64_t>(std::max(neighbourhood, 0));
-}
+/// Frames behind a part's last anchor that decide on its landmarks, and one,
+/// since the part's start is rounded to a sample.
+std::uint64_t framesOfOverlap() noexcept { return audio::AudioLandMarkFinder2D::reachFrames() + 1; }
 
 }  // namespace
-
-std::uint64_t frameCount(std::uint64_t samples, std::uint32_t sampleRate) noexcept {
-  const double factor = static_cast<double>(kEngineRate) / sampleRate;
-  const auto resampled = static_cast<std::uint64_t>(static_cast<double>(samples) * factor + 0.5);
-  return resampled < kHopSamples ? 0 : (resampled - kHopSamples) / kHopSamples;
-}
 
 std::uint64_t partStart(std::uint64_t part, std::uint32_t sampleRate) noexcept {
   const std::uint64_t engine_samples = part * audio::kTimeSlots * kHopSamples;
@@ -62,7 +53,7 @@ void PartReader::fill() {
 /// Keeps what belongs to the next part, if there is one.
 void PartReader::dropUpToNext() {
   const std::uint32_t rate = reader_.sampleRate();
-  done_ = frameCount(samples_.size() / reader_.channels(), rate) <= audio::kTimeSlots;
+  done_ = audio::frameCount(samples_.size() / reader_.channels(), rate) <= audio::kTimeSlots;
   ++part_;
   const std::uint64_t dropped =
       (partStart(part_, rate) - partStart(part_ - 1, rate)) * reader_.channels();

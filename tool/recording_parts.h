@@ -8,9 +8,6 @@
 
 namespace audiomatch {
 
-/// Frames that the engine's spectrogram has of `samples` samples at a rate.
-std::uint64_t frameCount(std::uint64_t samples, std::uint32_t sampleRate) noexcept;
-
 /// The sample at which part number `part` of a long recording starts: the one
 /// nearest to part × 16,384 frames of 32 ms.
 std::uint64_t partStart(std::uint64_t part, std::uint32_t sampleRate) noexcept;

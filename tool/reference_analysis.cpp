@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "feature/feature_choice.h"
+#include "feature/audio_feature.h"
 #include "feature/feature_extractor.h"
 #include "match/database_format.h"
 #include "tool/audio_reader.h"

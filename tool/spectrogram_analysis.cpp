@@ -2,8 +2,8 @@
 
 #include <new>
 
-#include "feature/audio_land_mark_finder_2d.h"
-#include "feature/mono_mix.h"
+#include "base/audio_data.h"
+#include "feature/audio_land_mark_finder.h"
 #include "tool/errors.h"
 
 namespace audiomatch {

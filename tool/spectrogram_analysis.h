@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "feature/land_mark.h"
-#include "feature/local_max_recorder.h"
+#include "feature/local_max_detection.h"
 #include "tool/recording.h"
 
 namespace audiomatch {

@@ -9,8 +9,8 @@
 #include <memory>
 #include <stdexcept>
 
+#include "base/analysis_grid.h"
 #include "tool/colour_map.h"
-#include "tool/landmark_key.h"
 #include "tool/spectrogram_axes.h"
 
 namespace audiomatch {
@@ -38,16 +38,16 @@ constexpr Colour kLandmarkColour = {0.55, 0.95, 1.0};
 PlotArea plotArea(const SpectrogramAnalysis& analysis) {
   const double width = std::clamp(analysis.frames * kPixelsPerFrame, kLeastWidth, kMostWidth);
   return {kLeft, kTop, width, analysis.bins * kPixelsPerBin, analysis.from,
-          analysis.frames * kSecondsPerFrame,
+          audio::secondsOfFrames(analysis.frames),
           // A bin stands for the frequency in its middle.
-          -kHertzPerBin / 2, analysis.bins * kHertzPerBin};
+          -audio::kBinHertz / 2, analysis.bins * audio::kBinHertz};
 }
 
 /// The middle of a cell of the spectrogram.
 double cellX(const PlotArea& area, std::int32_t frame) {
-  return area.x(area.from_seconds + (frame + 0.5) * kSecondsPerFrame);
+  return area.x(area.from_seconds + audio::secondsOfFrames(frame + 0.5));
 }
-double cellY(const PlotArea& area, std::int32_t bin) { return area.y(bin * kHertzPerBin); }
+double cellY(const PlotArea& area, std::int32_t bin) { return area.y(bin * audio::kBinHertz); }
 
 std::uint32_t pixelOfLevel(double level) noexcept {
   const Colour colour = colourOfLevel(level);

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "base/analysis_grid.h"
 #include "stream/stream_attribute_extractor.h"
 #include "stream/stream_grid.h"
 #include "tool/errors.h"
@@ -158,7 +159,7 @@ void addStreamCommand(CLI::App& app, Action& action) {
   number("--monitor", options->monitor, 1, 86400,
          "Seconds after which attributes expire, a multiple of --update (default 10)");
   number("--packet-ms", options->packet_ms, 1, 10000, "Milliseconds of a packet (default 200)");
-  const auto* rate = number("--rate", options->rate, kLowestRate, kHighestRate,
+  const auto* rate = number("--rate", options->rate, audio::kLowestRate, audio::kHighestRate,
                             "Hz of standard input (default 8000)");
   const auto* channels =
       number("--channels", options->channels, 1, 1024, "Channels of standard input (default 1)");

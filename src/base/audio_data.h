@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "base/c_memory.h"
+#include "base/memory.h"
 
 namespace audio {
 
@@ -73,5 +73,10 @@ struct AudioDataRelease {
 
 /// An AudioData released with its owner.
 using AudioDataPtr = std::unique_ptr<AudioData, AudioDataRelease>;
+
+/// The mean of a recording's channels, summed in channel order and scaled by
+/// the reciprocal of their number; a copy of one channel. The caller owns it;
+/// null when memory is short or, with a message, the recording is empty.
+AudioDataPtr monoMix(const AudioData& recording) noexcept;
 
 }  // namespace audio

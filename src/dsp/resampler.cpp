@@ -6,8 +6,8 @@
 #include <climits>
 #include <cstdlib>
 
-#include "base/checked_size.h"
 #include "base/logger.h"
+#include "base/memory.h"
 
 namespace audio {
 namespace {
@@ -25,6 +25,10 @@ bool memoryForHandle() noexcept {
   return true;
 }
 
+double factorOf(std::uint32_t sourceRate, std::uint32_t targetRate) noexcept {
+  return static_cast<double>(targetRate) / static_cast<double>(sourceRate);
+}
+
 }  // namespace
 
 void Resampler::CloseHandle::operator()(void* handle) const noexcept { resample_close(handle); }
@@ -32,6 +36,12 @@ void Resampler::CloseHandle::operator()(void* handle) const noexcept { resample_
 Resampler::~Resampler() {
   out_.reset();
   handle_.reset();
+}
+
+std::uint64_t Resampler::outputLength(std::uint64_t inputLen, std::uint32_t sourceRate,
+                                      std::uint32_t targetRate) noexcept {
+  const double length = static_cast<double>(inputLen) * factorOf(sourceRate, targetRate) + 0.5;
+  return length < 0x1p63 ? static_cast<std::uint64_t>(length) : UINT64_MAX;
 }
 
 bool Resampler::open(int highQuality, float minFactor, float maxFactor) noexcept {
@@ -53,17 +63,16 @@ bool Resampler::set(const float* input, std::uint32_t inputLen, std::uint32_t so
   in_len_ = inputLen;
   source_rate_ = sourceRate;
   target_rate_ = targetRate;
-  factor_ = static_cast<double>(targetRate) / static_cast<double>(sourceRate);
+  factor_ = factorOf(sourceRate, targetRate);
   out_.reset();
   out_len_ = 0;
 
-  const double length = static_cast<double>(inputLen) * factor_ + 0.5;
-  if (length < 1.0) {
+  const std::uint64_t length = outputLength(inputLen, sourceRate, targetRate);
+  if (length == 0) {
     logMessage("resample out_len = 0.");
     return false;
   }
-  // Also false for the not-a-number of a zero source rate.
-  if (!(length < 4294967296.0)) return false;
+  if (length > UINT32_MAX) return false;
   out_len_ = static_cast<std::uint32_t>(length);
   if (const auto bytes = matrixBytes(1, out_len_, sizeof(float))) {
     out_.reset(static_cast<float*>(std::malloc(*bytes)));

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "base/c_memory.h"
+#include "base/memory.h"
 
 namespace audio {
 
@@ -21,6 +21,12 @@ class Resampler {
   Resampler(const Resampler&) = delete;
   Resampler& operator=(const Resampler&) = delete;
 
+  /// Samples that `inputLen` samples become: inputLen × target / source, halves
+  /// rounded up. UINT64_MAX where that is no number (a source rate of 0) or
+  /// beyond 2^63.
+  static std::uint64_t outputLength(std::uint64_t inputLen, std::uint32_t sourceRate,
+                                    std::uint32_t targetRate) noexcept;
+
   /// Opens a fresh handle, closing an open one.
   ///
   /// @param highQuality  non-zero for libresample's long filter
@@ -30,8 +36,7 @@ class Resampler {
   bool open(int highQuality, float minFactor, float maxFactor) noexcept;
 
   /// Prepares the conversion of `inputLen` samples, which the caller keeps
-  /// alive until `process` returned, and sizes the output: inputLen × target /
-  /// source, halves rounded up.
+  /// alive until `process` returned, and sizes the output.
   ///
   /// A null input changes nothing ("input a NULL."). An output of no sample
   /// ("resample out_len = 0.") or one that can't be allocated (no message)

@@ -6,8 +6,8 @@
 #include <climits>
 #include <new>
 
-#include "base/checked_size.h"
 #include "base/logger.h"
+#include "base/memory.h"
 
 namespace audio {
 namespace {
@@ -80,7 +80,7 @@ bool SpectrogramGenerator::createFft() noexcept {
 
 bool SpectrogramGenerator::createSpectrum() noexcept {
   bins_ = win_len_ % 2 == 0 ? win_len_ / 2 + 1 : (win_len_ + 1) / 2;
-  frames_ = data_len_ < overlap_len_ ? 0 : (data_len_ - overlap_len_) / (win_len_ - overlap_len_);
+  frames_ = static_cast<std::uint32_t>(frameCount(data_len_, win_len_, overlap_len_));
   if (const auto bytes = matrixBytes(frames_, bins_, sizeof(Bin))) {
     spectrum_ = zeroedArray<Bin>(*bytes);
   }

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "base/c_memory.h"
+#include "base/memory.h"
 #include "dsp/window_function.h"
 
 struct kiss_fft_state;
@@ -30,9 +30,15 @@ class SpectrogramGenerator {
   SpectrogramGenerator(const SpectrogramGenerator&) = delete;
   SpectrogramGenerator& operator=(const SpectrogramGenerator&) = delete;
 
+  /// Frames that lie wholly inside `dataLen` samples: a tail shorter than a hop
+  /// isn't analysed. The overlap, in samples, is below the frame length.
+  static constexpr std::uint64_t frameCount(std::uint64_t dataLen, std::uint32_t winLen,
+                                            std::uint32_t overlapLen) noexcept {
+    return dataLen < overlapLen ? 0 : (dataLen - overlapLen) / (winLen - overlapLen);
+  }
+
   /// Prepares one block and a zeroed matrix for it; what was prepared before
-  /// is released. A tail shorter than a hop isn't analysed, a block shorter
-  /// than one frame has no frames.
+  /// is released.
   ///
   /// Failures: "input data is NULL" (nothing changed), "gen hamming window
   /// error." and "kiss fft instance alloc failed." (no memory); without a

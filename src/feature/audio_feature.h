@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 namespace audio {
 
@@ -11,5 +12,8 @@ struct AudioFeature {
 
   friend bool operator==(const AudioFeature&, const AudioFeature&) = default;
 };
+
+/// Orders features by hash key, then start time, and keeps one of each pair.
+void sortUnique(std::vector<AudioFeature>& features);
 
 }  // namespace audio

@@ -3,9 +3,8 @@
 #include <time.h>
 
 #include "base/analysis_grid.h"
-#include "base/checked_size.h"
 #include "base/logger.h"
-#include "feature/audio_land_mark_finder_base.h"
+#include "feature/audio_land_mark_finder.h"
 #include "feature/log_magnitude.h"
 
 namespace audio {
@@ -19,12 +18,21 @@ std::int64_t monotonicNanoseconds() noexcept {
 
 }  // namespace
 
+std::uint64_t frameCount(std::uint64_t samples, std::uint32_t sampleRate) noexcept {
+  return SpectrogramGenerator::frameCount(
+      Resampler::outputLength(samples, sampleRate, kAnalysisRate), kFrameSamples,
+      kFrameSamples - kHopSamples);
+}
+
 bool AudioLandMarkFinderBase::genSpectrogram(const float* data, std::uint32_t sampleRate,
                                              std::uint32_t count) {
   if (!sepctrogram_generator) {
     logMessage("sepctrogram_generator is null.");
+    outcome_ = ExtractionOutcome::kNotReady;
     return false;
   }
+  // For every way to fail that isn't told apart below.
+  outcome_ = ExtractionOutcome::kOutOfMemory;
   if (sample_rate != kAnalysisRate && !resampleSegment(data, sampleRate, count)) return false;
   SpectrogramGenerator& generator = *sepctrogram_generator;
   if (!generator.init(data, count, kAnalysisRate, kFrameMs, kOverlapMs)) {
@@ -54,12 +62,17 @@ bool AudioLandMarkFinderBase::resampleSegment(const float*& data, std::uint32_t 
     logMessage("resampler is null.");
     return false;
   }
+  if (!isSupportedRate(sampleRate)) outcome_ = ExtractionOutcome::kUnsupportedRate;
   if (!resampler->set(data, count, sampleRate, kAnalysisRate)) {
     logMessage("set resampler failed.");
+    if (isSupportedRate(sampleRate) && resampler->outputLen() == 0) {
+      outcome_ = ExtractionOutcome::kTooShort;
+    }
     return false;
   }
   if (!resampler->process()) {
     logMessage("resampling failed.");
+    if (isSupportedRate(sampleRate)) outcome_ = ExtractionOutcome::kTooLong;
     return false;
   }
   data = resampler->output();
@@ -78,7 +91,9 @@ bool AudioLandMarkFinderBase::computeLogMagnitude(const std::complex<float>* spe
     logMessage("alloc spectrogram mag failed.");
     return false;
   }
-  return logMagnitudes(spectrum, *bytes / sizeof(float), spectrogram.get());
+  if (logMagnitudes(spectrum, *bytes / sizeof(float), spectrogram.get())) return true;
+  outcome_ = frames == 0 ? ExtractionOutcome::kTooShort : ExtractionOutcome::kSilent;
+  return false;
 }
 
 }  // namespace audio

@@ -6,7 +6,8 @@
 
 #include "base/audio_data.h"
 #include "feature/audio_feature.h"
-#include "feature/audio_land_mark_finder_base.h"
+#include "feature/audio_land_mark_finder.h"
+#include "feature/extraction_outcome.h"
 
 namespace audio {
 
@@ -25,8 +26,11 @@ class FeatureExtractor {
   FeatureExtractor& operator=(const FeatureExtractor&) = delete;
   ~FeatureExtractor();
 
-  /// Replaces the landmark finder by a fresh one. Failures: "alloc land mark
-  /// finder failed." or the finder's own.
+  /// A new extractor, or null, with a message, when memory is short.
+  static std::unique_ptr<FeatureExtractor> create() noexcept;
+
+  /// Replaces the landmark finder by a fresh one, whose resampler remembers no
+  /// recording. Fails, with messages, for lack of memory.
   ///
   /// @param singlePass  true: one pass, features in landmark order, repeats
   ///                    kept; false: four passes, features sorted and unique
@@ -36,19 +40,22 @@ class FeatureExtractor {
   /// finder and forgets the features of the one before. `audioData` is only
   /// read during the call.
   ///
-  /// Null changes nothing ("input a null audio."). Any other failure ("audio
-  /// data len = 0." or "create audio data failed.", then "prepare audio data
-  /// failed.") leaves no recording to extract from. False without a message
-  /// when there is no finder.
+  /// Null is refused with a message and changes nothing. Any other failure (an
+  /// empty recording, no memory; with messages) leaves no recording to extract
+  /// from. False without a message when there is no finder.
   bool loadAudio(const AudioData* audioData);
 
-  /// Computes the features of the loaded recording. Failures: "init not
-  /// finished.", the finder's messages, "landmarks is null.".
+  /// Computes the features of the loaded recording. Fails, with messages,
+  /// before `init` and for recordings without landmarks; `outcome` tells why.
   bool extractFeatures();
 
   /// Features of the last successful extraction, empty after a load; valid
   /// until the next load or extraction.
   const std::vector<AudioFeature>& getFeatures() const noexcept { return features; }
+
+  /// What came of the last `loadAudio` and, if that succeeded, of the
+  /// extraction after it.
+  ExtractionOutcome outcome() const noexcept { return outcome_; }
 
  private:
   bool prepareAudioData();
@@ -60,6 +67,7 @@ class FeatureExtractor {
   std::uint32_t data_len = 0;
   std::unique_ptr<AudioLandMarkFinderBase> land_mark_finder;
   std::vector<AudioFeature> features;
+  ExtractionOutcome outcome_ = ExtractionOutcome::kNotReady;
 };
 
 }  // namespace audio

@@ -22,10 +22,10 @@ struct Matrix {
 bool isLocalMaximum(const Matrix& matrix, std::int64_t t, std::int64_t f,
                     const LocalMaxWindow& window) noexcept {
   const float v = matrix.row(t)[f];
-  const std::int64_t first_frame = std::max<std::int64_t>(t - window.halfFrames, 0);
-  const std::int64_t last_frame = std::min<std::int64_t>(t + window.halfFrames, matrix.frames - 1);
-  const std::int64_t first_bin = std::max<std::int64_t>(f - window.halfBins, 0);
-  const std::int64_t last_bin = std::min<std::int64_t>(f + window.halfBins, matrix.bins - 1);
+  const std::int64_t first_frame = std::max<std::int64_t>(t - window.half_frames, 0);
+  const std::int64_t last_frame = std::min<std::int64_t>(t + window.half_frames, matrix.frames - 1);
+  const std::int64_t first_bin = std::max<std::int64_t>(f - window.half_bins, 0);
+  const std::int64_t last_bin = std::min<std::int64_t>(f + window.half_bins, matrix.bins - 1);
   for (std::int64_t frame = first_frame; frame <= last_frame; ++frame) {
     const float* row = matrix.row(frame);
     for (std::int64_t bin = first_bin; bin <= last_bin; ++bin) {
@@ -37,7 +37,7 @@ bool isLocalMaximum(const Matrix& matrix, std::int64_t t, std::int64_t f,
 }
 
 bool hasNeighbours(const LocalMaxWindow& window) noexcept {
-  return window.halfFrames >= 0 && window.halfBins >= 0;
+  return window.half_frames >= 0 && window.half_bins >= 0;
 }
 
 void collectFrame(const Matrix& matrix, std::int64_t t, const LocalMaxWindow& window,
@@ -74,13 +74,13 @@ void detectLocalMaxima(const float* matrix, std::uint32_t bins, std::uint32_t fr
   const Matrix cells{matrix, bins, frames};
   std::optional<NeighbourhoodMaximum> maximum;
   if (hasNeighbours(window)) {
-    maximum.emplace(matrix, frames, bins, static_cast<std::uint32_t>(window.halfFrames),
-                    static_cast<std::uint32_t>(window.halfBins));
+    maximum.emplace(matrix, frames, bins, static_cast<std::uint32_t>(window.half_frames),
+                    static_cast<std::uint32_t>(window.half_bins));
   }
   std::vector<LocalMaxRecorder> candidates;
   for (std::uint32_t t = 0; t < frames; ++t) {
     collectFrame(cells, t, window, maximum ? maximum->next() : nullptr, candidates);
-    keepLargest(candidates, window.maxPerFrame, peaks[t]);
+    keepLargest(candidates, window.max_per_frame, peaks[t]);
   }
 }
 

@@ -3,15 +3,22 @@
 #include <cstdint>
 #include <vector>
 
-#include "feature/local_max_recorder.h"
-
 namespace audio {
+
+/// One peak of a spectrogram.
+struct LocalMaxRecorder {
+  std::int32_t timeIndex;  ///< frame, counted from the first of the pass
+  std::int32_t freqIndex;  ///< bin
+  float value;             ///< the spectrogram there
+
+  friend bool operator==(const LocalMaxRecorder&, const LocalMaxRecorder&) = default;
+};
 
 /// The rectangle in which a peak must stand out, and how many are kept.
 struct LocalMaxWindow {
-  std::int32_t halfFrames;   ///< frames on either side; negative: no neighbours
-  std::int32_t halfBins;     ///< bins on either side; negative: no neighbours
-  std::int32_t maxPerFrame;  ///< 0 or below keeps none
+  std::int32_t half_frames;    ///< frames on either side; negative: no neighbours
+  std::int32_t half_bins;      ///< bins on either side; negative: no neighbours
+  std::int32_t max_per_frame;  ///< 0 or below keeps none
 };
 
 /// Finds the local maxima of a spectrogram.

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <memory>
 
-#include "base/c_memory.h"
+#include "base/memory.h"
 
 namespace audio {
 

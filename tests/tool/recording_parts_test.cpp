@@ -37,9 +37,9 @@ Parts partsOf(std::uint32_t frames, int rate) {
 }
 
 TEST(RecordingParts, SplitBehindTheLastFrameThatFits) {
-  EXPECT_EQ(frameCount(511, 8000), 0u);
-  EXPECT_EQ(frameCount(512, 8000), 1u);
-  EXPECT_EQ(frameCount(kWholePart + 255, 8000), 16384u);
+  EXPECT_EQ(audio::frameCount(511, 8000), 0u);
+  EXPECT_EQ(audio::frameCount(512, 8000), 1u);
+  EXPECT_EQ(audio::frameCount(kWholePart + 255, 8000), 16384u);
   EXPECT_EQ(partsOf(kWholePart + 255, 8000), (Parts{{kWholePart + 255, 0}}));
   // One frame too many. 16384 frames are 4,194,304 samples, which modulo
   // 30,011 are 22,775.

@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "feature/audio_land_mark_finder_2d.h"
+#include "feature/audio_land_mark_finder.h"
 #include "support/expect_same_features.h"
 
 namespace {

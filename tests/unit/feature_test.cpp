@@ -4,11 +4,11 @@
 #include <random>
 
 #include "base/engine_parameters.h"
-#include "feature/audio_land_mark_finder_2d.h"
+#include "base/logger.h"
+#include "feature/audio_land_mark_finder.h"
 #include "feature/feature_extractor.h"
-#include "feature/land_mark_hash.h"
+#include "feature/land_mark.h"
 #include "feature/local_max_detection.h"
-#include "feature/peak_pairing.h"
 #include "support/log_capture.h"
 #include "support/test_audio.h"
 
@@ -147,6 +147,17 @@ TEST(Hashing, PacksTheLandmark) {
   EXPECT_EQ(keys[0], 413379u);
 }
 
+TEST(Hashing, UnpacksEveryKeyThatALandmarkCanHave) {
+  for (std::int32_t anchor = 0; anchor < 256; ++anchor) {
+    for (std::int32_t distance = -30; distance <= 30; ++distance) {
+      const audio::LandMark mark{0, anchor, anchor + distance, 1 + (anchor + distance + 63) % 63};
+      ASSERT_EQ(audio::landMarkOfHash(audio::hashLandMark(mark)), mark);
+    }
+  }
+  EXPECT_EQ(audio::landMarkOfHash(audio::hashLandMark({9, 256, 250, 63})),
+            (audio::LandMark{0, 0, -6, 63}));
+}
+
 /// A recording of `frames` frames of 8000 Hz music.
 audio::AudioDataPtr recording(std::uint32_t frames) {
   return Recording(3, 1, frames, 8000).engine();
@@ -183,6 +194,37 @@ TEST(Extractor, FailsInOrderAndStaysUsable) {
   EXPECT_FALSE(extractor.extractFeatures());
   ASSERT_TRUE(extractor.loadAudio(good.get()) && extractor.extractFeatures());
   EXPECT_EQ(extractor.getFeatures(), features);
+}
+
+TEST(Extractor, TellsWhatCameOfARecording) {
+  using audio::ExtractionOutcome;
+  audio::gLogger.setEnabled(false);
+  const auto outcome = [](const audio::AudioDataPtr& audio, bool single_pass = false) {
+    audio::FeatureExtractor extractor;
+    EXPECT_EQ(extractor.outcome(), ExtractionOutcome::kNotReady);
+    EXPECT_TRUE(extractor.init(single_pass));
+    if (!extractor.loadAudio(audio.get())) return extractor.outcome();
+    EXPECT_EQ(extractor.outcome(), ExtractionOutcome::kNone);
+    const bool extracted = extractor.extractFeatures();
+    EXPECT_EQ(extracted, extractor.outcome() == ExtractionOutcome::kFeatures);
+    return extractor.outcome();
+  };
+  const auto shaped = [](std::uint32_t rate, std::uint32_t length) {
+    return audio::AudioDataPtr(audio::AudioData::create(1, rate, length));
+  };
+  EXPECT_EQ(outcome(recording(16000)), ExtractionOutcome::kFeatures);
+  EXPECT_EQ(outcome(recording(512), true), ExtractionOutcome::kNoLandMarks);
+  EXPECT_EQ(outcome(recording(511), true), ExtractionOutcome::kTooShort);
+  EXPECT_EQ(outcome(recording(512)), ExtractionOutcome::kTooShort);  // in its second pass
+  EXPECT_EQ(outcome(shaped(44100, 2)), ExtractionOutcome::kTooShort);
+  EXPECT_EQ(outcome(shaped(8000, 16000)), ExtractionOutcome::kSilent);
+  EXPECT_EQ(outcome(shaped(44100, 44100)), ExtractionOutcome::kSilent);
+  for (const std::uint32_t rate : {1u, 799u, 80000u, 4000000000u}) {
+    EXPECT_EQ(outcome(shaped(rate, 44100)), ExtractionOutcome::kUnsupportedRate) << rate;
+  }
+  EXPECT_EQ(outcome(audio::AudioDataPtr(audio::AudioData::createEmpty())),
+            ExtractionOutcome::kTooShort);
+  audio::gLogger.setEnabled(true);
 }
 
 TEST(Extractor, MultiPassSortsAndUnites) {

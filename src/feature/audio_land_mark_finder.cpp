@@ -1,18 +1,25 @@
-#include "feature/audio_land_mark_finder_base.h"
+#include "feature/audio_land_mark_finder.h"
 
+#include <algorithm>
 #include <array>
 #include <new>
 #include <span>
 
 #include "base/analysis_grid.h"
+#include "base/engine_parameters.h"
 #include "base/logger.h"
-#include "feature/peak_pairing.h"
 
 namespace audio {
 namespace {
 
 // In hops. Four grids, so that one of them lies close to the reference's.
 constexpr std::array<float, 4> kPassOffsets = {0.0f, 0.25f, 0.5f, 0.75f};
+
+/// The parameters of the moment; half a window lies on either side of a cell.
+LocalMaxWindow peakWindow() noexcept {
+  return {_2d_local_max_detect_time_win_len.value >> 1,
+          _2d_local_max_detect_freq_win_len.value >> 1, _2d_local_max_number_per_frame.value};
+}
 
 }  // namespace
 
@@ -42,7 +49,7 @@ bool AudioLandMarkFinderBase::initResampler() {
     logMessage("alloc resampler failed.");
     return false;
   }
-  return resampler->open(1, 0.1f, 10.0f);
+  return resampler->open(1, kLowestFactor, kHighestFactor);
 }
 
 bool AudioLandMarkFinderBase::initSpectrogramGenerator() {
@@ -77,17 +84,21 @@ void AudioLandMarkFinderBase::detachAudio() noexcept {
 bool AudioLandMarkFinderBase::findLandMarks() {
   if (!audio || !resampler || !sepctrogram_generator) {
     logMessage("Audio land mark finder have not initialized successfully.");
+    outcome_ = ExtractionOutcome::kNotReady;
     return false;
   }
+  // What an exception leaves behind.
+  outcome_ = ExtractionOutcome::kOutOfMemory;
   const std::span<const float> offsets(kPassOffsets.data(), single_pass ? 1 : kPassOffsets.size());
   for (const float offset : offsets) {
     const std::uint32_t start = passStart(offset);
     if (start >= data_len) {
       logMessage("warning : start time > audio duration.");
-      return true;
+      break;
     }
     if (!runPass(start)) return false;
   }
+  outcome_ = ExtractionOutcome::kFeatures;
   return true;
 }
 
@@ -117,6 +128,18 @@ bool AudioLandMarkFinderBase::runPass(std::uint32_t start) {
 void AudioLandMarkFinderBase::pairPeaks(std::vector<LandMark>& landMarks) const {
   appendPairs(peaks, landMarks);
   logMessage("Extract %d land marks.", static_cast<int>(landMarks.size()));
+}
+
+bool AudioLandMarkFinder2D::extractPeaks() {
+  const LocalMaxWindow window = peakWindow();
+  logMessage("half local max detect freq win len = %d, half time win len = %d.", window.half_bins,
+             window.half_frames);
+  detectLocalMaxima(spectrogram.get(), bin_num, frame_num, window, peaks);
+  return true;
+}
+
+std::uint32_t AudioLandMarkFinder2D::reachFrames() noexcept {
+  return static_cast<std::uint32_t>(kTargetFrameReach + std::max(peakWindow().half_frames, 0));
 }
 
 }  // namespace audio

@@ -6,13 +6,18 @@
 #include <vector>
 
 #include "base/audio_data.h"
-#include "base/c_memory.h"
+#include "base/memory.h"
 #include "dsp/resampler.h"
 #include "dsp/spectrogram_generator.h"
+#include "feature/extraction_outcome.h"
 #include "feature/land_mark.h"
-#include "feature/local_max_recorder.h"
+#include "feature/local_max_detection.h"
 
 namespace audio {
+
+/// Frames of the analysis grid that a pass over `samples` samples at a rate,
+/// in Hz and not zero, has: none for less than one frame.
+std::uint64_t frameCount(std::uint64_t samples, std::uint32_t sampleRate) noexcept;
 
 /// Turns one mono recording into landmarks, in one analysis pass or in four
 /// whose frame grids start a quarter of a hop apart.
@@ -35,9 +40,7 @@ class AudioLandMarkFinderBase {
   virtual ~AudioLandMarkFinderBase();
 
   /// Creates a fresh resampler and spectrogram generator and, when both
-  /// exist, stores the mode. Failures: "alloc resampler failed.", "init
-  /// resampler failed.", "alloc spectrogram failed.", "init spectrogram
-  /// generator failed.".
+  /// exist, stores the mode. Fails, with messages, for lack of memory.
   ///
   /// @param singlePass  true: one pass; false: four
   virtual bool init(bool singlePass);
@@ -46,7 +49,7 @@ class AudioLandMarkFinderBase {
   virtual bool extractPeaks() = 0;
 
   /// Attaches a mono recording, which the caller keeps alive, and forgets the
-  /// landmarks of the one before. Null: "input audio data is null.".
+  /// landmarks of the one before. Null is refused with a message.
   bool setAudio(const AudioData* audioData);
 
   /// Forgets the attached recording and its landmarks.
@@ -54,24 +57,27 @@ class AudioLandMarkFinderBase {
 
   /// Runs the passes of the mode and appends their landmarks.
   ///
-  /// A pass that starts behind the recording's end ends the run well, with
-  /// "warning : start time > audio duration.". Failures, each keeping the
-  /// landmarks of earlier passes: "Audio land mark finder have not initialized
-  /// successfully.", "gen sepctrogram failed.", "extract peaks error.".
+  /// A pass that starts behind the recording's end ends the run well, with a
+  /// warning. Fails, with a message and keeping the landmarks of earlier
+  /// passes, without a recording or before `init`, and when a pass has no
+  /// spectrogram or no peaks; `outcome` tells why.
   bool findLandMarks();
 
   /// Landmarks of all passes since the recording was attached.
   const std::vector<LandMark>& getLandMarks() const noexcept { return landmarks; }
   bool isSinglePass() const noexcept { return single_pass; }
 
-  /// Appends the landmarks of the current peaks and logs "Extract %d land
-  /// marks." with the length of the list.
+  /// What came of the last `findLandMarks`; kFeatures when it succeeded,
+  /// whether or not there are landmarks.
+  ExtractionOutcome outcome() const noexcept { return outcome_; }
+
+  /// Appends the landmarks of the current peaks and logs the list's length.
   void pairPeaks(std::vector<LandMark>& landMarks) const;
 
   /// Computes the log-magnitude spectrogram of `count` samples at `data`,
-  /// resampled when the attached recording's rate isn't 8000 Hz. Logs the
-  /// cause of a failure, the last being "gen spectrogram mag failed." for
-  /// silence and for blocks shorter than one frame.
+  /// resampled when the attached recording's rate isn't 8000 Hz. Fails, with
+  /// messages, for silence, for blocks shorter than one frame, for rates that
+  /// aren't supported and for lack of memory.
   ///
   /// @param sampleRate  Hz of the samples
   bool genSpectrogram(const float* data, std::uint32_t sampleRate, std::uint32_t count);
@@ -106,6 +112,22 @@ class AudioLandMarkFinderBase {
                            std::uint32_t frames);
   bool runPass(std::uint32_t start);
   std::uint32_t passStart(float hops) const noexcept;
+
+  ExtractionOutcome outcome_ = ExtractionOutcome::kNone;
+};
+
+/// The landmark finder whose peaks stand out in time and frequency at once:
+/// in a neighbourhood of `_2d_local_max_detect_time_win_len` frames by
+/// `_2d_local_max_detect_freq_win_len` bins, at most
+/// `_2d_local_max_number_per_frame` of each frame.
+class AudioLandMarkFinder2D : public AudioLandMarkFinderBase {
+ public:
+  /// Always true. Logs both halves of the neighbourhood.
+  bool extractPeaks() override;
+
+  /// Frames behind an anchor that decide on its landmarks: up to the farthest
+  /// target, and the neighbourhood in which that must stand out.
+  static std::uint32_t reachFrames() noexcept;
 };
 
 }  // namespace audio

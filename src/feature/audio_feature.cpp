@@ -1,7 +1,6 @@
-#include "feature/feature_choice.h"
+#include "feature/audio_feature.h"
 
 #include <algorithm>
-#include <cstdint>
 
 namespace audio {
 

@@ -1,0 +1,78 @@
+#include "feature/land_mark.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace audio {
+namespace {
+
+constexpr int kFanOut = 6;
+
+// A hash key, from the lowest bit on.
+constexpr unsigned kDeltaTimeBits = 6;
+constexpr unsigned kDeltaFreqBits = 6;
+constexpr unsigned kAnchorFreqBits = 8;
+static_assert(kDeltaTimeBits + kDeltaFreqBits + kAnchorFreqBits == kHashKeyBits);
+static_assert(kTargetFrameReach == (1 << kDeltaTimeBits) - 1);
+static_assert(kFrequencyReach < 1 << (kDeltaFreqBits - 1));
+
+constexpr std::uint32_t lowBits(std::uint32_t number, unsigned bits) noexcept {
+  return number & ((std::uint32_t{1} << bits) - 1);
+}
+
+using FramePeaks = std::vector<std::vector<LocalMaxRecorder>>;
+
+void pairAnchor(const FramePeaks& peaks, std::size_t anchorFrame, std::int32_t anchorFreq,
+                std::vector<LandMark>& landMarks) {
+  const std::size_t end = std::min(anchorFrame + kTargetFrameReach + 1, peaks.size());
+  int pairs = 0;
+  for (std::size_t frame = anchorFrame + 1; frame < end; ++frame) {
+    for (const LocalMaxRecorder& target : peaks[frame]) {
+      const std::int32_t distance = std::abs(target.freqIndex - anchorFreq);
+      if (distance < 1 || distance > kFrequencyReach) continue;
+      landMarks.push_back({static_cast<std::int32_t>(anchorFrame), anchorFreq, target.freqIndex,
+                           static_cast<std::int32_t>(frame - anchorFrame)});
+      if (++pairs == kFanOut) return;
+    }
+  }
+}
+
+}  // namespace
+
+void appendPairs(const FramePeaks& peaks, std::vector<LandMark>& landMarks) {
+  for (std::size_t frame = 0; frame < peaks.size(); ++frame) {
+    for (const LocalMaxRecorder& anchor : peaks[frame]) {
+      pairAnchor(peaks, frame, anchor.freqIndex, landMarks);
+    }
+  }
+}
+
+std::uint32_t hashLandMark(const LandMark& landMark) noexcept {
+  const std::uint32_t delta_time =
+      lowBits(static_cast<std::uint32_t>(landMark.deltaTime), kDeltaTimeBits);
+  const std::uint32_t delta_freq = lowBits(static_cast<std::uint32_t>(landMark.targetFreq) -
+                                               static_cast<std::uint32_t>(landMark.anchorFreq),
+                                           kDeltaFreqBits);
+  const std::uint32_t anchor_freq =
+      lowBits(static_cast<std::uint32_t>(landMark.anchorFreq), kAnchorFreqBits);
+  return anchor_freq << (kDeltaFreqBits + kDeltaTimeBits) | delta_freq << kDeltaTimeBits |
+         delta_time;
+}
+
+void computeHashKeys(const LandMark* landMarks, std::size_t count,
+                     std::uint32_t* hashKeys) noexcept {
+  if (!landMarks || !hashKeys) return;
+  for (std::size_t i = 0; i < count; ++i) hashKeys[i] = hashLandMark(landMarks[i]);
+}
+
+LandMark landMarkOfHash(std::uint32_t hashKey) noexcept {
+  constexpr std::int32_t kDistances = 1 << kDeltaFreqBits;
+  const auto anchor = static_cast<std::int32_t>(
+      lowBits(hashKey >> (kDeltaFreqBits + kDeltaTimeBits), kAnchorFreqBits));
+  const auto field = static_cast<std::int32_t>(lowBits(hashKey >> kDeltaTimeBits, kDeltaFreqBits));
+  const std::int32_t distance = field < kDistances / 2 ? field : field - kDistances;
+  return {0, anchor, anchor + distance,
+          static_cast<std::int32_t>(lowBits(hashKey, kDeltaTimeBits))};
+}
+
+}  // namespace audio
