@@ -9,9 +9,9 @@
 #include <limits>
 #include <memory>
 
-#include "match/audio_database.h"
-#include "match/look_up_table.h"
-#include "match/match_ranking.h"
+#include "match/database/audio_database.h"
+#include "match/database/look_up_table.h"
+#include "match/scoring/match_ranking.h"
 #include "paired_run.h"
 #include "synthetic_database.h"
 
@@ -101,9 +101,10 @@ void queries(benchmark::State& state) {
   std::size_t matched = 0;
   std::size_t visited = all.size() / 2;
   std::vector<audio::AudioHashHit> hits;
+  audio::RandomDraws draws;
   const auto match = [&] {
     if (!database.extractHits(all[matched++ % all.size()], hits)) std::abort();
-    benchmark::DoNotOptimize(audio::rankMatches(hits));
+    benchmark::DoNotOptimize(audio::rankMatches(hits, draws));
   };
   const auto visit = [&] {
     std::uint64_t sum = 0;

@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <vector>
 
+#include "match/database/byte_source.h"
+
 namespace audiomatch {
 
 /// A file that appears under its name only when it is whole.
@@ -13,17 +15,17 @@ namespace audiomatch {
 /// disk and renamed. Until `commit` returns, and whatever goes wrong, what was
 /// there before stays as it was; the destructor removes what isn't committed.
 /// A symbolic link stays one: the file that it points to is replaced.
-class AtomicFile {
+class AtomicFile : public audio::ByteSink {
  public:
   /// Throws FileError when no file can be made there, or when there is
   /// something that isn't a regular file.
   explicit AtomicFile(const std::filesystem::path& target);
   AtomicFile(const AtomicFile&) = delete;
   AtomicFile& operator=(const AtomicFile&) = delete;
-  ~AtomicFile();
+  ~AtomicFile() override;
 
   /// Appends bytes. Throws FileError.
-  void write(const void* bytes, std::size_t size);
+  void write(const void* bytes, std::size_t size) override;
 
   /// Makes the file appear. Throws FileError. Nothing may follow.
   void commit();

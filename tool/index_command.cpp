@@ -8,9 +8,9 @@
 #include <optional>
 #include <thread>
 
+#include "match/database/database_writer.h"
 #include "tool/atomic_file.h"
 #include "tool/database_check.h"
-#include "tool/database_writer.h"
 #include "tool/entry_selection.h"
 #include "tool/errors.h"
 #include "tool/index_report.h"
@@ -84,7 +84,7 @@ bool reportProblems(const std::vector<InputFile>& files, const std::vector<Outco
 IndexReport write(const std::vector<InputFile>& files, std::vector<Outcome>& outcomes,
                   const IndexOptions& options) {
   IndexReport result{options.database, {}, 0, 0};
-  std::vector<DatabaseAudio> audios;
+  std::vector<audio::DatabaseAudio> audios;
   for (std::size_t i = 0; i < files.size(); ++i) {
     const std::filesystem::path& path = files[i].path;
     if (!outcomes[i].reference) {
@@ -99,7 +99,7 @@ IndexReport write(const std::vector<InputFile>& files, std::vector<Outcome>& out
   }
   if (audios.empty()) throw FileError(options.database, "not written: nothing to index");
   AtomicFile file(options.database);
-  writeDatabase(audios, file);
+  audio::writeDatabase(audios, file);
   checkInterrupt();
   file.commit();
   result.bytes = file.size();

@@ -5,7 +5,7 @@
 
 #include "base/analysis_grid.h"
 #include "feature/audio_land_mark_finder.h"
-#include "match/database_format.h"
+#include "match/database/database_format.h"
 #include "tool/recording.h"
 
 namespace audiomatch {

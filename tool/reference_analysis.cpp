@@ -4,7 +4,7 @@
 
 #include "feature/audio_feature.h"
 #include "feature/feature_extractor.h"
-#include "match/database_format.h"
+#include "match/database/database_format.h"
 #include "tool/audio_reader.h"
 #include "tool/entry_selection.h"
 #include "tool/errors.h"

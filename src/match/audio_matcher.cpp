@@ -4,8 +4,7 @@
 #include <utility>
 
 #include "base/logger.h"
-#include "match/attribute_hits.h"
-#include "match/match_ranking.h"
+#include "match/scoring/match_ranking.h"
 
 namespace audio {
 
@@ -117,7 +116,7 @@ bool AudioMatcher::matchAudioByFeaturesAndAttributes(const std::vector<AudioFeat
 }
 
 std::int32_t AudioMatcher::scoreHits(std::span<const AudioHashHit> hits) {
-  const std::vector<Match> matches = rankMatches(hits);
+  const std::vector<Match> matches = rankMatches(hits, draws_);
   if (matches.empty() || matches.front().matched_num == 0) return -1;
   const auto best = static_cast<std::uint32_t>(matches[0].matched_num);
   logMessage("most matched feature num is %d.", static_cast<int>(best));

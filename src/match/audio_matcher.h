@@ -11,8 +11,9 @@
 #include "feature/audio_feature.h"
 #include "feature/feature_extractor.h"
 #include "match/audio_attribute.h"
-#include "match/audio_database.h"
-#include "match/audio_hash_hit.h"
+#include "match/database/audio_database.h"
+#include "match/database/audio_hash_hit.h"
+#include "match/scoring/random_draws.h"
 
 namespace audio {
 
@@ -25,7 +26,7 @@ namespace audio {
 /// A matcher is made empty. `init` gives it an extractor and, with a path, a
 /// database; the third service needs neither. No failure leaves it unusable.
 /// One thread at a time; all matchers of a process draw from one random
-/// sequence (see drawRandom).
+/// sequence (see RandomDraws).
 class AudioMatcher {
  public:
   AudioMatcher() = default;
@@ -98,6 +99,7 @@ class AudioMatcher {
   std::unique_ptr<FeatureExtractor> feature_extractor_;
   float discrimination_ = 1.0f;
   std::size_t hit_count_ = 0;
+  RandomDraws draws_;
 };
 
 }  // namespace audio

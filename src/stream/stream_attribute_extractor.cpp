@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "base/logger.h"
-#include "match/packed_entry.h"
+#include "match/database/packed_entry.h"
 #include "stream/stream_grid.h"
 
 namespace audio {

@@ -5,12 +5,12 @@
 #include <thread>
 
 #include "base/logger.h"
-#include "match/attribute_hits.h"
+#include "match/audio_attribute.h"
 #include "match/audio_matcher.h"
-#include "match/hit_groups.h"
-#include "match/match_ranking.h"
-#include "match/offset_consensus.h"
-#include "match/offset_sort.h"
+#include "match/scoring/hit_groups.h"
+#include "match/scoring/match_ranking.h"
+#include "match/scoring/offset_consensus.h"
+#include "match/scoring/offset_sort.h"
 #include "support/database_bytes.h"
 #include "support/log_capture.h"
 #include "support/test_audio.h"
@@ -33,7 +33,8 @@ void expectSameCount(const std::vector<std::int32_t>& offsets, int seed, std::ui
   const std::uint32_t expected = plain::countConsistentHits(plainHits(offsets), cap);
   const long next = lrand48();
   srand48(seed);
-  ASSERT_EQ(audio::countConsistentHits(offsets, cap), expected);
+  audio::RandomDraws draws;
+  ASSERT_EQ(audio::countConsistentHits(offsets, cap, draws).count, expected);
   ASSERT_EQ(lrand48(), next) << "another number of draws";
 }
 
@@ -75,11 +76,17 @@ TEST(Consensus, RandomAndAcrossTheEndsOfTheRange) {
 }
 
 TEST(Consensus, WorkedExamples) {
-  EXPECT_EQ(audio::countConsistentHits({42}, 60), 1u);
-  EXPECT_EQ(audio::countConsistentHits(std::vector<std::int32_t>(500, -7), 60), 500u);
+  const auto agreement = [](std::vector<std::int32_t> offsets) {
+    audio::RandomDraws draws;
+    return audio::countConsistentHits(std::move(offsets), 60, draws);
+  };
+  EXPECT_EQ(agreement({42}).count, 1u);
+  EXPECT_EQ(agreement({42}).offset, 42);
+  EXPECT_EQ(agreement(std::vector<std::int32_t>(500, -7)).count, 500u);
+  EXPECT_EQ(agreement(std::vector<std::int32_t>(500, -7)).offset, -7);
   // 2^31 apart is a disagreement, 2 apart across the end an agreement.
-  EXPECT_EQ(audio::countConsistentHits({0, INT32_MIN}, 60), 1u);
-  EXPECT_EQ(audio::countConsistentHits({INT32_MAX, INT32_MIN + 1}, 60), 2u);
+  EXPECT_EQ(agreement({0, INT32_MIN}).count, 1u);
+  EXPECT_EQ(agreement({INT32_MAX, INT32_MIN + 1}).count, 2u);
   // Offsets 0, 4 and 5: whether 4 or 5 comes first decides between 3 and 2.
   const audio::OffsetConsensus consensus({5, 0, 4});
   EXPECT_EQ(consensus.score(0).count, 2u);

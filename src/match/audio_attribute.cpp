@@ -1,4 +1,4 @@
-#include "match/attribute_hits.h"
+#include "match/audio_attribute.h"
 
 #include <cstddef>
 

@@ -1,4 +1,4 @@
-#include "match/offset_consensus.h"
+#include "match/scoring/offset_consensus.h"
 
 #include <algorithm>
 #include <bit>
@@ -7,8 +7,7 @@
 #include <cmath>
 #include <utility>
 
-#include "match/offset_sort.h"
-#include "match/random_draw.h"
+#include "match/scoring/offset_sort.h"
 
 namespace audio {
 namespace {
@@ -89,21 +88,25 @@ OffsetConsensus::Score OffsetConsensus::scoreAcrossWrap(std::int32_t pivot) cons
   return score;
 }
 
-std::uint32_t countConsistentHits(std::vector<std::int32_t> offsets, std::uint32_t maxIterations) {
+Agreement countConsistentHits(std::vector<std::int32_t> offsets, std::uint32_t maxIterations,
+                              RandomDraws& draws) {
   const OffsetConsensus consensus(std::move(offsets));
   const auto n = static_cast<std::uint32_t>(consensus.hitCount());
   OffsetConsensus::Score best{0, INT_MAX};
-  std::uint32_t draws = 0;
+  std::int32_t offset = 0;
+  std::uint32_t drawn = 0;
   std::uint32_t limit = maxIterations;
   do {
-    ++draws;
-    const OffsetConsensus::Score drawn = consensus.score(drawRandom() % n);
-    if (drawn.count >= best.count && drawn.error < best.error) {
-      if (drawn.count > best.count) limit = drawLimit(drawn.count, n, limit, maxIterations);
-      best = drawn;
+    ++drawn;
+    const std::size_t pivot = draws.next() % n;
+    const OffsetConsensus::Score score = consensus.score(pivot);
+    if (score.count >= best.count && score.error < best.error) {
+      if (score.count > best.count) limit = drawLimit(score.count, n, limit, maxIterations);
+      best = score;
+      offset = consensus.offset(pivot);
     }
-  } while (best.count != n && draws <= limit && draws <= maxIterations);
-  return static_cast<std::uint32_t>(best.count);
+  } while (best.count != n && drawn <= limit && drawn <= maxIterations);
+  return {static_cast<std::uint32_t>(best.count), offset};
 }
 
 }  // namespace audio

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "match/byte_block.h"
-#include "match/database_format.h"
+#include "match/database/byte_block.h"
+#include "match/database/database_format.h"
 
 namespace audio {
 
@@ -23,35 +23,37 @@ struct Bucket {
 /// 2^20 buckets in one block of memory: the bucket records as they stand in
 /// the file, behind an offset for each.
 ///
-/// The block is appended to as it is read; records are found on the way, while
-/// their bytes are still in the cache. A record that the file hasn't got is an
-/// empty bucket. Entries need no alignment.
+/// Records are found while they are read, with their bytes still in the cache.
+/// A record that the file hasn't got is an empty bucket. Entries need no
+/// alignment. After a reading the table is only looked at; several threads may.
 class LookUpTable {
  public:
+  /// How a reading ended.
+  enum class Reading {
+    kWhole,        ///< every record is there
+    kCut,          ///< the source ended first; the table is usable
+    kBadClaim,     ///< a record claims over 1 GiB that the source hasn't got
+    kOutOfMemory,  ///< the table is not usable, nor after a bad claim
+  };
+
   /// Empties the table. False when memory is short.
-  bool init() noexcept;
+  bool clear() noexcept;
 
-  /// Room for at least `size` bytes behind those appended, or null when memory
-  /// is short. `expected`, the bytes that the file has still to give, sizes
-  /// the block (0 = unknown).
-  unsigned char* room(std::size_t size, std::uint64_t expected) noexcept;
-
-  /// Takes over `size` bytes that were written to the latest `room`.
-  void append(std::size_t size) noexcept;
-
-  /// True once every bucket's record lies whole in the appended bytes.
-  bool complete() const noexcept;
-
-  /// Ends the filling. False when a bucket claims over 1 GiB of entries and
-  /// the file hasn't got them all, or when memory is short.
-  bool finish() noexcept;
+  /// Replaces the table by the bucket records that `source` has from here on.
+  /// Memory: what the source gives, and 8 MiB.
+  Reading read(ByteSource& source) noexcept;
 
   /// The bucket of a key; an empty one when the table has none.
   Bucket bucket(std::uint32_t key) const noexcept;
 
  private:
+  bool readRecords(ByteSource& source) noexcept;
+  unsigned char* room(std::size_t size, std::uint64_t expected) noexcept;
   bool reserve(std::uint64_t capacity) noexcept;
+  void append(std::size_t size) noexcept;
   void indexRecord(std::uint32_t count) noexcept;
+  bool complete() const noexcept;
+  Reading finish() noexcept;
 
   ByteBlock block_;
   std::size_t size_ = 0;       // bytes appended

@@ -1,4 +1,4 @@
-#include "match/offset_sort.h"
+#include "match/scoring/offset_sort.h"
 
 #include <algorithm>
 #include <array>

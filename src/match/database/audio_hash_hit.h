@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "match/packed_entry.h"
+#include "match/database/packed_entry.h"
 
 namespace audio {
 

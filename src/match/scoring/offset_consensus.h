@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "match/scoring/random_draws.h"
+
 namespace audio {
 
 /// Largest difference of two offsets that counts as agreement, in frames.
@@ -26,7 +28,10 @@ class OffsetConsensus {
 
   std::size_t hitCount() const noexcept { return offsets_.size(); }
 
-  /// Scores the offset of hit number `hit`, in ascending order of offsets.
+  /// The offset of hit number `hit`, in ascending order of offsets.
+  std::int32_t offset(std::size_t hit) const noexcept { return offsets_[hit]; }
+
+  /// Scores the offset of hit number `hit` as a pivot.
   /// Differences are taken in 32 bits and wrap; one of 2^31 is a disagreement.
   Score score(std::size_t hit) const noexcept;
 
@@ -37,13 +42,21 @@ class OffsetConsensus {
   std::vector<std::int64_t> sums_;  // sums_[i]: sum of the first i offsets
 };
 
-/// The largest number of hits found to agree, by a randomised search: a hit
-/// drawn at random is the pivot, and the search ends when all agree or when
-/// more draws are unlikely (0.1 %) to find a larger agreement
-/// (M. Fischler and R. Bolles, "Random sample consensus", 1981).
+/// The largest set of hits that was found to agree.
+struct Agreement {
+  std::uint32_t count;  ///< its hits
+  std::int32_t offset;  ///< of the hit that they agree with, in frames
+};
+
+/// Finds the largest agreement by a randomised search: a hit drawn at random
+/// is the pivot, and the search ends when all agree or when more draws are
+/// unlikely (0.1 %) to find a larger agreement (M. Fischler and R. Bolles,
+/// "Random sample consensus", 1981).
 ///
 /// @param offsets        those of one audio's hits, at least one
 /// @param maxIterations  cap; at most one draw more than it is made
-std::uint32_t countConsistentHits(std::vector<std::int32_t> offsets, std::uint32_t maxIterations);
+/// @param draws          where the random numbers come from
+Agreement countConsistentHits(std::vector<std::int32_t> offsets, std::uint32_t maxIterations,
+                              RandomDraws& draws);
 
 }  // namespace audio

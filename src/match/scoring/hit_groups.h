@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "match/audio_hash_hit.h"
+#include "match/database/audio_hash_hit.h"
 
 namespace audio {
 

@@ -1,4 +1,4 @@
-#include "match/hit_groups.h"
+#include "match/scoring/hit_groups.h"
 
 #include <algorithm>
 #include <cassert>

@@ -1,4 +1,4 @@
-#include "match/byte_block.h"
+#include "match/database/byte_block.h"
 
 #include <cstdint>
 #include <cstdlib>
