@@ -55,7 +55,7 @@ void list(const FeaturesOptions& options) {
   audio::FeatureExtractor extractor;
   if (!extractor.init(false) || !extractor.loadAudio(recording.get())) throw std::bad_alloc();
   if (!extractor.extractFeatures()) {
-    throw FileError(options.file, "no features: silent, or too short to have any");
+    throw FileError(options.file, describe(extractor.outcome()));
   }
   options.common.json ? printJson(extractor.getFeatures()) : printTable(extractor.getFeatures());
 }

@@ -1,11 +1,8 @@
 #include "tool/match_command.h"
 
 #include <fmt/core.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -45,43 +42,55 @@ struct Answer {
 };
 
 void load(audio::AudioMatcher& matcher, const std::filesystem::path& database) {
-  if (access(database.c_str(), R_OK) != 0) throw FileError(database, std::strerror(errno));
-  if (!matcher.init(database.c_str())) {
-    throw FileError(database,
-                    "not a database, or damaged; make one with: audiomatch index DB FILE...");
+  if (matcher.init(database.c_str())) {
+    if (matcher.databaseState() != audio::DatabaseState::kWhole) {
+      report(database.string() + ": isn't whole; what can't be read of it counts as empty");
+    }
+    return;
+  }
+  switch (matcher.databaseState()) {
+    case audio::DatabaseState::kCannotOpen:
+      throw FileError(database, std::strerror(matcher.openingError()));
+    case audio::DatabaseState::kReadFailed:
+      throw FileError(database, "can't be read to its end; it may be a folder, or the disk failed");
+    case audio::DatabaseState::kDamaged:
+      throw FileError(database,
+                      "not a database, or damaged; make one with: audiomatch index DB FILE...");
+    default:
+      throw std::bad_alloc();
   }
 }
 
-/// Forgets everything that recordings before may have left: the extractor's
-/// resampler and the random draws of scoring. An answer then depends on its
-/// recording alone.
-void startAfresh(audio::AudioMatcher& matcher) {
-  if (!matcher.initFeatureExtractor()) throw std::bad_alloc();
-  // The state in which the C library starts a process.
-  unsigned short state[3] = {0, 0, 0};
-  seed48(state);
-}
-
-/// Why a recording wasn't matched; the engine only says so to its log.
-std::string reasonForNoMatch(audio::AudioMatcher& matcher, const audio::AudioData& recording,
-                             Answer& answer) {
-  startAfresh(matcher);
-  if (!matcher.loadAudio(&recording)) throw std::bad_alloc();
-  if (!matcher.extractFeatures()) return "no features: silent, or too short to have any";
-  answer.features = matcher.getFeatures().size();
-  return "no match: no feature of it is in the database";
+/// Notes why there is no match.
+void explain(const audio::AudioMatcher& matcher, Answer& answer) {
+  answer.code = ExitCode::kNoMatch;
+  switch (matcher.outcome()) {
+    case audio::MatchOutcome::kNoFeatures:
+      answer.error = describe(matcher.extractionOutcome());
+      return;
+    case audio::MatchOutcome::kNoHits:
+      answer.error = "no match: no feature of it is in the database";
+      return;
+    case audio::MatchOutcome::kNoAgreement:
+    case audio::MatchOutcome::kDamagedDatabase:
+      answer.error = "the database is damaged: it names audios or entries that it hasn't got";
+      answer.code = ExitCode::kFailure;
+      return;
+    default:
+      throw std::bad_alloc();
+  }
 }
 
 void matchRecording(audio::AudioMatcher& matcher, const audio::AudioData& recording,
                     Answer& answer) {
-  startAfresh(matcher);
-  if (!matcher.matchAudio(&recording)) {
-    answer.error = reasonForNoMatch(matcher, recording, answer);
-    answer.code = ExitCode::kNoMatch;
-    return;
+  // So that an answer depends on its recording alone.
+  if (!matcher.forgetHistory()) throw std::bad_alloc();
+  const bool matched = matcher.matchAudio(&recording);
+  if (matcher.extractionOutcome() == audio::ExtractionOutcome::kFeatures) {
+    answer.features = matcher.getFeatures().size();
   }
-  answer.features = matcher.getFeatures().size();
   answer.hits = matcher.hitCount();
+  if (!matched) return explain(matcher, answer);
   answer.name = matcher.bestMatchName();
   if (answer.name.empty()) {
     answer.error = "the best match has no name: the database is damaged";

@@ -41,6 +41,23 @@ audio::AudioDataPtr toAudio(std::span<const std::int16_t> samples, std::uint32_t
   return recording;
 }
 
+std::string describe(audio::ExtractionOutcome outcome) {
+  switch (outcome) {
+    case audio::ExtractionOutcome::kSilent:
+      return "no features: silent";
+    case audio::ExtractionOutcome::kTooShort:
+      return "no features: too short to have any";
+    case audio::ExtractionOutcome::kTooLong:
+      return "too long to be analysed at once; cut out the piece you mean";
+    case audio::ExtractionOutcome::kNoLandMarks:
+      return "no features: no two peaks of its spectrum lie close to each other";
+    case audio::ExtractionOutcome::kUnsupportedRate:
+      return "its sample rate is none that can be analysed";
+    default:
+      throw std::bad_alloc();
+  }
+}
+
 audio::AudioDataPtr readRecording(const std::filesystem::path& path) {
   AudioReader reader(path);
   return readFrames(reader, path, UINT64_MAX);

@@ -3,8 +3,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <span>
+#include <string>
 
 #include "base/audio_data.h"
+#include "feature/extraction_outcome.h"
 #include "tool/audio_reader.h"
 
 namespace audiomatch {
@@ -13,6 +15,10 @@ namespace audiomatch {
 /// samples from Java. At least one frame; throws std::bad_alloc.
 audio::AudioDataPtr toAudio(std::span<const std::int16_t> samples, std::uint32_t channels,
                             std::uint32_t sampleRate);
+
+/// Why a recording has no features, for people. Throws std::bad_alloc when that
+/// is the reason.
+std::string describe(audio::ExtractionOutcome outcome);
 
 /// A stretch of a recording, in seconds.
 struct Stretch {

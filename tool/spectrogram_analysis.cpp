@@ -12,8 +12,7 @@ SpectrogramAnalysis analyseStretch(const std::filesystem::path& path, const Stre
   const audio::AudioDataPtr mono = audio::monoMix(*readStretch(path, stretch));
   audio::AudioLandMarkFinder2D finder;
   if (!finder.init(true) || !finder.setAudio(mono.get())) throw std::bad_alloc();
-  if (!finder.findLandMarks())
-    throw FileError(path, "nothing to draw: silent or shorter than 64 ms");
+  if (!finder.findLandMarks()) throw FileError(path, describe(finder.outcome()));
   const float* first = finder.spectrogramMatrix();
   const std::size_t cells = std::size_t{finder.frameNum()} * finder.binNum();
   SpectrogramAnalysis analysis{

@@ -46,4 +46,6 @@ void logMessage(const char* format, ...) noexcept {
   va_end(arguments);
 }
 
+void logOutOfMemory() noexcept { logMessage("out of memory."); }
+
 }  // namespace audio

@@ -47,4 +47,7 @@ extern Logger gLogger;
 /// Sends one printf-style message through `gLogger`.
 void logMessage(const char* format, ...) noexcept __attribute__((format(printf, 1, 2)));
 
+/// Logs that a call ended because the memory that it takes isn't there.
+void logOutOfMemory() noexcept;
+
 }  // namespace audio

@@ -4,9 +4,13 @@
 #include <utility>
 
 #include "base/logger.h"
-#include "match/scoring/match_ranking.h"
 
 namespace audio {
+namespace {
+
+void logNoMatch() noexcept { logMessage("matched failed."); }
+
+}  // namespace
 
 AudioMatcher::~AudioMatcher() {
   database_.reset();
@@ -15,34 +19,47 @@ AudioMatcher::~AudioMatcher() {
 
 bool AudioMatcher::init(const char* dbPath) {
   database_.reset();
+  database_state_ = DatabaseState::kNotLoaded;
+  opening_error_ = 0;
   audio_loaded_ = false;
   if (!dbPath) {
     logMessage("input db_path is null.");
-    return initFeatureExtractor();
+  } else if (!loadDatabase(dbPath)) {
+    return false;
   }
+  return initFeatureExtractor();
+}
+
+bool AudioMatcher::loadDatabase(const char* dbPath) {
+  // What a failed allocation leaves behind.
+  database_state_ = DatabaseState::kOutOfMemory;
   std::unique_ptr<AudioDatabase> database(new (std::nothrow) AudioDatabase);
   if (!database) {
     logMessage("alloc database failed.");
     return false;
   }
-  if (!database->load(dbPath)) return false;
-  database_ = std::move(database);
-  return initFeatureExtractor();
+  const bool loaded = database->load(dbPath);
+  database_state_ = database->state();
+  opening_error_ = database->openingError();
+  if (loaded) database_ = std::move(database);
+  return loaded;
 }
 
 bool AudioMatcher::initFeatureExtractor() {
   audio_loaded_ = false;
   feature_extractor_.reset();
-  feature_extractor_.reset(new (std::nothrow) FeatureExtractor);
-  if (!feature_extractor_) {
-    logMessage("alloc feature extractor failed.");
-    return false;
-  }
+  feature_extractor_ = FeatureExtractor::create();
+  if (!feature_extractor_) return false;
   if (!feature_extractor_->init(false)) {
     logMessage("feature extractor init failed.");
     return false;
   }
   return true;
+}
+
+bool AudioMatcher::forgetHistory() {
+  draws_.restart();
+  return initFeatureExtractor();
 }
 
 bool AudioMatcher::loadAudio(const AudioData* audioData) {
@@ -72,59 +89,98 @@ bool AudioMatcher::extractFeatures() {
 }
 
 bool AudioMatcher::matchAudio(const AudioData* audioData) {
-  hit_count_ = 0;
+  startMatch();
   if (!database_) {
     logMessage("query data base is NULL.");
-    return false;
+    return ended(MatchOutcome::kNoDatabase);
   }
-  if (!loadAudio(audioData) || !extractFeatures()) return false;
+  if (!loadAudio(audioData) || !extractFeatures()) {
+    return ended(audioData ? whyNoFeatures() : MatchOutcome::kNoRecording);
+  }
   std::vector<AudioHashHit> hits;
-  if (!database_->extractHits(features_, hits)) {
-    logMessage("extract all hits from database failed.");
-    return false;
+  try {
+    if (!database_->extractHits(features_, hits)) {
+      logMessage("extract all hits from database failed.");
+      return ended(MatchOutcome::kNoHits);
+    }
+  } catch (const DamagedDatabase&) {
+    // Memory is what the claimed hits would take; logs are searched for this.
+    logOutOfMemory();
+    return ended(MatchOutcome::kDamagedDatabase);
   }
-  hit_count_ = hits.size();
   logMessage("features num: %d", static_cast<int>(features_.size()));
   logMessage("attribute num: %d", static_cast<int>(hits.size()));
   best_match_index_ = scoreHits(hits);
   if (best_match_index_ < 0) {
-    logMessage("matched failed.");
-    return false;
+    logNoMatch();
+    return ended(MatchOutcome::kNoAgreement);
   }
-  return true;
+  return ended(MatchOutcome::kMatched);
 }
 
 bool AudioMatcher::matchAudioByFeaturesAndAttributes(const std::vector<AudioFeature>& features,
                                                      const std::vector<AudioAttribute>& attributes,
                                                      float* discrimination) {
+  startMatch();
   if (features.empty()) {
     logMessage("audio features is empty.");
-    return false;
+    return ended(MatchOutcome::kNoFeatures);
   }
   if (attributes.empty()) {
     logMessage("audio attributes is empty.");
-    return false;
+    return ended(MatchOutcome::kNoHits);
   }
   best_match_index_ = scoreHits(attributeHits(features, attributes));
   // Other negative indices are stream identifiers from 2^31 on.
   if (best_match_index_ == -1) {
-    logMessage("matched failed.");
-    return false;
+    logNoMatch();
+    return ended(MatchOutcome::kNoAgreement);
   }
   if (discrimination) *discrimination = discrimination_;
-  return true;
+  return ended(MatchOutcome::kMatched);
+}
+
+void AudioMatcher::startMatch() noexcept {
+  // What an exception leaves behind.
+  outcome_ = MatchOutcome::kOutOfMemory;
+  candidates_.clear();
+  hit_count_ = 0;
+}
+
+/// Notes how a match ended; true for a success.
+bool AudioMatcher::ended(MatchOutcome outcome) noexcept {
+  outcome_ = outcome;
+  return outcome == MatchOutcome::kMatched;
+}
+
+/// The outcome of a match whose recording gave no features.
+MatchOutcome AudioMatcher::whyNoFeatures() const noexcept {
+  switch (extractionOutcome()) {
+    case ExtractionOutcome::kNotReady:
+      return MatchOutcome::kNoRecording;
+    case ExtractionOutcome::kOutOfMemory:
+      return MatchOutcome::kOutOfMemory;
+    default:
+      return MatchOutcome::kNoFeatures;
+  }
+}
+
+ExtractionOutcome AudioMatcher::extractionOutcome() const noexcept {
+  return feature_extractor_ ? feature_extractor_->outcome() : ExtractionOutcome::kNotReady;
 }
 
 std::int32_t AudioMatcher::scoreHits(std::span<const AudioHashHit> hits) {
-  const std::vector<Match> matches = rankMatches(hits, draws_);
-  if (matches.empty() || matches.front().matched_num == 0) return -1;
-  const auto best = static_cast<std::uint32_t>(matches[0].matched_num);
+  hit_count_ = hits.size();
+  candidates_ = rankMatches(hits, draws_);
+  if (candidates_.empty() || candidates_.front().matched_num == 0) return -1;
+  const auto best = static_cast<std::uint32_t>(candidates_[0].matched_num);
   logMessage("most matched feature num is %d.", static_cast<int>(best));
-  const auto second = matches.size() > 1 ? static_cast<std::uint32_t>(matches[1].matched_num) : 0u;
+  const auto second =
+      candidates_.size() > 1 ? static_cast<std::uint32_t>(candidates_[1].matched_num) : 0u;
   logMessage("second most matched feature num is %d.", static_cast<int>(second));
   discrimination_ = static_cast<float>(best - second) / static_cast<float>(best + second);
   logMessage("most matched audio discrimination is %f.", static_cast<double>(discrimination_));
-  return matches.front().audio_index;
+  return candidates_.front().audio_index;
 }
 
 std::string AudioMatcher::bestMatchName() const {

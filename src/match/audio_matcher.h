@@ -12,7 +12,8 @@
 #include "feature/feature_extractor.h"
 #include "match/audio_attribute.h"
 #include "match/database/audio_database.h"
-#include "match/database/audio_hash_hit.h"
+#include "match/match_outcome.h"
+#include "match/scoring/match_ranking.h"
 #include "match/scoring/random_draws.h"
 
 namespace audio {
@@ -21,12 +22,12 @@ namespace audio {
 /// features, or scores features whose entries were found elsewhere.
 ///
 /// Methods that aren't noexcept throw std::bad_alloc or std::length_error when
-/// memory for a list is short; the object stays usable.
+/// memory for a list is short; the object stays usable and its outcome says so.
 ///
 /// A matcher is made empty. `init` gives it an extractor and, with a path, a
 /// database; the third service needs neither. No failure leaves it unusable.
 /// One thread at a time; all matchers of a process draw from one random
-/// sequence (see RandomDraws).
+/// sequence until `forgetHistory` (see RandomDraws).
 class AudioMatcher {
  public:
   AudioMatcher() = default;
@@ -35,36 +36,37 @@ class AudioMatcher {
   ~AudioMatcher();
 
   /// Opens the database and creates the feature extractor. A null path is
-  /// logged ("input db_path is null.") and leaves the matcher without a
-  /// database. Failures: "alloc database failed.", the database's messages,
-  /// those of `initFeatureExtractor`.
+  /// logged and leaves the matcher without a database. Fails, with messages,
+  /// when the database can't be loaded (`databaseState` tells why) or memory
+  /// is short.
   bool init(const char* dbPath);
 
-  /// Replaces the feature extractor by a fresh one, whose resampler remembers
-  /// no recording. Failures: "alloc feature extractor failed.", "feature
-  /// extractor init failed.".
-  bool initFeatureExtractor();
+  /// Forgets every recording before, so that what follows depends on nothing
+  /// but its own recording: the resampler starts afresh, and the random draws
+  /// are from here on a sequence of the matcher's own, at its start. False,
+  /// with a message, when memory is short; there is then no extractor.
+  bool forgetHistory();
 
   /// Starts a query: loads the recording, which is only read during the call.
-  /// Failures: "input a NULL audio data.", "feature extractor is NULL.", the
-  /// extractor's messages.
+  /// Fails, with a message, for null, without an extractor, and as the
+  /// extractor does.
   bool loadAudio(const AudioData* audioData);
 
-  /// Extracts the loaded recording's features. Failures: "audio data have not
-  /// loaded." or the extractor's messages; the features then stay as they were.
+  /// Extracts the loaded recording's features. Fails, with messages, when no
+  /// recording is loaded and as the extractor does; the features then stay as
+  /// they were.
   bool extractFeatures();
 
   /// Features of the last successful extraction.
   const std::vector<AudioFeature>& getFeatures() const noexcept { return features_; }
 
-  /// Loads, extracts, looks up and scores. Failures: "query data base is
-  /// NULL.", those of the steps, "hit results is empty." with "extract all
-  /// hits from database failed.", "matched failed.".
+  /// Loads, extracts, looks up and scores. Fails, with messages, as its steps
+  /// do and when there is no database or no hit; `outcome` tells why.
   bool matchAudio(const AudioData* audioData);
 
   /// Scores features with the entries found for them, expected in feature
-  /// order (see attributeHits). Failures: "audio features is empty.", "audio
-  /// attributes is empty.", "matched failed.".
+  /// order (see attributeHits). Fails, with a message, when a list is empty or
+  /// the best candidate is what nothing was found for.
   ///
   /// @param discrimination  receives it on success; may be null
   bool matchAudioByFeaturesAndAttributes(const std::vector<AudioFeature>& features,
@@ -85,10 +87,33 @@ class AudioMatcher {
   /// 0 below a discrimination of 0.35, 1 below 0.5, else 2.
   int discriminationLevel() const noexcept;
 
-  /// Number of hits that the last `matchAudio` collected.
+  /// How the last match, of either kind, ended.
+  MatchOutcome outcome() const noexcept { return outcome_; }
+
+  /// What came of the last recording's extraction.
+  ExtractionOutcome extractionOutcome() const noexcept;
+
+  /// The candidates of the last match, at most 20, best first; empty when it
+  /// ended before scoring.
+  const std::vector<Match>& candidates() const noexcept { return candidates_; }
+
+  /// Number of hits that the last match collected.
   std::size_t hitCount() const noexcept { return hit_count_; }
 
+  /// The database, or null; owned by the matcher.
+  const AudioDatabase* database() const noexcept { return database_.get(); }
+
+  /// What became of the database that the last `init` was given, and the
+  /// system's error number where it couldn't be opened (else 0).
+  DatabaseState databaseState() const noexcept { return database_state_; }
+  int openingError() const noexcept { return opening_error_; }
+
  private:
+  bool loadDatabase(const char* dbPath);
+  bool initFeatureExtractor();
+  void startMatch() noexcept;
+  bool ended(MatchOutcome outcome) noexcept;
+  MatchOutcome whyNoFeatures() const noexcept;
   std::int32_t scoreHits(std::span<const AudioHashHit> hits);
 
   bool audio_loaded_ = false;
@@ -98,8 +123,13 @@ class AudioMatcher {
   std::vector<AudioFeature> features_;
   std::unique_ptr<FeatureExtractor> feature_extractor_;
   float discrimination_ = 1.0f;
-  std::size_t hit_count_ = 0;
+
+  DatabaseState database_state_ = DatabaseState::kNotLoaded;
+  int opening_error_ = 0;
   RandomDraws draws_;
+  MatchOutcome outcome_ = MatchOutcome::kNone;
+  std::vector<Match> candidates_;
+  std::size_t hit_count_ = 0;
 };
 
 }  // namespace audio

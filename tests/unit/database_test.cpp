@@ -138,9 +138,78 @@ TEST(Database, RandomDamage) {
   }
 }
 
+/// Bytes whose reading fails, or ends, after some of them.
+class BrokenSource : public audio::ByteSource {
+ public:
+  BrokenSource(const std::vector<std::uint8_t>& bytes, std::size_t end, bool fails, bool known)
+      : bytes_(bytes), end_(end), fails_(fails), known_(known) {}
+
+  std::size_t read(void* out, std::size_t size) noexcept override {
+    const std::size_t came = std::min(size, end_ - place_);
+    std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(place_), came,
+                static_cast<std::uint8_t*>(out));
+    place_ += came;
+    failed_ = failed_ || (fails_ && came < size);
+    return came;
+  }
+  std::uint64_t remaining() noexcept override { return known_ ? bytes_.size() - place_ : 0; }
+  bool failed() const noexcept override { return failed_; }
+
+ private:
+  const std::vector<std::uint8_t>& bytes_;
+  std::size_t end_;
+  bool fails_;
+  bool known_;
+  std::size_t place_ = 0;
+  bool failed_ = false;
+};
+
+TEST(Database, ReadingThatFailsMidwayIsToldFromAnEnd) {
+  using audio::DatabaseState;
+  const std::vector<std::uint8_t> bytes =
+      databaseBytes({"first", "second name"}, {{0, {1, 2}}, {5, {7}}, {1048575, {9}}});
+  const std::size_t header = 4 + 10 + 16 + 8;
+  std::vector<std::size_t> ends = {bytes.size() - 1, bytes.size() - 12, 300'000, 2'000'000};
+  for (std::size_t end = 0; end < header + 30; ++end) ends.push_back(end);
+  for (const std::size_t end : ends) {
+    for (const bool known : {true, false}) {
+      SCOPED_TRACE(testing::Message() << "at " << end << (known ? ", size known" : ""));
+      BrokenSource cut(bytes, end, false, known);
+      BrokenSource broken(bytes, end, true, known);
+      LogCapture capture;
+      audio::AudioDatabase shorter;
+      audio::AudioDatabase failed;
+      // What came counts, as in a file that ends there.
+      const bool loads = shorter.load(cut);
+      const Messages messages = capture.messages();
+      // Of the last number the upper bytes are zero, as bytes that are missing.
+      EXPECT_EQ(loads, end >= header - 2);
+      EXPECT_EQ(failed.load(broken), loads);
+      EXPECT_EQ(shorter.state(), loads ? DatabaseState::kCut : DatabaseState::kDamaged);
+      EXPECT_EQ(failed.state(), DatabaseState::kReadFailed);
+      for (const std::uint32_t key : {0u, 1u, 5u, 1048575u}) {
+        ASSERT_EQ(failed.bucket(key).count, shorter.bucket(key).count);
+      }
+      Messages twice = messages;
+      twice.insert(twice.end(), messages.begin(), messages.end());
+      EXPECT_EQ(capture.messages(), twice);
+    }
+  }
+  BrokenSource whole(bytes, bytes.size(), true, true);
+  audio::AudioDatabase database;
+  EXPECT_TRUE(database.load(whole));
+  EXPECT_EQ(database.state(), DatabaseState::kWhole);
+}
+
 TEST(Database, FoldersPipesAndSparseFiles) {
   audio::AudioDatabase folder;
   EXPECT_FALSE(folder.load("/tmp"));
+  EXPECT_EQ(folder.state(), audio::DatabaseState::kReadFailed);
+  EXPECT_FALSE(folder.load("/no/such/file"));
+  EXPECT_EQ(folder.state(), audio::DatabaseState::kCannotOpen);
+  EXPECT_EQ(folder.openingError(), ENOENT);
+  EXPECT_FALSE(folder.load(nullptr));
+  EXPECT_EQ(folder.state(), audio::DatabaseState::kNotLoaded);
   const std::vector<std::uint8_t> bytes = databaseBytes({"piped"}, {{3, {82020}}});
   const TemporaryFile place({});
   const std::string pipe = std::string(place.path()) + ".pipe";

@@ -224,6 +224,138 @@ TEST(Matcher, FailsWithItsMessagesAndStaysUsable) {
   EXPECT_EQ(matcher.discriminationLevel(), 2);
 }
 
+TEST(Matcher, TellsHowAMatchEnded) {
+  using audio::MatchOutcome;
+  audio::gLogger.setEnabled(false);
+  audio::AudioMatcher matcher;
+  EXPECT_EQ(matcher.outcome(), MatchOutcome::kNone);
+  const Recording music(50, 1, 8000 * 4, 8000);
+  const audio::AudioDataPtr audio = music.engine();
+  EXPECT_FALSE(matcher.matchAudio(audio.get()));
+  EXPECT_EQ(matcher.outcome(), MatchOutcome::kNoDatabase);
+
+  // The second audio is the first, 1.28 s later in its recording, in part.
+  audio::FeatureExtractor extractor;
+  ASSERT_TRUE(extractor.init(true) && extractor.loadAudio(audio.get()) &&
+              extractor.extractFeatures());
+  std::map<std::uint32_t, std::vector<std::uint64_t>> buckets;
+  const auto& features = extractor.getFeatures();
+  for (std::size_t i = 0; i < features.size(); ++i) {
+    buckets[features[i].hashKey].push_back(features[i].startTime);
+    if (i % 4 == 0) buckets[features[i].hashKey].push_back(1 << 14 | (features[i].startTime + 40));
+  }
+  const TemporaryFile file(databaseBytes({"at its start", "later"}, buckets));
+  ASSERT_TRUE(matcher.init(file.path()));
+  ASSERT_TRUE(matcher.matchAudio(audio.get()));
+  EXPECT_EQ(matcher.outcome(), MatchOutcome::kMatched);
+  ASSERT_EQ(matcher.candidates().size(), 2u);
+  const audio::Match& best = matcher.candidates()[0];
+  const audio::Match& second = matcher.candidates()[1];
+  EXPECT_EQ(matcher.database()->name(best.audio_index), "at its start");
+  EXPECT_EQ(matcher.database()->name(second.audio_index), "later");
+  EXPECT_EQ(matcher.database()->name(-1), "");
+  EXPECT_NEAR(best.offset, 0, 1);
+  EXPECT_NEAR(second.offset, 40, 1);
+  EXPECT_NEAR(second.offsetSeconds(), 1.28, 0.032);
+  EXPECT_GT(best.matched_num, second.matched_num);
+  EXPECT_EQ(matcher.hitCount(), static_cast<std::size_t>(best.hit_count + second.hit_count));
+  EXPECT_EQ(static_cast<float>(best.matched_num - second.matched_num) /
+                static_cast<float>(best.matched_num + second.matched_num),
+            matcher.discrimination());
+
+  const audio::AudioDataPtr silence(audio::AudioData::create(1, 8000, 16000));
+  const audio::AudioDataPtr fast(audio::AudioData::create(1, 96000, 96000));
+  EXPECT_FALSE(matcher.matchAudio(silence.get()));
+  EXPECT_EQ(matcher.outcome(), MatchOutcome::kNoFeatures);
+  EXPECT_EQ(matcher.extractionOutcome(), audio::ExtractionOutcome::kSilent);
+  EXPECT_TRUE(matcher.candidates().empty());
+  EXPECT_EQ(matcher.hitCount(), 0u);
+  EXPECT_FALSE(matcher.matchAudio(fast.get()));
+  EXPECT_EQ(matcher.extractionOutcome(), audio::ExtractionOutcome::kUnsupportedRate);
+  EXPECT_FALSE(matcher.matchAudio(nullptr));
+  EXPECT_EQ(matcher.outcome(), MatchOutcome::kNoRecording);
+  EXPECT_FALSE(matcher.matchAudioByFeaturesAndAttributes({}, {{0, 0}}, nullptr));
+  EXPECT_EQ(matcher.outcome(), MatchOutcome::kNoFeatures);
+  EXPECT_FALSE(matcher.matchAudioByFeaturesAndAttributes({{0, 0}}, {}, nullptr));
+  EXPECT_EQ(matcher.outcome(), MatchOutcome::kNoHits);
+  EXPECT_FALSE(matcher.matchAudioByFeaturesAndAttributes({{0, 1}}, {{0, 2}}, nullptr));
+  EXPECT_EQ(matcher.outcome(), MatchOutcome::kNoAgreement);
+  const TemporaryFile empty(databaseBytes({"nothing"}, {}));
+  ASSERT_TRUE(matcher.init(empty.path()));
+  EXPECT_FALSE(matcher.matchAudio(audio.get()));
+  EXPECT_EQ(matcher.outcome(), MatchOutcome::kNoHits);
+  audio::gLogger.setEnabled(true);
+}
+
+TEST(Matcher, TellsADamagedDatabaseFromALackOfMemory) {
+  const audio::AudioDataPtr audio = Recording(50, 1, 8000 * 4, 8000).engine();
+  audio::FeatureExtractor extractor;
+  ASSERT_TRUE(extractor.init(false) && extractor.loadAudio(audio.get()) &&
+              extractor.extractFeatures());
+  // The last bucket that the query asks for claims 1 GiB and has one entry.
+  const std::uint32_t key = extractor.getFeatures().back().hashKey;
+  std::vector<std::uint8_t> bytes = databaseBytes({"damaged"}, {});
+  const std::size_t record = 4 + 4 + 8 + 8 + std::size_t{4} * key;
+  bytes.resize(record + 4 + 8);
+  const std::uint32_t claim = 1u << 27;
+  for (int i = 0; i < 4; ++i) bytes[record + i] = static_cast<std::uint8_t>(claim >> (8 * i));
+  const TemporaryFile file(bytes);
+  LogCapture capture;
+  audio::AudioMatcher matcher;
+  ASSERT_TRUE(matcher.init(file.path()));
+  EXPECT_EQ(matcher.databaseState(), audio::DatabaseState::kCut);
+  EXPECT_FALSE(matcher.matchAudio(audio.get()));
+  EXPECT_EQ(matcher.outcome(), audio::MatchOutcome::kDamagedDatabase);
+  EXPECT_EQ(capture.messages().back(), "out of memory.");
+  EXPECT_TRUE(matcher.loadAudio(audio.get()) && matcher.extractFeatures());
+}
+
+TEST(Matcher, ForgetsItsHistory) {
+  // Noise everywhere, so that draws decide, at a rate that is resampled.
+  audio::gLogger.setEnabled(false);
+  std::mt19937 random(6);
+  std::map<std::uint32_t, std::vector<std::uint64_t>> buckets;
+  for (std::uint32_t key = 0; key < 1u << 20; key += 3) {
+    buckets[key].push_back((random() % 40) << 14 | random() % 3000);
+  }
+  const TemporaryFile file(databaseBytes(std::vector<std::string>(40, "noise"), buckets));
+  const audio::AudioDataPtr query = Recording(50, 2, 11025 * 8, 11025).engine();
+  const audio::AudioDataPtr other = Recording(51, 1, 44100 * 3, 44100).engine();
+  audio::AudioMatcher matcher;
+  ASSERT_TRUE(matcher.init(file.path()));
+  const auto answer = [&] {
+    EXPECT_TRUE(matcher.matchAudio(query.get()));
+    std::vector<std::int32_t> numbers;
+    for (const audio::Match& match : matcher.candidates()) {
+      numbers.insert(numbers.end(), {match.audio_index, match.matched_num, match.offset});
+    }
+    for (const auto& feature : matcher.getFeatures()) {
+      numbers.push_back(static_cast<std::int32_t>(feature.hashKey));
+    }
+    return numbers;
+  };
+  ASSERT_TRUE(matcher.forgetHistory());
+  const auto first = answer();
+  matcher.matchAudio(other.get());
+  EXPECT_NE(answer(), first);
+  lrand48();
+  ASSERT_TRUE(matcher.forgetHistory());
+  EXPECT_EQ(answer(), first);
+  audio::gLogger.setEnabled(true);
+}
+
+TEST(Draws, AreThoseOfTheLibraryFromItsFirstState) {
+  unsigned short start[3] = {0, 0, 0};
+  seed48(start);
+  audio::RandomDraws own;
+  audio::RandomDraws process;
+  own.restart();
+  for (int i = 0; i < 1000; ++i) ASSERT_EQ(own.next(), process.next()) << i;
+  own.restart();
+  seed48(start);
+  EXPECT_EQ(own.next(), static_cast<std::uint32_t>(lrand48()));
+}
+
 TEST(Matcher, LevelsByDiscrimination) {
   // Best and second of agreeing hits: 27 and 13 give 0.35, 3 and 1 give 0.5.
   const auto level = [](int best, int second) {
