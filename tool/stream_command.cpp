@@ -39,24 +39,6 @@ struct StreamOptions {
   bool fromPipe() const { return input == "-"; }
 };
 
-/// Knows which packets find the buffer full, and so start an analysis.
-class AnalysisSchedule {
- public:
-  explicit AnalysisSchedule(const audio::StreamGrid& grid)
-      : next_(std::uint64_t{grid.buffer_packets} + 1), period_(grid.packets_per_update) {}
-
-  /// @param packet  each packet's number, from 1 on
-  bool isDue(std::uint64_t packet) noexcept {
-    if (packet != next_) return false;
-    next_ += period_;
-    return true;
-  }
-
- private:
-  std::uint64_t next_;
-  std::uint64_t period_;
-};
-
 nlohmann::ordered_json asJson(const std::vector<audio::AudioAttribute>& attributes) {
   auto list = nlohmann::ordered_json::array();
   for (const audio::AudioAttribute& attribute : attributes) {
@@ -71,19 +53,15 @@ std::uint32_t packetLength(const StreamOptions& options, std::uint32_t sampleRat
   return static_cast<std::uint32_t>((milliseconds + 500) / 1000);
 }
 
-audio::StreamGrid checkedGrid(const StreamOptions& options, std::uint32_t sampleRate,
-                              std::uint32_t length) {
+void checkPeriods(const StreamOptions& options, std::uint32_t sampleRate, std::uint32_t length) {
   if (options.monitor % options.update != 0) {
     throw UsageError("--monitor must be a multiple of --update");
   }
-  const auto grid = length == 0
-                        ? std::nullopt
-                        : audio::streamGrid(options.update, options.monitor, sampleRate, length);
-  if (!grid) {
+  if (length == 0 || !audio::streamGrid(options.update, options.monitor, sampleRate, length)) {
     throw UsageError(
-        "--update must hold at least one packet and at most the five seconds analysed");
+        fmt::format("--update must hold at least one packet and at most the {} seconds analysed",
+                    audio::kBufferSeconds));
   }
-  return *grid;
 }
 
 /// Feeds packets to the extractor and prints each analysis, until one side or
@@ -92,7 +70,7 @@ void streamPackets(PacketSource& source, const StreamOptions& options,
                    const InterruptGuard& guard) {
   const std::uint32_t rate = source.sampleRate();
   const std::uint32_t length = packetLength(options, rate);
-  AnalysisSchedule schedule(checkedGrid(options, rate, length));
+  checkPeriods(options, rate, length);
   audio::StreamAttributeExtractor extractor;
   if (!extractor.init(options.id, options.update, options.monitor, rate, source.channels(),
                       length)) {
@@ -102,7 +80,7 @@ void streamPackets(PacketSource& source, const StreamOptions& options,
   std::uint64_t packet = 1;
   for (; !guard.raised() && source.next(samples, length); ++packet) {
     if (!extractor.update(toAudio(samples, source.channels(), rate).get())) throw std::bad_alloc();
-    if (!schedule.isDue(packet)) continue;
+    if (!extractor.lastAnalysis()) continue;
     const double seconds = static_cast<double>((packet - 1) * length) / rate;
     const bool written = writeLine(jsonLine({{"packet", packet},
                                              {"seconds", seconds},
@@ -155,7 +133,7 @@ void addStreamCommand(CLI::App& app, Action& action) {
   };
   number("--id", options->id, 0, UINT32_MAX, "Identifier that every attribute carries")->required();
   number("--update", options->update, 1, 86400,
-         "Seconds from one analysis to the next, 1 to 5 (default 1)");
+         "Seconds from one analysis to the next, at most the 5 analysed (default 1)");
   number("--monitor", options->monitor, 1, 86400,
          "Seconds after which attributes expire, a multiple of --update (default 10)");
   number("--packet-ms", options->packet_ms, 1, 10000, "Milliseconds of a packet (default 200)");

@@ -1,7 +1,6 @@
 #include "stream/stream_attribute_extractor.h"
 
 #include <algorithm>
-#include <new>
 #include <utility>
 
 #include "base/logger.h"
@@ -63,6 +62,7 @@ void StreamAttributeExtractor::reset() noexcept {
   monitor_duration_ = 0;
   buffer_packets_ = 0;
   update_count_ = 0;
+  last_analysis_.reset();
   update_frames_ = 0;
   slot_count_ = 0;
   buffer_.reset();
@@ -71,15 +71,12 @@ void StreamAttributeExtractor::reset() noexcept {
 }
 
 bool StreamAttributeExtractor::initFeatureExtractor() {
-  feature_extractor_.reset(new (std::nothrow) FeatureExtractor);
-  if (!feature_extractor_) {
-    logMessage("alloc feature extractor failed.");
-    return false;
-  }
-  return feature_extractor_->init(true);
+  feature_extractor_ = FeatureExtractor::create();
+  return feature_extractor_ && feature_extractor_->init(true);
 }
 
 bool StreamAttributeExtractor::update(const AudioData* packet) {
+  last_analysis_.reset();
   if (!packet) {
     logMessage("input a null packet.");
     return false;
@@ -159,7 +156,7 @@ void StreamAttributeExtractor::rememberAttributes() {
   std::vector<AudioAttribute> remembered = current_attributes_;
   if (update_count_ >= slot_count_) expired_attributes_ = slot;
   slot = std::move(remembered);
-  ++update_count_;
+  last_analysis_ = update_count_++;
 }
 
 void StreamAttributeExtractor::dropOldestPeriod() noexcept {

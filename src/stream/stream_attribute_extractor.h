@@ -2,16 +2,18 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "base/audio_data.h"
 #include "feature/audio_feature.h"
 #include "feature/feature_extractor.h"
 #include "stream/stream_extractor.h"
+#include "stream/stream_grid.h"
 
 namespace audio {
 
-/// Analyses five seconds of a stream once per update period.
+/// Analyses kBufferSeconds of a stream once per update period.
 ///
 /// Packets are held until the buffer is full. The packet that finds it full
 /// starts an analysis: the held packets are fingerprinted in a single pass,
@@ -55,6 +57,10 @@ class StreamAttributeExtractor : public StreamExtractor {
   /// remembers the attempt (see Resampler).
   bool update(const AudioData* packet) override;
 
+  /// The number, from 0 on, of the analysis that the latest `update` made;
+  /// nothing when it made none.
+  std::optional<std::uint32_t> lastAnalysis() const noexcept { return last_analysis_; }
+
   const std::vector<AudioAttribute>& currentAttributes() const noexcept override {
     return current_attributes_;
   }
@@ -89,6 +95,7 @@ class StreamAttributeExtractor : public StreamExtractor {
   std::vector<std::vector<AudioAttribute>> attribute_slots_;  // a ring that grows to slot_count_
   std::vector<AudioAttribute> expired_attributes_;
   std::unique_ptr<FeatureExtractor> feature_extractor_;
+  std::optional<std::uint32_t> last_analysis_;
 };
 
 }  // namespace audio

@@ -7,7 +7,6 @@
 namespace audio {
 namespace {
 
-constexpr std::uint32_t kBufferSeconds = 5;
 constexpr double kFramesPerMillisecond = 1.0 / (kFrameMs - kOverlapMs);
 constexpr std::uint64_t kMax32 = UINT32_MAX;
 

@@ -5,6 +5,9 @@
 
 namespace audio {
 
+/// Seconds of a stream that are analysed together.
+inline constexpr std::uint32_t kBufferSeconds = 5;
+
 /// How a stream's packets fall into buffers, update periods and the monitor
 /// window.
 struct StreamGrid {

@@ -43,6 +43,7 @@ void expectSameStream(const Feed& feed) {
       reference.init(feed.id, feed.update, feed.monitor, feed.rate, feed.channels,
                      feed.packet_len));
   std::size_t attributes = 0;
+  std::uint32_t analyses = 0;
   std::size_t expired = 0;
   for (std::uint32_t i = 0; i < feed.packets; ++i) {
     const Recording packet = packetOf(feed, source, i);
@@ -53,6 +54,9 @@ void expectSameStream(const Feed& feed) {
         << "packet " << i;
     ASSERT_EQ(asPlain<plain::Attribute>(stream.expiredAttributes()), reference.expired)
         << "packet " << i;
+    const bool analysed = reference.update_count > analyses;
+    ASSERT_EQ(stream.lastAnalysis(), analysed ? std::optional(analyses) : std::nullopt);
+    analyses = reference.update_count;
     attributes += stream.currentAttributes().size();
     expired += stream.expiredAttributes().size();
   }
