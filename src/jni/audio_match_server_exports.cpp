@@ -4,7 +4,6 @@
 
 #include "base/logger.h"
 #include "jni/export.h"
-#include "jni/export_guard.h"
 #include "jni/object_conversion.h"
 #include "jni/pinned_array.h"
 #include "match/audio_matcher.h"
@@ -31,13 +30,20 @@ bool readLists(JNIEnv* env, jobjectArray javaFeatures, jobjectArray javaAttribut
 
 }  // namespace
 
-AUDIO_EXPORT_VERBOSE(AudioMatchServer)
+/// Switches the process-wide logger.
+extern "C" JNIEXPORT void JNICALL
+Java_com_vexa_norvu_kestr_audiomatch_AudioMatchServer_nativeSetNativeVerbose(JNIEnv*, jobject,
+                                                                             jboolean verbose) {
+  gLogger.setEnabled(verbose != JNI_FALSE);
+}
 
 /// Scores features with the entries found for them; returns the best audio
 /// index, -1 on failure. The discrimination goes to element 0 of
 /// `discrimination`, which may be null.
-AUDIO_EXPORT(jlong, AudioMatchServer, nativeMatchAudioByFeaturesAndAttributes)
-(JNIEnv* env, jobject, jobjectArray features, jobjectArray attributes, jfloatArray discrimination) {
+extern "C" JNIEXPORT jlong JNICALL
+Java_com_vexa_norvu_kestr_audiomatch_AudioMatchServer_nativeMatchAudioByFeaturesAndAttributes(
+    JNIEnv* env, jobject, jobjectArray features, jobjectArray attributes,
+    jfloatArray discrimination) {
   return guarded<jlong>(-1, [&]() -> jlong {
     if (!features || !attributes) return -1;
     AudioMatcher matcher;

@@ -2,14 +2,55 @@
 
 #include <jni.h>
 
-/// Declares an exported native of one of the Java classes: found by its name,
-/// which follows the JNI naming rule. The second argument, the Java object or
-/// class, is never used, so natives may be static or not.
-#define AUDIO_EXPORT(Result, Class, method) \
-  extern "C" JNIEXPORT Result JNICALL Java_com_vexa_norvu_kestr_audiomatch_##Class##_##method
+#include <cstdint>
+#include <utility>
 
-/// Every class has the same switch for the process-wide logger.
-#define AUDIO_EXPORT_VERBOSE(Class)                                                       \
-  AUDIO_EXPORT(void, Class, nativeSetNativeVerbose)(JNIEnv*, jobject, jboolean verbose) { \
-    audio::gLogger.setEnabled(verbose != JNI_FALSE);                                      \
+#include "base/logger.h"
+
+namespace audio::jni {
+
+// What all exports share. They are found by their names, which follow the JNI
+// naming rule. Their second argument, the Java object or class, is never used,
+// so natives may be static or not. A Java exception that a failed call left is
+// not cleared: it reaches the Java caller.
+
+/// Runs the body of an export. No exception crosses one: those of the standard
+/// containers, std::bad_alloc and the std::length_error of a list that could
+/// never be held, end here as lack of memory, with a message, and become the
+/// failure value. What the body owns is released on the way.
+template <typename Result, typename Body>
+Result guarded(Result failure, Body&& body) noexcept {
+  try {
+    return std::forward<Body>(body)();
+  } catch (...) {
+    logOutOfMemory();
+    return failure;
   }
+}
+
+/// The Java `long` that stands for an engine object: its address,
+/// sign-extended. The Java object owns the engine object.
+template <typename Object>
+jlong toHandle(Object* object) noexcept {
+  return static_cast<jlong>(reinterpret_cast<std::intptr_t>(object));
+}
+
+/// The object of a handle. A handle whose low 32 bits are 0 is null, on 32-bit
+/// and 64-bit machines alike; no allocator places an object at such an address,
+/// which its own bookkeeping precedes.
+template <typename Object>
+Object* fromHandle(jlong handle) noexcept {
+  if (static_cast<std::uint32_t>(handle) == 0) return nullptr;
+  return reinterpret_cast<Object*>(static_cast<std::intptr_t>(handle));
+}
+
+/// The object of a handle that has to have one; null with a message.
+template <typename Object>
+Object* requireObject(jlong handle) noexcept {
+  Object* object = fromHandle<Object>(handle);
+  // One text, whatever the object is.
+  if (!object) logMessage("audio matcher is null.");
+  return object;
+}
+
+}  // namespace audio::jni

@@ -1,10 +1,29 @@
 #include "jni/object_conversion.h"
 
 #include "base/logger.h"
-#include "jni/local_ref.h"
 
 namespace audio::jni {
 namespace {
+
+/// A JNI local reference, deleted with its owner. Long loops would otherwise
+/// fill the table of local references.
+template <typename Object>
+class LocalRef {
+ public:
+  LocalRef(JNIEnv* env, Object object) noexcept : env_(env), object_(object) {}
+  LocalRef(const LocalRef&) = delete;
+  LocalRef& operator=(const LocalRef&) = delete;
+  ~LocalRef() {
+    if (object_) env_->DeleteLocalRef(object_);
+  }
+
+  Object get() const noexcept { return object_; }
+  explicit operator bool() const noexcept { return object_ != nullptr; }
+
+ private:
+  JNIEnv* env_;
+  Object object_;
+};
 
 /// What sets one Java class and its engine record apart.
 struct FeatureClass {
@@ -12,9 +31,7 @@ struct FeatureClass {
   static constexpr const char* kName = "com/vexa/norvu/kestr/audiomatch/AudioFeature";
   static constexpr const char* kFirst = "startTime";
   static constexpr const char* kSecond = "hashKey";
-  static constexpr const char* kNoClass = "can not find class AudioFeature.";
-  static constexpr const char* kNoFieldToJava = "can not get AudioFeature field.";
-  static constexpr const char* kNoArray = "create AudioFeature array failed.";
+  static constexpr const char* kShortName = "AudioFeature";
   static void logAllocated(int n) noexcept {
     logMessage("jfeatures alloc success, length = %d.", n);
   }
@@ -33,9 +50,7 @@ struct AttributeClass {
   static constexpr const char* kName = "com/vexa/norvu/kestr/audiomatch/AudioAttribute";
   static constexpr const char* kFirst = "hashValue";
   static constexpr const char* kSecond = "hashKey";
-  static constexpr const char* kNoClass = "can not find class AudioAttribute.";
-  static constexpr const char* kNoFieldToJava = "can not get AudioAttribute field.";
-  static constexpr const char* kNoArray = "create AudioAttribute array failed.";
+  static constexpr const char* kShortName = "AudioAttribute";
   static void logAllocated(int n) noexcept {
     logMessage("jattributes alloc success, length = %d.", n);
   }
@@ -54,32 +69,35 @@ struct FieldIds {
   jfieldID second = nullptr;
 };
 
+template <typename Class>
+jclass findClass(JNIEnv* env) noexcept {
+  const jclass java_class = env->FindClass(Class::kName);
+  if (!java_class) logMessage("can not find class %s.", Class::kShortName);
+  return java_class;
+}
+
 /// Looks up both `long` fields, the second only after the first was found:
 /// a failed look-up leaves an exception, and no call but releases may follow.
 template <typename Class>
-bool findFields(JNIEnv* env, jclass java_class, FieldIds& fields) noexcept {
+bool findFields(JNIEnv* env, jclass java_class, const char* logName, FieldIds& fields) noexcept {
   fields.first = env->GetFieldID(java_class, Class::kFirst, "J");
   if (fields.first) fields.second = env->GetFieldID(java_class, Class::kSecond, "J");
+  if (!fields.second) logMessage("can not get %s field.", logName);
   return fields.second != nullptr;
 }
 
 template <typename Class>
 bool toJava(JNIEnv* env, const std::vector<typename Class::Record>& records,
             jobjectArray& array) noexcept {
-  const LocalRef<jclass> java_class(env, env->FindClass(Class::kName));
-  if (!java_class) {
-    logMessage("%s", Class::kNoClass);
-    return false;
-  }
+  const LocalRef<jclass> java_class(env, findClass<Class>(env));
   FieldIds fields;
-  if (!findFields<Class>(env, java_class.get(), fields)) {
-    logMessage("%s", Class::kNoFieldToJava);
+  if (!java_class || !findFields<Class>(env, java_class.get(), Class::kShortName, fields)) {
     return false;
   }
   const auto n = static_cast<jsize>(records.size());
   array = env->NewObjectArray(n, java_class.get(), nullptr);
   if (!array) {
-    logMessage("%s", Class::kNoArray);
+    logMessage("create %s array failed.", Class::kShortName);
     return false;
   }
   Class::logAllocated(n);
@@ -105,15 +123,10 @@ bool fromJava(JNIEnv* env, jobjectArray array, std::vector<typename Class::Recor
     return false;
   }
   Class::logNumber(n);
-  const LocalRef<jclass> java_class(env, env->FindClass(Class::kName));
-  if (!java_class) {
-    logMessage("%s", Class::kNoClass);
-    return false;
-  }
+  const LocalRef<jclass> java_class(env, findClass<Class>(env));
   FieldIds fields;
-  if (!findFields<Class>(env, java_class.get(), fields)) {
-    // The one text for both classes.
-    logMessage("can not get AudioFeature field.");
+  // On this way both classes are known to logs by the one name.
+  if (!java_class || !findFields<Class>(env, java_class.get(), FeatureClass::kShortName, fields)) {
     return false;
   }
   records.assign(static_cast<std::size_t>(n), {});

@@ -15,23 +15,21 @@ namespace audio::jni {
 // a failed call left is not cleared: it reaches the caller of the export.
 
 /// Makes an array of `AudioFeature`. `array` is set as soon as the array
-/// exists and is filled as far as it went. Failures: "can not find class
-/// AudioFeature.", "can not get AudioFeature field.", "create AudioFeature
-/// array failed.", "alloc audio feature failed.".
+/// exists and is filled as far as it went. Fails, with a message, when a call
+/// of JNI does.
 bool featuresToJava(JNIEnv* env, const std::vector<AudioFeature>& features,
                     jobjectArray& array) noexcept;
 
-/// The same for `AudioAttribute`, with its name in the messages.
+/// The same for `AudioAttribute`.
 bool attributesToJava(JNIEnv* env, const std::vector<AudioAttribute>& attributes,
                       jobjectArray& array) noexcept;
 
-/// Reads a non-null array of `AudioFeature`. An empty array is refused with
-/// "features number is zero."; a null element ends the reading with false and
-/// leaves zeros from there on. Other failures as for `featuresToJava`.
+/// Reads a non-null array of `AudioFeature`. An empty array is refused with a
+/// message; a null element ends the reading with false, without one, and leaves
+/// zeros from there on. Fails, with a message, when a call of JNI does.
 bool featuresFromJava(JNIEnv* env, jobjectArray array, std::vector<AudioFeature>& features);
 
-/// The same for `AudioAttribute`: "attributes array number is zero.", "can not
-/// find class AudioAttribute.", "can not get AudioFeature field.".
+/// The same for `AudioAttribute`.
 bool attributesFromJava(JNIEnv* env, jobjectArray array, std::vector<AudioAttribute>& attributes);
 
 }  // namespace audio::jni

@@ -27,7 +27,7 @@ void scaleRow(const unsigned char* bytes, std::size_t first, std::size_t stride,
 }  // namespace
 
 AudioDataPtr pcm16ToAudioData(const void* samples, const PcmShape& shape) noexcept {
-  AudioDataPtr audio(AudioData::create(shape.channels, shape.sampleRate, shape.frames));
+  AudioDataPtr audio(AudioData::create(shape.channels, shape.sample_rate, shape.frames));
   if (!audio) return nullptr;
   logMessage("audio channels = %d.", static_cast<int>(audio->channels()));
   logMessage("audio sample rate = %d.", static_cast<int>(audio->sampleRate()));

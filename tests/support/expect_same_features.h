@@ -20,7 +20,7 @@ inline void expectSameFeatures(bool single_pass, const std::vector<Recording>& r
   plain::Extractor reference(single_pass, log);
   for (const Recording& recording : recordings) {
     SCOPED_TRACE(testing::Message()
-                 << recording.shape.sampleRate << " Hz, " << recording.shape.frames << " frames, "
+                 << recording.shape.sample_rate << " Hz, " << recording.shape.frames << " frames, "
                  << recording.shape.channels << " channels");
     const audio::AudioDataPtr audio = recording.engine();
     const plain::Audio plain_audio = recording.reference(log);

@@ -43,7 +43,7 @@ struct Recording {
 
   audio::AudioDataPtr engine() const { return audio::pcm16ToAudioData(pcm.data(), shape); }
   plain::Audio reference(plain::Log& log) const {
-    return plain::fromPcm(pcm.data(), shape.channels, shape.frames, shape.sampleRate, log);
+    return plain::fromPcm(pcm.data(), shape.channels, shape.frames, shape.sample_rate, log);
   }
 };
 

@@ -1,4 +1,4 @@
-#include "jni/modified_utf8.h"
+#include "jni/java_string.h"
 
 #include <cstddef>
 
@@ -40,6 +40,25 @@ void appendThreeBytes(std::string& out, char32_t code) {
 
 bool isHighSurrogate(char32_t code) noexcept { return code >= 0xD800 && code < 0xDC00; }
 bool isLowSurrogate(char32_t code) noexcept { return code >= 0xDC00 && code < 0xE000; }
+
+/// The characters of a Java string, released with their owner.
+class StringCharacters {
+ public:
+  StringCharacters(JNIEnv* env, jstring string) noexcept
+      : env_(env), string_(string), characters_(env->GetStringUTFChars(string, nullptr)) {}
+  StringCharacters(const StringCharacters&) = delete;
+  StringCharacters& operator=(const StringCharacters&) = delete;
+  ~StringCharacters() {
+    if (characters_) env_->ReleaseStringUTFChars(string_, characters_);
+  }
+
+  const char* get() const noexcept { return characters_; }
+
+ private:
+  JNIEnv* env_;
+  jstring string_;
+  const char* characters_;
+};
 
 }  // namespace
 
@@ -87,6 +106,14 @@ std::string fromModifiedUtf8(std::string_view text) {
     text.remove_prefix(length);
   }
   return out;
+}
+
+JavaPath::JavaPath(JNIEnv* env, jstring path) {
+  if (!path) return;
+  const StringCharacters characters(env, path);
+  if (!characters.get()) return;
+  text_ = fromModifiedUtf8(characters.get());
+  exists_ = true;
 }
 
 }  // namespace audio::jni

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <jni.h>
+
 #include <string>
 #include <string_view>
 
@@ -16,5 +18,19 @@ std::string toModifiedUtf8(std::string_view bytes);
 /// surrogate pairs become characters of four bytes. All else stays, U+0000
 /// included, whose two bytes no path contains.
 std::string fromModifiedUtf8(std::string_view text);
+
+/// A Java string as a path of the file system: UTF-8, zero-terminated.
+class JavaPath {
+ public:
+  /// A null string gives no text, and so does one that Java can't hand out.
+  JavaPath(JNIEnv* env, jstring path);
+
+  /// The path, valid as long as the object; null when there is none.
+  const char* text() const noexcept { return exists_ ? text_.c_str() : nullptr; }
+
+ private:
+  bool exists_ = false;
+  std::string text_;
+};
 
 }  // namespace audio::jni

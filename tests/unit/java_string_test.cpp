@@ -1,4 +1,4 @@
-#include "jni/modified_utf8.h"
+#include "jni/java_string.h"
 
 #include <gtest/gtest.h>
 
