@@ -80,6 +80,7 @@ Java_com_vexa_norvu_kestr_audiomatch_AudioMatcher_nativeMatchAudio(JNIEnv* env, 
     std::string name;
     const JavaPcm<jshortArray> recording{pcm, channels, length, sampleRate};
     if (!matchJavaPcm(env, *matcher, recording, discriminationLevel, name)) return empty;
+    env->DeleteLocalRef(empty);
     return env->NewStringUTF(name.c_str());
   });
 }

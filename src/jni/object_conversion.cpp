@@ -111,6 +111,7 @@ bool toJava(JNIEnv* env, const std::vector<typename Class::Record>& records,
     env->SetLongField(object.get(), fields.first, Class::first(record));
     env->SetLongField(object.get(), fields.second, Class::second(record));
     env->SetObjectArrayElement(array, i, object.get());
+    if (env->ExceptionCheck()) return false;
   }
   return true;
 }
