@@ -36,9 +36,8 @@ class AudioData {
 
   /// Gives the object a new shape and zero samples.
   ///
-  /// A zero count is refused and changes nothing, with the first that applies
-  /// of "input a invalid channel num = %d.", "input a invalid sample rate =
-  /// %d." and "input a invalid sample count = %d.". When memory is short the
+  /// A zero count is refused and changes nothing, with one message: on the
+  /// channels, else on the rate, else on the samples. When memory is short the
   /// result is false without a message, the counts are the new ones and there
   /// are no samples: such an object can only be released.
   bool init(std::uint32_t channels, std::uint32_t sampleRate, std::uint32_t dataLen) noexcept;

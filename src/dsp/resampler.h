@@ -38,9 +38,9 @@ class Resampler {
   /// Prepares the conversion of `inputLen` samples, which the caller keeps
   /// alive until `process` returned, and sizes the output.
   ///
-  /// A null input changes nothing ("input a NULL."). An output of no sample
-  /// ("resample out_len = 0.") or one that can't be allocated (no message)
-  /// leaves no output buffer.
+  /// A null input is refused with a message and changes nothing. An output of
+  /// no sample (a message) or one that can't be allocated (none) leaves no
+  /// output buffer.
   ///
   /// @param sourceRate  Hz of the input
   /// @param targetRate  Hz of the output

@@ -40,10 +40,9 @@ class SpectrogramGenerator {
   /// Prepares one block and a zeroed matrix for it; what was prepared before
   /// is released.
   ///
-  /// Failures: "input data is NULL" (nothing changed), "gen hamming window
-  /// error." and "kiss fft instance alloc failed." (no memory); without a
-  /// message when the overlap isn't below the frame length or the matrix
-  /// can't be allocated.
+  /// Null data is refused with a message and changes nothing. Fails, with a
+  /// message, when there is no memory for window or transform; without one when
+  /// the overlap isn't below the frame length or the matrix can't be allocated.
   ///
   /// @param data        samples, kept alive by the caller until `run` returned
   /// @param dataLen     their number

@@ -11,7 +11,7 @@ class WindowFunction {
   virtual ~WindowFunction() = default;
 
   /// Fills the coefficients of a window of `size` samples. A size of 0 is
-  /// refused with "invalid window size = %d." and changes nothing.
+  /// refused with a message and changes nothing.
   virtual void generate(std::uint32_t size) = 0;
 
   std::uint32_t size() const noexcept { return static_cast<std::uint32_t>(coefficients_.size()); }

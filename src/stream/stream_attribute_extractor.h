@@ -38,23 +38,20 @@ class StreamAttributeExtractor : public StreamExtractor {
   StreamAttributeExtractor& operator=(const StreamAttributeExtractor&) = delete;
   ~StreamAttributeExtractor() override;
 
-  /// Refused, changing nothing: a zero duration, rate or packet length, an
-  /// update period of no packet or of more than the buffer holds, lengths
-  /// beyond 32 bits ("input bad parameters, update_rate = %d, sample rate =
-  /// %d, monitor_win_len = %d, input_audio_packet_len = %d."), and a monitor
-  /// duration that isn't a multiple of the update period ("monitor_duration %
-  /// update_rate must be zero."). Fails also with "alloc feature extractor
-  /// failed.", the extractor's messages, or without one when the buffer can't
-  /// be created; the object is then to be destroyed or initialised again.
+  /// Refused, with a message and changing nothing: a zero duration, rate or
+  /// packet length, an update period of no packet or of more than the buffer
+  /// holds, lengths beyond 32 bits, and a monitor duration that isn't a multiple
+  /// of the update period. Fails also, with messages, when the feature extractor
+  /// can't be made, or without one when the buffer can't; the object is then to
+  /// be destroyed or initialised again.
   bool init(std::uint32_t streamId, std::uint32_t updateRate, std::uint32_t monitorDuration,
             std::uint32_t sampleRate, std::uint32_t channels, std::uint32_t packetLen) override;
 
-  /// Failures: "input a null packet." (the lists keep their contents), "input
-  /// packet does not match the stream." (shape or rate differ from `init`'s),
-  /// "copy audio data failed." (no memory), "feature extractor load audio
-  /// failed.". They leave both lists empty and the held packets as they were,
-  /// so the call can be repeated; at rates other than 8000 Hz the resampler then
-  /// remembers the attempt (see Resampler).
+  /// Fails, with a message, for a null packet (the lists keep their contents),
+  /// for one whose shape or rate differ from `init`'s, and for lack of memory.
+  /// These leave both lists empty and the held packets as they were, so the call
+  /// can be repeated; at rates other than 8000 Hz the resampler then remembers
+  /// the attempt (see Resampler).
   bool update(const AudioData* packet) override;
 
   /// The number, from 0 on, of the analysis that the latest `update` made;
