@@ -3,81 +3,15 @@
 #include <cmath>
 #include <complex>
 
-#include "dsp/resampler.h"
 #include "dsp/spectrogram_generator.h"
 #include "dsp/window_function.h"
 #include "support/log_capture.h"
 
 namespace {
 
-using audio::Resampler;
 using audio::SpectrogramGenerator;
 using testing_support::LogCapture;
 using Messages = std::vector<std::string>;
-
-TEST(ResamplerTest, OutputLengthsRoundHalfUp) {
-  Resampler resampler;
-  const std::vector<float> input(44100);
-  const auto length = [&](std::uint32_t samples, std::uint32_t rate) {
-    return resampler.set(input.data(), samples, rate, 8000) ? resampler.outputLen() : 0;
-  };
-  EXPECT_EQ(length(44100, 44100), 8000u);
-  EXPECT_EQ(length(22050, 44100), 4000u);
-  EXPECT_EQ(length(3, 44100), 1u);
-  EXPECT_EQ(length(11, 16000), 6u);
-  LogCapture capture;
-  EXPECT_EQ(length(2, 44100), 0u);
-  EXPECT_EQ(resampler.output(), nullptr);
-  EXPECT_FALSE(resampler.set(nullptr, 1, 44100, 8000));
-  EXPECT_EQ(capture.messages(), (Messages{"resample out_len = 0.", "input a NULL."}));
-}
-
-TEST(ResamplerTest, ProcessNeedsAllItsParts) {
-  Resampler resampler;
-  std::vector<float> input(1000, 0.5f);
-  EXPECT_FALSE(resampler.process());
-  ASSERT_TRUE(resampler.set(input.data(), 1000, 8000, 8000));
-  EXPECT_FALSE(resampler.process());  // no handle
-  EXPECT_FALSE(resampler.open(1, 2.0f, 1.0f));
-  ASSERT_TRUE(resampler.open(1, 0.1f, 10.0f));
-  ASSERT_TRUE(resampler.process());
-  EXPECT_TRUE(std::equal(input.begin(), input.end(), resampler.output()));
-  EXPECT_FALSE(resampler.set(nullptr, 1, 1, 1));
-  EXPECT_TRUE(resampler.process());  // what was prepared is still there
-  EXPECT_FALSE(resampler.set(input.data(), 1, 44100, 8000));
-  EXPECT_FALSE(resampler.process());
-}
-
-TEST(ResamplerTest, FactorsOutsideTheBoundsFail) {
-  Resampler resampler;
-  const std::vector<float> input(4000, 0.5f);
-  ASSERT_TRUE(resampler.open(1, 0.1f, 10.0f));
-  for (const auto& [rate, works] : std::vector<std::pair<std::uint32_t, bool>>{
-           {799, false}, {800, true}, {79999, true}, {80000, false}}) {
-    ASSERT_TRUE(resampler.set(input.data(), 4000, rate, 8000));
-    EXPECT_EQ(resampler.process(), works) << rate;
-  }
-}
-
-TEST(ResamplerTest, CarriesTheEndOfABlockIntoTheNext) {
-  const std::vector<float> loud(2000, 0.9f);
-  const std::vector<float> quiet(2000, 0.0f);
-  Resampler resampler;
-  ASSERT_TRUE(resampler.open(1, 0.1f, 10.0f));
-  const auto peak = [&](const std::vector<float>& input) {
-    EXPECT_TRUE(resampler.set(input.data(), 2000, 16000, 8000) && resampler.process());
-    float largest = 0.0f;
-    for (std::uint32_t i = 0; i < resampler.outputLen(); ++i) {
-      largest = std::max(largest, std::fabs(resampler.output()[i]));
-    }
-    return largest;
-  };
-  EXPECT_EQ(peak(quiet), 0.0f);
-  EXPECT_GT(peak(loud), 0.8f);
-  EXPECT_GT(peak(quiet), 0.1f);
-  ASSERT_TRUE(resampler.open(1, 0.1f, 10.0f));
-  EXPECT_EQ(peak(quiet), 0.0f);
-}
 
 TEST(HannWindowTest, IsSymmetricAndEndsAtZero) {
   audio::HannWindow window;
