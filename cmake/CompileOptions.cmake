@@ -12,6 +12,12 @@ target_compile_options(audiomatch_options INTERFACE
 if(AUDIOMATCH_WERROR)
   target_compile_options(audiomatch_options INTERFACE -Werror)
 endif()
+if(AUDIOMATCH_COVERAGE)
+  target_compile_options(audiomatch_options INTERFACE
+    # Atomic: most counts are differences of others, wrong when a thread's is lost.
+    -O1 -fprofile-instr-generate -fcoverage-mapping -fprofile-update=atomic)
+  target_link_options(audiomatch_options INTERFACE -fprofile-instr-generate)
+endif()
 if(AUDIOMATCH_SANITIZE)
   target_compile_options(audiomatch_options INTERFACE
     -fsanitize=${AUDIOMATCH_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
