@@ -1,0 +1,122 @@
+// The tool's readers: any bytes as a sound file, as the database that is to be
+// replaced, and as samples from a pipe.
+//
+// Input: u8 reader, the rest is its file. 0: sound file; 1: database; 2: pipe
+// (u8 channels - 1, u8 frames of a packet - 1, then the bytes); 3: a recording
+// of several parts (u16 rate - 800, u32 frames, u8 channels - 1, then its 8-bit
+// samples, repeated).
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <vector>
+
+#include "fuzz/fuzz_input.h"
+#include "fuzz/leftovers.h"
+#include "fuzz/long_recording.h"
+#include "fuzz/memory_file.h"
+#include "tool/audio_reader.h"
+#include "tool/database_check.h"
+#include "tool/errors.h"
+#include "tool/interrupt.h"
+#include "tool/packet_source.h"
+#include "tool/recording.h"
+#include "tool/recording_parts.h"
+
+namespace {
+
+// What a few bytes decode to has no bounds in some formats.
+constexpr std::size_t kMostSamples = std::size_t{1} << 20;
+constexpr std::uint64_t kMostPromised = std::uint64_t{1} << 24;
+
+/// Reads up to the bounds, in uneven blocks. Returns whether that was all, and
+/// no more promised than may be reserved.
+bool readThrough(const std::string& path) {
+  audiomatch::AudioReader reader(path);
+  const std::size_t channels = reader.channels();
+  std::vector<std::int16_t> samples;
+  for (std::size_t block = 1; samples.size() < kMostSamples; block = block * 3 + 1) {
+    const std::size_t wanted = std::min(block, kMostSamples / channels + 1);
+    const std::size_t old_size = samples.size();
+    const std::size_t came = reader.read(samples, wanted);
+    FUZZ_REQUIRE(came <= wanted && samples.size() == old_size + came * channels);
+    FUZZ_REQUIRE(reader.position() == samples.size() / channels);
+    if (came < wanted) {
+      FUZZ_REQUIRE(reader.skip(1) == 0);
+      return reader.promisedFrames() <= kMostPromised / channels;
+    }
+  }
+  return false;
+}
+
+void readSound(const std::string& path) {
+  try {
+    if (!readThrough(path)) return;
+    audiomatch::AudioReader reader(path);
+    audiomatch::PartReader parts(reader);
+    while (parts.next()) continue;
+    audiomatch::readStretch(path, {0.01, 0.5});
+    audiomatch::readRecording(path);
+  } catch (const audiomatch::FileError&) {
+  }
+}
+
+void readPipe(audiofuzz::FuzzInput& input, audiofuzz::MemoryFile& file) {
+  const std::size_t channels = std::size_t{input.u8()} + 1, frames = std::size_t{input.u8()} + 1;
+  const auto bytes = input.rest();
+  file.assign(bytes);
+  const int opened = open(file.path().c_str(), O_RDONLY | O_CLOEXEC);
+  FUZZ_REQUIRE(dup2(opened, STDIN_FILENO) == STDIN_FILENO && close(opened) == 0);
+  const audiomatch::InterruptGuard guard;
+  audiomatch::PipePackets packets(8000, static_cast<std::uint32_t>(channels), guard);
+  std::vector<std::int16_t> samples;
+  std::size_t total = 0;
+  while (packets.next(samples, frames)) {
+    FUZZ_REQUIRE(samples.size() == frames * channels);
+    total += samples.size();
+  }
+  FUZZ_REQUIRE(total + samples.size() == bytes.size() / 2);
+}
+
+void readParts(audiofuzz::FuzzInput& input, audiofuzz::MemoryFile& file) {
+  const audiofuzz::LongRecording recording(input);
+  file.assign(recording.file());
+  audiomatch::AudioReader reader(file.path());
+  audiomatch::PartReader parts(reader);
+  std::uint64_t part = 0, end = 0;
+  while (const auto audio = parts.next()) {
+    const std::uint64_t start = audiomatch::partStart(part++, recording.rate());
+    FUZZ_REQUIRE(start <= end && audio->channels() == recording.channels());
+    recording.check(*audio, start);
+    end = start + audio->dataLen();
+  }
+  FUZZ_REQUIRE(end == recording.frames());
+  // No part was read for an overlap alone: its anchors belong to it.
+  FUZZ_REQUIRE(part <= 1 || audiomatch::partStart(part - 1, recording.rate()) < end);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static audiofuzz::MemoryFile file;
+  audiofuzz::beginRun(data, size);
+  audiofuzz::FuzzInput input(data, size);
+  const int descriptor = audiofuzz::nextDescriptor();
+  switch (input.u8() & 3) {
+    case 0:
+      file.assign(input.rest());
+      readSound(file.path());
+      break;
+    case 1:
+      file.assign(input.rest());
+      audiomatch::mayBecomeDatabase(file.path());
+      break;
+    case 2:
+      readPipe(input, file);
+      break;
+    default:
+      readParts(input, file);
+  }
+  FUZZ_REQUIRE(audiofuzz::nextDescriptor() == descriptor);
+  return 0;
+}

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "base/audio_data.h"
+#include "feature/feature_extractor.h"
+#include "fuzz/burst_sound.h"
+#include "fuzz/fuzz_input.h"
+#include "jni/pcm16.h"
+
+namespace audiofuzz {
+
+/// Two seconds with some hundred features.
+inline const audio::AudioData& recording() {
+  static const audio::AudioDataPtr audio = [] {
+    std::vector<std::uint8_t> bursts;
+    for (std::uint32_t i = 0; i < 62; ++i) {
+      bursts.push_back(static_cast<std::uint8_t>(192 | (i * i * 7 + i) % 20));
+    }
+    const auto samples = audiofuzz::burstSound(bursts, 1, 16'000, 256);
+    return audio::pcm16ToAudioData(samples.data(), {1, 16'000, 8000});
+  }();
+  return *audio;
+}
+
+/// What is looked up when the recording is matched.
+inline const std::vector<audio::AudioFeature>& recordingFeatures() {
+  static const std::vector<audio::AudioFeature> features = [] {
+    audio::FeatureExtractor extractor;
+    FUZZ_REQUIRE(extractor.init(false) && extractor.loadAudio(&recording()));
+    FUZZ_REQUIRE(extractor.extractFeatures());
+    return extractor.getFeatures();
+  }();
+  return features;
+}
+
+}  // namespace audiofuzz
