@@ -84,10 +84,12 @@ for feature in made[:150]:
 write("server", "whole", whole)
 write("server", "short", short)
 
-for name, bits, length in (("second", 0x20, 9), ("tenths", 0x04, 0), ("odd", 0x31, 6), ("slow", 0x4B, 19)):
+streams = (("second", 0x20, 9), ("tenths", 0x04, 0), ("odd", 0x31, 6), ("slow", 0x4B, 19))
+for name, bits, length in streams:
     packets = b"".join(bytes([0]) + melody(8, i) for i in range(80))
     write("stream", name, [bits, length], packets)
-write("stream", "given", [128], struct.pack("<5I", 1, 2, 8000, 2, 8000), packets[:180], bytes([5, 6, 14, 22, 38, 4]))
+write("stream", "given", [128], struct.pack("<5I", 1, 2, 8000, 2, 8000), packets[:180],
+      [5, 6, 14, 22, 38, 4])
 write("stream", "again", [0x20, 9], packets[:90], [7, 0x24, 4], packets[:180])
 
 for file in sorted((seed_files / "sound").iterdir()):
