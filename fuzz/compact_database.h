@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,12 +20,14 @@ namespace audiofuzz {
 /// instead of those up to the last one listed; bit 3 the file's end is cut off, by
 /// the u16 that follows), u8 names, per name: u8 length (255: u32 claimed and u8
 /// true length), its bytes. Then buckets until the input ends: u8 (bits 0-3
-/// entries, bits 4-5 how many empty buckets lie before: none, u8, 16 × u8 or u16,
-/// bit 6 a u32 claims another count, bit 7 entries are u64 instead of u8 index and
-/// u16 time).
+/// entries, bits 4-5 how many empty buckets lie before: none, u8, those up to the
+/// next likely key, or u16, bit 6 a u32 claims another count, bit 7 entries are u64
+/// instead of u8 index and u16 time).
 class CompactDatabase {
  public:
-  explicit CompactDatabase(FuzzInput& input) {
+  /// @param likelyKeys  those that will be looked up, ascending
+  CompactDatabase(FuzzInput& input, std::span<const std::uint32_t> likelyKeys)
+      : likely_keys_(likelyKeys) {
     const std::uint8_t format = input.u8();
     const bool magic_given = (format & 1) != 0, count_given = (format & 2) != 0;
     const std::uint32_t table_size = magic_given ? input.u32() : audio::kTableSize;
@@ -75,7 +78,7 @@ class CompactDatabase {
   void putBucket(FuzzInput& input) {
     const std::uint8_t head = input.u8();
     const int gap = head >> 4 & 3;
-    putEmpty(gap == 0 ? 0 : gap == 1 ? input.u8() : gap == 2 ? input.u8() * 16U : input.u16());
+    putEmpty(gap == 0 ? 0 : gap == 1 ? input.u8() : gap == 2 ? gapToLikelyKey() : input.u16());
     if (next_key_ == audio::kTableSize) return;
     std::uint32_t claimed = head & 15;
     if ((head & 64) != 0) claimed = input.u32();
@@ -90,12 +93,18 @@ class CompactDatabase {
     buckets.emplace_back(next_key_++, std::move(entries));
   }
 
+  std::uint32_t gapToLikelyKey() const {
+    const auto next = std::ranges::lower_bound(likely_keys_, next_key_);
+    return next == likely_keys_.end() ? 0 : *next - next_key_;
+  }
+
   void putEmpty(std::uint32_t count) {
     count = std::min(count, audio::kTableSize - next_key_);
     file.resize(file.size() + std::size_t{count} * audio::kCountBytes);
     next_key_ += count;
   }
 
+  std::span<const std::uint32_t> likely_keys_;
   std::uint32_t next_key_ = 0;
 };
 

@@ -90,7 +90,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   std::optional<audiofuzz::CompactDatabase> compact;
   if ((mode & 1) == 0) {
-    compact.emplace(input);
+    compact.emplace(input, audiofuzz::recordingKeys());
     for (const auto& [key, entries] : compact->buckets) features.push_back({key & 1023, key});
     file.assign(compact->file);
   } else {

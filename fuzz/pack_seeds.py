@@ -61,6 +61,8 @@ write("database", "few", [0, 0], compact(names, listed[:40]))
 write("database", "many", [2, 20], features, compact(names, listed[:400]))
 write("database", "whole", [2, 0], compact(names, listed[:60], 20))
 write("database", "as-it-stands", [3, 20], features, data[: 1 << 14])
+write("database", "matching", [2, 0], compact(names, []),
+      *(struct.pack("<BBHBH", 0x22, i % 3, i, i % 2, 40 + i) for i in range(120)))
 write("database", "named-only", [0, 0], compact([b"a\0b", b"", b"x" * 200], []))
 
 pcm = (seed_files / "excerpt.s16").read_bytes()
