@@ -54,9 +54,9 @@ void expectSameStream(const Feed& feed) {
         << "packet " << i;
     ASSERT_EQ(asPlain<plain::Attribute>(stream.expiredAttributes()), reference.expired)
         << "packet " << i;
-    const bool analysed = reference.update_count > analyses;
+    const bool analysed = reference.analyses.size() > analyses;
     ASSERT_EQ(stream.lastAnalysis(), analysed ? std::optional(analyses) : std::nullopt);
-    analyses = reference.update_count;
+    analyses = static_cast<std::uint32_t>(reference.analyses.size());
     attributes += stream.currentAttributes().size();
     expired += stream.expiredAttributes().size();
   }
