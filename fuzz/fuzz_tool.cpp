@@ -1,5 +1,5 @@
-// The tool's readers: any bytes as a sound file, as the database that is to be
-// replaced, and as samples from a pipe.
+// The tool's readers: any bytes as a sound file, as the header of the database that is to
+// be replaced, and as samples from a pipe.
 //
 // Input: u8 reader, the rest is its file. 0: sound file; 1: database; 2: pipe
 // (u8 channels - 1, u8 frames of a packet - 1, then the bytes); 3: a recording
@@ -15,8 +15,9 @@
 #include "fuzz/leftovers.h"
 #include "fuzz/long_recording.h"
 #include "fuzz/memory_file.h"
+#include "match/database/byte_source.h"
+#include "match/database/database_format.h"
 #include "tool/audio_reader.h"
-#include "tool/database_check.h"
 #include "tool/errors.h"
 #include "tool/interrupt.h"
 #include "tool/packet_source.h"
@@ -95,6 +96,13 @@ void readParts(audiofuzz::FuzzInput& input, audiofuzz::MemoryFile& file) {
   FUZZ_REQUIRE(part <= 1 || audiomatch::partStart(part - 1, recording.rate()) < end);
 }
 
+void readHeader(const std::string& path) {
+  audio::FileSource source(path.c_str());
+  FUZZ_REQUIRE(source.isOpen());
+  std::vector<std::string> names;
+  audio::readHeader(source, names);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -109,7 +117,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       break;
     case 1:
       file.assign(input.rest());
-      audiomatch::mayBecomeDatabase(file.path());
+      readHeader(file.path());
       break;
     case 2:
       readPipe(input, file);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <mutex>
 #include <string>
@@ -13,7 +14,6 @@
 #include "base/analysis_grid.h"
 #include "tool/errors.h"
 #include "tool/interrupt.h"
-#include "tool/pcm_conversion.h"
 
 namespace audiomatch {
 namespace {
@@ -121,6 +121,13 @@ std::size_t AudioReader::readBlock(std::int16_t* samples, std::size_t frames) {
                                        sf_strerror(file_.get())));
   }
   return static_cast<std::size_t>(came);
+}
+
+std::int16_t toPcm16(float sample) noexcept {
+  if (std::isnan(sample)) return 0;
+  // Exact in double precision, so that there is one rounding.
+  const double scaled = std::round(static_cast<double>(sample) * 32767.0);
+  return static_cast<std::int16_t>(std::clamp(scaled, -32768.0, 32767.0));
 }
 
 }  // namespace audiomatch

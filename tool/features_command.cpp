@@ -1,5 +1,3 @@
-#include "tool/features_command.h"
-
 #include <fmt/core.h>
 
 #include <filesystem>
@@ -10,9 +8,9 @@
 #include "feature/feature_extractor.h"
 #include "feature/land_mark.h"
 #include "tool/atomic_file.h"
+#include "tool/commands.h"
 #include "tool/errors.h"
 #include "tool/recording.h"
-#include "tool/spectrogram_analysis.h"
 #include "tool/spectrogram_picture.h"
 #include "tool/text.h"
 

@@ -1,5 +1,3 @@
-#include "tool/index_command.h"
-
 #include <fmt/core.h>
 
 #include <atomic>
@@ -8,9 +6,11 @@
 #include <optional>
 #include <thread>
 
+#include "match/database/byte_source.h"
+#include "match/database/database_format.h"
 #include "match/database/database_writer.h"
 #include "tool/atomic_file.h"
-#include "tool/database_check.h"
+#include "tool/commands.h"
 #include "tool/entry_selection.h"
 #include "tool/errors.h"
 #include "tool/index_report.h"
@@ -104,6 +104,17 @@ IndexReport write(const std::vector<InputFile>& files, std::vector<Outcome>& out
   file.commit();
   result.bytes = file.size();
   return result;
+}
+
+/// True for a file that may be replaced by a database: one that isn't there,
+/// is empty or has the names and the header of a database. Anything else was
+/// hardly meant, such as the first recording when the database was forgotten.
+bool mayBecomeDatabase(const std::filesystem::path& path) {
+  audio::FileSource file(path.c_str());
+  // Whether it can be written is for others to find out.
+  if (!file.isOpen() || file.remaining() == 0) return true;
+  std::vector<std::string> names;
+  return audio::readHeader(file, names);
 }
 
 /// Throws FileError now rather than after an hour's work.

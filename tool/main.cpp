@@ -7,13 +7,9 @@
 #include <exception>
 #include <new>
 
+#include "tool/commands.h"
 #include "tool/errors.h"
-#include "tool/exit_codes.h"
-#include "tool/features_command.h"
-#include "tool/index_command.h"
 #include "tool/interrupt.h"
-#include "tool/match_command.h"
-#include "tool/stream_command.h"
 
 namespace {
 

@@ -1,5 +1,3 @@
-#include "tool/match_command.h"
-
 #include <fmt/core.h>
 
 #include <cstdio>
@@ -11,6 +9,7 @@
 #include <vector>
 
 #include "match/audio_matcher.h"
+#include "tool/commands.h"
 #include "tool/errors.h"
 #include "tool/recording.h"
 #include "tool/table.h"

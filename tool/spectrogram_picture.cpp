@@ -7,10 +7,13 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <stdexcept>
 
 #include "base/analysis_grid.h"
-#include "tool/colour_map.h"
+#include "base/audio_data.h"
+#include "feature/audio_land_mark_finder.h"
+#include "tool/errors.h"
 #include "tool/spectrogram_axes.h"
 
 namespace audiomatch {
@@ -135,6 +138,22 @@ std::vector<unsigned char> encode(cairo_surface_t* surface) {
 }
 
 }  // namespace
+
+SpectrogramAnalysis analyseStretch(const std::filesystem::path& path, const Stretch& stretch) {
+  const audio::AudioDataPtr mono = audio::monoMix(*readStretch(path, stretch));
+  audio::AudioLandMarkFinder2D finder;
+  if (!finder.init(true) || !finder.setAudio(mono.get())) throw std::bad_alloc();
+  if (!finder.findLandMarks()) throw FileError(path, describe(finder.outcome()));
+  const float* first = finder.spectrogramMatrix();
+  const std::size_t cells = std::size_t{finder.frameNum()} * finder.binNum();
+  SpectrogramAnalysis analysis{
+      stretch.from, finder.frameNum(),    finder.binNum(), std::vector<float>(first, first + cells),
+      {},           finder.getLandMarks()};
+  for (const auto& peaks : finder.getPeaks()) {
+    analysis.peaks.insert(analysis.peaks.end(), peaks.begin(), peaks.end());
+  }
+  return analysis;
+}
 
 std::vector<unsigned char> drawSpectrogram(const SpectrogramAnalysis& analysis,
                                            const std::string& title) {

@@ -1,11 +1,28 @@
 #pragma once
 
+#include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
-#include "tool/spectrogram_analysis.h"
+#include "feature/land_mark.h"
+#include "feature/local_max_detection.h"
+#include "tool/recording.h"
 
 namespace audiomatch {
+
+/// What the engine sees of a stretch of a recording in one pass.
+struct SpectrogramAnalysis {
+  double from;                ///< second of the recording at which frame 0 starts
+  std::uint32_t frames;       ///< 32 ms each
+  std::uint32_t bins;         ///< 15.625 Hz each
+  std::vector<float> values;  ///< natural logarithms of magnitudes, frame by frame
+  std::vector<audio::LocalMaxRecorder> peaks;
+  std::vector<audio::LandMark> landmarks;
+};
+
+/// Analyses a stretch on its own. Throws FileError, also for silence.
+SpectrogramAnalysis analyseStretch(const std::filesystem::path& path, const Stretch& stretch);
 
 /// Draws a spectrogram with its peaks and landmarks, axes and a title (UTF-8).
 /// Returns the bytes of a PNG; throws std::runtime_error.

@@ -1,5 +1,3 @@
-#include "tool/stream_command.h"
-
 #include <fmt/core.h>
 
 #include <csignal>
@@ -9,9 +7,9 @@
 #include "base/analysis_grid.h"
 #include "stream/stream_attribute_extractor.h"
 #include "stream/stream_grid.h"
+#include "tool/commands.h"
 #include "tool/errors.h"
 #include "tool/interrupt.h"
-#include "tool/line_output.h"
 #include "tool/packet_source.h"
 #include "tool/recording.h"
 #include "tool/text.h"

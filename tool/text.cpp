@@ -1,8 +1,14 @@
 #include "tool/text.h"
 
 #include <fmt/core.h>
+#include <poll.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "tool/errors.h"
 
 namespace audiomatch {
 namespace {
@@ -26,6 +32,21 @@ std::size_t characterCount(std::string_view text) noexcept {
   // Every byte but those that continue a character.
   return static_cast<std::size_t>(std::ranges::count_if(
       text, [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; }));
+}
+
+bool writeLine(std::string_view line, const InterruptGuard& guard) {
+  while (!line.empty()) {
+    if (!guard.wait(STDOUT_FILENO, POLLOUT)) return false;
+    const ssize_t written = write(STDOUT_FILENO, line.data(), line.size());
+    if (written >= 0) {
+      line.remove_prefix(static_cast<std::size_t>(written));
+    } else if (errno == EPIPE) {
+      return false;
+    } else if (errno != EINTR && errno != EAGAIN) {
+      throw FileError("standard output", std::strerror(errno));
+    }
+  }
+  return true;
 }
 
 }  // namespace audiomatch

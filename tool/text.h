@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "tool/interrupt.h"
+
 namespace audiomatch {
 
 /// One object as one line of JSON, line end included. Text that isn't UTF-8,
@@ -19,5 +21,10 @@ std::string validUtf8(const std::string& text);
 
 /// Characters of a UTF-8 text.
 std::size_t characterCount(std::string_view text) noexcept;
+
+/// Writes a line to standard output at once, past any buffer. False when the
+/// reader has gone (SIGPIPE being ignored) or a signal came first; throws
+/// FileError when it can't be written for another reason.
+bool writeLine(std::string_view line, const InterruptGuard& guard);
 
 }  // namespace audiomatch

@@ -1,13 +1,12 @@
 // Float samples as a recorder would have delivered them.
 
-#include "tool/pcm_conversion.h"
+#include "tool/audio_reader.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
 #include "tests/tool/tool_files.h"
-#include "tool/audio_reader.h"
 
 namespace {
 

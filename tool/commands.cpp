@@ -1,4 +1,4 @@
-#include "tool/common_options.h"
+#include "tool/commands.h"
 
 #include "base/logger.h"
 

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+#include "tool/errors.h"
+
+namespace audiomatch {
+
+/// What the command line asks for: set by the parser, run after it.
+using Action = std::function<ExitCode()>;
+
+/// Adds `index`, which makes a database of sound files, to the command line.
+void addIndexCommand(CLI::App& app, Action& action);
+
+/// Adds `match`, which names recordings by a database.
+void addMatchCommand(CLI::App& app, Action& action);
+
+/// Adds `features`, which lists or draws a recording's fingerprint.
+void addFeaturesCommand(CLI::App& app, Action& action);
+
+/// Adds `stream`, which turns a stream into attributes.
+void addStreamCommand(CLI::App& app, Action& action);
+
+/// Options that every command has.
+struct CommonOptions {
+  bool json = false;
+  bool verbose = false;
+};
+
+/// Adds --json, with its help text, and --verbose to a command.
+void addCommonOptions(CLI::App& command, CommonOptions& options, const char* jsonHelp);
+
+/// Switches the engine's messages on or off.
+void applyCommonOptions(const CommonOptions& options) noexcept;
+
+/// Takes numbers of a range and leaves the help text as it is.
+template <typename Number>
+CLI::Validator between(Number least, Number most) {
+  return CLI::Range(least, most).description("");
+}
+
+}  // namespace audiomatch
