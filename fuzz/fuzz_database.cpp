@@ -12,8 +12,8 @@
 #include "fuzz/fuzz_input.h"
 #include "fuzz/known_recording.h"
 #include "fuzz/memory_file.h"
-#include "match/database/audio_database.h"
 #include "match/audio_matcher.h"
+#include "match/database/audio_database.h"
 #include "match/scoring/match_ranking.h"
 
 namespace {

@@ -28,10 +28,8 @@ namespace {
 
 // What a few bytes decode to has no bounds in some formats.
 constexpr std::size_t kMostSamples = std::size_t{1} << 20;
-constexpr std::uint64_t kMostPromised = std::uint64_t{1} << 24;
 
-/// Reads up to the bounds, in uneven blocks. Returns whether that was all, and
-/// no more promised than may be reserved.
+/// Reads up to the bounds, in uneven blocks. Returns whether that was all.
 bool readThrough(const std::string& path) {
   audiomatch::AudioReader reader(path);
   const std::size_t channels = reader.channels();
@@ -44,7 +42,7 @@ bool readThrough(const std::string& path) {
     FUZZ_REQUIRE(reader.position() == samples.size() / channels);
     if (came < wanted) {
       FUZZ_REQUIRE(reader.skip(1) == 0);
-      return reader.promisedFrames() <= kMostPromised / channels;
+      return true;
     }
   }
   return false;

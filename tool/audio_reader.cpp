@@ -19,6 +19,7 @@ namespace audiomatch {
 namespace {
 
 constexpr std::size_t kBlockFrames = 8192;
+constexpr std::uint64_t kMostReservedSamples = std::uint64_t{1} << 22;
 
 /// True for formats whose decoder works in floats; the others hold integers.
 bool decodesToFloat(int format) noexcept {
@@ -73,6 +74,12 @@ AudioReader::AudioReader(const std::filesystem::path& path) : path_(path) {
 
 std::uint64_t AudioReader::promisedFrames() const noexcept {
   return static_cast<std::uint64_t>(std::max<sf_count_t>(info_.frames, 0));
+}
+
+std::size_t AudioReader::roomFor(std::uint64_t frames) const noexcept {
+  const std::uint64_t left = promisedFrames() - std::min(promisedFrames(), position_);
+  return static_cast<std::size_t>(
+      std::min(std::min(frames, left), kMostReservedSamples / channels()) * channels());
 }
 
 std::size_t AudioReader::read(std::vector<std::int16_t>& samples, std::size_t frames) {

@@ -23,6 +23,9 @@ class AudioReader {
   std::uint32_t channels() const noexcept { return static_cast<std::uint32_t>(info_.channels); }
   /// Frames that the file's header promises. There may be more or fewer.
   std::uint64_t promisedFrames() const noexcept;
+  /// Samples to make room for before up to `frames` more frames are read: those
+  /// promised, within bounds, as a damaged header promises anything.
+  std::size_t roomFor(std::uint64_t frames) const noexcept;
   /// Frames read and skipped so far.
   std::uint64_t position() const noexcept { return position_; }
 

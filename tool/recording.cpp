@@ -21,7 +21,7 @@ audio::AudioDataPtr readFrames(AudioReader& reader, const std::filesystem::path&
   const std::uint64_t most = kMostSamples / reader.channels();
   const std::uint64_t wanted = std::min(frames, most);
   std::vector<std::int16_t> samples;
-  samples.reserve(std::min(reader.promisedFrames(), wanted) * reader.channels());
+  samples.reserve(reader.roomFor(wanted));
   const std::size_t came = reader.read(samples, wanted);
   if (came == 0) throw FileError(path, "holds no sound");
   if (came == most && frames > most && reader.skip(1) > 0) {

@@ -44,9 +44,7 @@ audio::AudioDataPtr PartReader::next() {
 void PartReader::fill() {
   const std::uint64_t held = samples_.size() / reader_.channels();
   const std::uint64_t length = partLength(reader_.sampleRate());
-  const std::uint64_t promised = std::max(reader_.promisedFrames(), reader_.position());
-  const std::uint64_t expected = std::min(length, held + promised - reader_.position());
-  samples_.reserve(expected * reader_.channels());
+  samples_.reserve(samples_.size() + reader_.roomFor(length - held));
   reader_.read(samples_, length - held);
 }
 

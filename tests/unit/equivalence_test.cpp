@@ -56,6 +56,17 @@ TEST(Equivalence, SilenceConstantsAndFullScale) {
   expectSameFeatures(false, recordings);
 }
 
+TEST(Equivalence, MonoMixesAreTheSameBits) {
+  for (const std::uint32_t channels : {1u, 2u, 3u, 5u, 7u}) {
+    plain::Log log;
+    const Recording recording(channels, channels, 5000, 8000);
+    const plain::Audio reference = plain::mixToMono(recording.reference(log));
+    const audio::AudioDataPtr mono = audio::monoMix(*recording.engine());
+    ASSERT_EQ(std::memcmp(mono->channelData(0), reference.rows[0].data(), 5000 * sizeof(float)), 0)
+        << channels << " channels";
+  }
+}
+
 TEST(Equivalence, SpectrogramsAndPeaksAreTheSameBits) {
   for (const std::uint32_t rate : {8000u, 44100u, 16000u}) {
     LogCapture capture;

@@ -175,11 +175,13 @@ TEST(Ranking, ScoresAsTheRuleDoesDrawForDraw) {
     srand48(round);
     const bool matched = reference.matchByFeaturesAndAttributes(
         asPlain<plain::Feature>(features), asPlain<plain::Attribute>(attributes), &expected);
+    const long next = lrand48();
     srand48(round);
     ASSERT_EQ(matcher.matchAudioByFeaturesAndAttributes(features, attributes, &discrimination),
               matched);
     ASSERT_EQ(matcher.bestMatchIndex(), reference.best_match_index);
     ASSERT_EQ(discrimination, expected);
+    ASSERT_EQ(lrand48(), next) << "another number of draws";
     ASSERT_EQ(capture.messages(), log);
   }
 }

@@ -1,4 +1,4 @@
-// Float samples as a recorder would have delivered them.
+// Files as a recorder would have delivered them, and files that lie.
 
 #include "tool/audio_reader.h"
 
@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "tests/tool/tool_files.h"
+#include "tool/recording.h"
 
 namespace {
 
@@ -30,6 +31,30 @@ TEST(PcmConversion, RoundsAndCutsAsARecorderDoes) {
     EXPECT_EQ(audiomatch::AudioReader(folder / name).read(samples, 100), floats.size());
     EXPECT_EQ(samples, expected) << name;
   }
+}
+
+TEST(AudioReader, MakesNoRoomForWhatAHeaderOnlyPromises) {
+  const testing_support::TemporaryFolder folder;
+  const std::filesystem::path path = folder / "lying.flac";
+  SF_INFO info{0, 8000, 1, SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 0, 0};
+  SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
+  std::vector<std::int16_t> noise(4000);
+  for (std::size_t i = 0; i < noise.size(); ++i) {
+    noise[i] = static_cast<std::int16_t>(i * 7919 % 20011);
+  }
+  sf_write_short(file, noise.data(), static_cast<sf_count_t>(noise.size()));
+  sf_close(file);
+  EXPECT_EQ(audiomatch::AudioReader(path).roomFor(10000), 4000u);
+  // 36 bits behind the sample rate count the file's samples: all of them set.
+  std::string bytes = testing_support::contents(path);
+  bytes[21] = static_cast<char>(bytes[21] | 0x0F);
+  bytes.replace(22, 4, "\xFF\xFF\xFF\xFF");
+  std::ofstream(path, std::ios::binary) << bytes;
+  audiomatch::AudioReader lying(path);
+  EXPECT_GT(lying.promisedFrames(), std::uint64_t{1} << 35);
+  EXPECT_EQ(lying.roomFor(UINT64_MAX), std::size_t{1} << 22);
+  EXPECT_EQ(lying.roomFor(100), 100u);
+  EXPECT_EQ(audiomatch::readRecording(path)->dataLen(), 4000u);
 }
 
 }  // namespace
