@@ -9,6 +9,7 @@
 #include <limits>
 #include <memory>
 
+#include "benchmarks.h"
 #include "match/database/audio_database.h"
 #include "match/database/look_up_table.h"
 #include "match/scoring/match_ranking.h"
@@ -119,14 +120,10 @@ void queries(benchmark::State& state) {
   state.counters["hits"] = static_cast<double>(hits.size());
 }
 
-BENCHMARK(loadAgainstKeeping)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(15);
-BENCHMARK(loadAgainstPassing)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(15);
-BENCHMARK(queries)
-    ->ArgName("queries")
-    ->Arg(32)
-    ->Arg(1)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond)
-    ->Iterations(320);
-
 }  // namespace
+
+void bench::addDatabase() {
+  addPaired("loadAgainstKeeping", loadAgainstKeeping, 15);
+  addPaired("loadAgainstPassing", loadAgainstPassing, 15);
+  addPaired("queries", queries, 320)->ArgName("queries")->Arg(32)->Arg(1);
+}

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "benchmarks.h"
 #include "feature/feature_extractor.h"
 #include "paired_run.h"
 #include "synthetic_audio.h"
@@ -72,12 +73,13 @@ void extraction44kStereo(benchmark::State& state) {
     bareTransforms(samples);
   };
   bench::pairedRun(
-      state, 2.2, [&] { extract(extractor, *audio); }, baseline);
-  state.counters["limit"] = 1.15;
+      state, 1.15, [&] { extract(extractor, *audio); }, baseline);
   resample_close(resampler);
 }
 
-BENCHMARK(extraction8kMono)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(30);
-BENCHMARK(extraction44kStereo)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(7);
-
 }  // namespace
+
+void bench::addExtraction() {
+  addPaired("extraction8kMono", extraction8kMono, 30);
+  addPaired("extraction44kStereo", extraction44kStereo, 7);
+}

@@ -9,15 +9,29 @@
 
 namespace bench {
 
-/// Set when a ratio went above its limit: the program's exit code says so.
-inline bool& limitExceeded() {
-  static bool exceeded = false;
-  return exceeded;
+/// How the benchmarks run, and what came of it.
+struct Session {
+  bool brief = false;           ///< once each, and no limit is enforced
+  bool limit_exceeded = false;  ///< some ratio went above its limit
+};
+inline Session& session() {
+  static Session only;
+  return only;
+}
+
+/// Registers a benchmark that times pairs, `pairs` of them.
+template <typename Benchmark>
+benchmark::internal::Benchmark* addPaired(const char* name, Benchmark run, int pairs) {
+  return benchmark::RegisterBenchmark(name, run)
+      ->UseManualTime()
+      ->Unit(benchmark::kMillisecond)
+      ->Iterations(session().brief ? 1 : pairs);
 }
 
 /// Times `work` and `baseline` in turn, so that a machine whose speed drifts
 /// slows both, and reports the median of the ratios pair by pair next to the
-/// median times. A ratio above `limit` is an error of the benchmark.
+/// median times. The limit that is printed is the one that is enforced: a ratio
+/// above it is an error of the benchmark, except in a brief session.
 template <typename Work, typename Baseline>
 void pairedRun(benchmark::State& state, double limit, Work work, Baseline baseline) {
   const auto seconds = [](auto& job) {
@@ -46,8 +60,8 @@ void pairedRun(benchmark::State& state, double limit, Work work, Baseline baseli
   if (std::isfinite(limit)) state.counters["limit"] = limit;
   state.counters["work_ms"] = 1e3 * median(works);
   state.counters["base_ms"] = 1e3 * median(baselines);
-  if (ratio > limit) {
-    limitExceeded() = true;
+  if (ratio > limit && !session().brief) {
+    session().limit_exceeded = true;
     state.SkipWithError("the ratio is above its limit");
   }
 }
