@@ -60,6 +60,7 @@ bool AudioLandMarkFinderBase::resampleSegment(const float*& data, std::uint32_t 
                                               std::uint32_t& count) {
   if (!resampler) {
     logMessage("resampler is null.");
+    outcome_ = ExtractionOutcome::kNotReady;
     return false;
   }
   if (!isSupportedRate(sampleRate)) outcome_ = ExtractionOutcome::kUnsupportedRate;

@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <stdexcept>
 
 namespace testing_support {
@@ -14,6 +16,15 @@ const std::string kHead = "I/native-log: ";
 std::string withoutTime(const std::string& message) {
   const std::string before = "cvt spectrogram mag to db cost ";
   return message.rfind(before, 0) == 0 ? before + "T seconds." : message;
+}
+
+/// Leaves a note of messages that a test looks at, for the test that no message
+/// goes unseen.
+void noteSeen(const std::vector<std::string>& messages) {
+  const std::filesystem::path folder = SEEN_MESSAGES;
+  std::filesystem::create_directories(folder);
+  std::ofstream file(folder / std::to_string(getpid()), std::ios::binary | std::ios::app);
+  for (const std::string& message : messages) file << message << '\0';
 }
 
 }  // namespace
@@ -52,6 +63,7 @@ std::vector<std::string> LogCapture::messages() const {
     messages.push_back(withoutTime(all.substr(begin, end - begin)));
     at = next == std::string::npos ? next : next + 1;
   }
+  noteSeen(messages);
   return messages;
 }
 

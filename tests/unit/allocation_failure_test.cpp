@@ -7,12 +7,14 @@
 #include <cstdlib>
 #include <functional>
 #include <new>
+#include <set>
 
 #include "base/logger.h"
 #include "dsp/resampler.h"
 #include "match/audio_matcher.h"
 #include "stream/stream_attribute_extractor.h"
 #include "support/database_bytes.h"
+#include "support/log_capture.h"
 #include "support/test_audio.h"
 
 namespace {
@@ -49,7 +51,8 @@ void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); 
 void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 
-// The linker sends the engine's C allocations here.
+// The linker sends the engine's C allocations here, and what kissfft allocates
+// in a library of its own.
 extern "C" void* __real_calloc(std::size_t count, std::size_t size);
 extern "C" void* __real_realloc(void* memory, std::size_t size);
 extern "C" void* __wrap_malloc(std::size_t size) { return fails() ? nullptr : __real_malloc(size); }
@@ -58,6 +61,11 @@ extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
 }
 extern "C" void* __wrap_realloc(void* memory, std::size_t size) {
   return fails() ? nullptr : __real_realloc(memory, size);
+}
+
+extern "C" void* __real_kiss_fft_alloc(int size, int inverse, void* memory, std::size_t* length);
+extern "C" void* __wrap_kiss_fft_alloc(int size, int inverse, void* memory, std::size_t* length) {
+  return fails() ? nullptr : __real_kiss_fft_alloc(size, inverse, memory, length);
 }
 
 namespace {
@@ -90,6 +98,29 @@ class AllocationFailure : public testing::Test {
   void SetUp() override { audio::gLogger.setEnabled(false); }
   void TearDown() override { audio::gLogger.setEnabled(true); }
 
+  /// Runs the job as failEach does, with messages on, and expects each of
+  /// `texts` among them.
+  static void expectMessages(const std::vector<std::string>& texts,
+                             const std::function<bool()>& job) {
+    audio::gLogger.setEnabled(true);
+    LogCapture capture;
+    EXPECT_GT(failEach(job), 10);
+    audio::gLogger.setEnabled(false);
+    const std::vector<std::string> all = capture.messages();
+    const std::set<std::string> heard(all.begin(), all.end());
+    for (const std::string& text : texts) EXPECT_TRUE(heard.contains(text)) << text;
+  }
+
+  /// A database of what the recording has in one pass.
+  std::vector<std::uint8_t> database() const {
+    audio::FeatureExtractor extractor;
+    EXPECT_TRUE(extractor.init(true) && extractor.loadAudio(recording_.engine().get()) &&
+                extractor.extractFeatures());
+    std::map<std::uint32_t, std::vector<std::uint64_t>> buckets;
+    for (const auto& f : extractor.getFeatures()) buckets[f.hashKey].push_back(f.startTime);
+    return databaseBytes({"the one"}, buckets);
+  }
+
   Recording recording_{1, 2, 8000, 16000};
 };
 
@@ -106,23 +137,56 @@ TEST_F(AllocationFailure, KeepsTheResamplingLibraryOutOfIt) {
 
 TEST_F(AllocationFailure, WhileMatching) {
   const audio::AudioDataPtr audio = recording_.engine();
-  audio::FeatureExtractor extractor;
-  ASSERT_TRUE(extractor.init(true) && extractor.loadAudio(audio.get()) &&
-              extractor.extractFeatures());
-  std::map<std::uint32_t, std::vector<std::uint64_t>> buckets;
-  for (const auto& f : extractor.getFeatures()) buckets[f.hashKey].push_back(f.startTime);
-  const TemporaryFile file(databaseBytes({"the one"}, buckets));
+  const TemporaryFile file(database());
   // A new matcher each time, then one that has seen every failure.
-  EXPECT_GT(failEach([&] {
-              audio::AudioMatcher matcher;
-              return matcher.init(file.path()) && matcher.matchAudio(audio.get()) &&
-                     matcher.bestMatchName() == "the one";
-            }),
-            20);
+  expectMessages(
+      {"alloc database failed.", "init look up table failed.", "alloc feature extractor failed.",
+       "alloc land mark finder failed.", "alloc resampler failed.", "init resampler failed.",
+       "alloc spectrogram failed.", "init spectrogram generator failed.",
+       "feature extractor init failed.", "create audio data failed.", "prepare audio data failed.",
+       "gen hamming window error.", "kiss fft instance alloc failed.", "init spectrogram failed.",
+       "spectrogram run failed", "alloc spectrogram mag failed.", "set resampler failed."},
+      [&] {
+        audio::AudioMatcher matcher;
+        return matcher.init(file.path()) && matcher.matchAudio(audio.get()) &&
+               matcher.bestMatchName() == "the one";
+      });
   audio::AudioMatcher matcher;
   ASSERT_TRUE(matcher.init(file.path()));
-  EXPECT_GT(failEach([&] { return matcher.matchAudio(audio.get()); }), 20);
+  EXPECT_GT(failEach([&] {
+              const bool matched = matcher.matchAudio(audio.get());
+              const auto outcome = matcher.outcome();
+              EXPECT_EQ(outcome, matched ? audio::MatchOutcome::kMatched
+                                         : audio::MatchOutcome::kOutOfMemory);
+              return matched;
+            }),
+            20);
   EXPECT_EQ(matcher.bestMatchName(), "the one");
+}
+
+TEST_F(AllocationFailure, LeavesAnOutcomeBehind) {
+  const audio::AudioDataPtr audio = recording_.engine();
+  const TemporaryFile file(database());
+  for (long n = 1;; ++n) {
+    audio::AudioMatcher matcher;
+    failing = n;
+    bool done = false;
+    try {
+      done = matcher.init(file.path()) && matcher.matchAudio(audio.get());
+    } catch (const std::bad_alloc&) {
+    }
+    const bool reached = failing == 0;
+    failing = 0;
+    if (!reached) break;
+    // A block of the file's size that can't be had is made smaller.
+    if (done) continue;
+    const bool loaded = matcher.databaseState() == audio::DatabaseState::kWhole;
+    ASSERT_TRUE(loaded || matcher.databaseState() == audio::DatabaseState::kOutOfMemory) << n;
+    // Without an extractor nothing was matched.
+    ASSERT_TRUE(matcher.outcome() == audio::MatchOutcome::kOutOfMemory ||
+                matcher.outcome() == audio::MatchOutcome::kNone)
+        << n;
+  }
 }
 
 using Attributes = std::vector<audio::AudioAttribute>;
@@ -153,6 +217,18 @@ std::vector<Attributes> stream(const audio::AudioData& packet, long n, bool& rea
   }
   reached = n > 0 && left == 0;
   return all;
+}
+
+TEST_F(AllocationFailure, IsTold) {
+  const audio::AudioDataPtr packet = Recording(1, 1, 8000, 8000).engine();
+  expectMessages({"copy audio data failed.", "feature extractor load audio failed."}, [&] {
+    audio::StreamAttributeExtractor extractor;
+    if (!extractor.init(1, 1, 2, 8000, 1, 8000)) return false;
+    for (int i = 0; i < 7; ++i) {
+      if (!extractor.update(packet.get())) return false;
+    }
+    return true;
+  });
 }
 
 TEST_F(AllocationFailure, WhileStreaming) {

@@ -227,6 +227,39 @@ TEST(Extractor, TellsWhatCameOfARecording) {
   audio::gLogger.setEnabled(true);
 }
 
+/// A finder that can be taken apart.
+class FinderInPieces : public audio::AudioLandMarkFinder2D {
+ public:
+  bool extractPeaks() override { return peaks_work && AudioLandMarkFinder2D::extractPeaks(); }
+  void loseResampler() { resampler.reset(); }
+  bool peaks_work = true;
+};
+
+TEST(Finder, SaysWhichPieceIsMissing) {
+  const audio::AudioDataPtr good = Recording(3, 1, 22050, 11025).engine();
+  const audio::AudioDataPtr empty(audio::AudioData::createEmpty());
+  FinderInPieces finder;
+  LogCapture capture;
+  EXPECT_FALSE(finder.setAudio(nullptr));
+  EXPECT_FALSE(finder.genSpectrogram(good->channelData(0), 11025, 22050));
+  ASSERT_TRUE(finder.init(true) && finder.setAudio(good.get()));
+  finder.peaks_work = false;
+  EXPECT_FALSE(finder.findLandMarks());
+  finder.loseResampler();
+  EXPECT_FALSE(finder.genSpectrogram(good->channelData(0), 11025, 22050));
+  EXPECT_EQ(finder.outcome(), audio::ExtractionOutcome::kNotReady);
+  Messages messages = capture.messages();
+  std::erase_if(messages, [](const std::string& m) { return m.rfind("cvt spectrogram", 0) == 0; });
+  EXPECT_EQ(messages, (Messages{"input audio data is null.", "sepctrogram_generator is null.",
+                                "extract peaks error.", "resampler is null."}));
+  // An empty recording ends before its first pass, which is no failure.
+  FinderInPieces whole;
+  ASSERT_TRUE(whole.init(false) && whole.setAudio(empty.get()));
+  EXPECT_TRUE(whole.findLandMarks());
+  EXPECT_TRUE(whole.getLandMarks().empty());
+  EXPECT_EQ(capture.messages().back(), "warning : start time > audio duration.");
+}
+
 TEST(Extractor, MultiPassSortsAndUnites) {
   const audio::AudioDataPtr audio = recording(40000);
   audio::FeatureExtractor extractor;

@@ -195,20 +195,26 @@ TEST(Attributes, AreWalkedInFeatureOrder) {
 }
 
 TEST(Matcher, FailsWithItsMessagesAndStaysUsable) {
+  const Recording recording(1, 1, 9000, 8000);
+  const TemporaryFile nothing(databaseBytes({"nothing"}, {}));
   LogCapture capture;
   audio::AudioMatcher matcher;
   EXPECT_FALSE(matcher.extractFeatures());
   EXPECT_FALSE(matcher.loadAudio(nullptr));
+  EXPECT_FALSE(matcher.loadAudio(recording.engine().get()));
   EXPECT_FALSE(matcher.matchAudioByFeaturesAndAttributes({}, {{0, 0}}, nullptr));
   EXPECT_FALSE(matcher.matchAudioByFeaturesAndAttributes({{0, 0}}, {}, nullptr));
   EXPECT_EQ(matcher.bestMatchIndex(), -1);
   // Nothing but placeholders: they agree, and are no match.
   EXPECT_FALSE(matcher.matchAudioByFeaturesAndAttributes({{0, 1}}, {{0, 2}, {0, 2}}, nullptr));
   EXPECT_TRUE(matcher.init(nullptr));
-  const Recording recording(1, 1, 9000, 8000);
   EXPECT_FALSE(matcher.matchAudio(recording.engine().get()));
   const Messages expected = {"audio data have not loaded.",
                              "input a NULL audio data.",
+                             "audio channels = 1.",
+                             "audio sample rate = 8000.",
+                             "audio data len = 9000.",
+                             "feature extractor is NULL.",
                              "audio features is empty.",
                              "audio attributes is empty.",
                              "most matched feature num is 2.",
@@ -224,6 +230,11 @@ TEST(Matcher, FailsWithItsMessagesAndStaysUsable) {
   EXPECT_TRUE(matcher.loadAudio(recording.engine().get()) && matcher.extractFeatures());
   EXPECT_FALSE(matcher.getFeatures().empty());
   EXPECT_EQ(matcher.discriminationLevel(), 2);
+  ASSERT_TRUE(matcher.init(nothing.path()));
+  EXPECT_FALSE(matcher.matchAudio(recording.engine().get()));
+  const Messages messages = capture.messages();
+  EXPECT_EQ(Messages(messages.end() - 2, messages.end()),
+            (Messages{"hit results is empty.", "extract all hits from database failed."}));
 }
 
 TEST(Matcher, TellsHowAMatchEnded) {

@@ -9,6 +9,7 @@ package com.vexa.norvu.kestr.audiomatch;
  */
 public final class AudioAttribute {
     /** Bits of {@link #hashValue} that hold the time code. */
+    static final int TIME_BITS = 14;
     static final long TIME_MASK = 0x3FFF;
 
     /**
@@ -33,7 +34,7 @@ public final class AudioAttribute {
 
     /** The id of the stream on which the hash was heard, 0 to 4,294,967,295. */
     public long streamId() {
-        return hashValue >>> 14 & 0xFFFFFFFFL;
+        return hashValue >>> TIME_BITS & 0xFFFFFFFFL;
     }
 
     /**

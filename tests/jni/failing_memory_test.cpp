@@ -1,0 +1,150 @@
+// The n-th `new` of the library fails, then the n+1-th, until the native
+// passes: it gives its failure value, says so, breaks no rule of JNI, and the
+// same object does the job afterwards.
+
+#include <dlfcn.h>
+
+#include <cstdlib>
+#include <new>
+#include <set>
+
+#include "jni/exports.h"
+#include "jni/native_test.h"
+#include "support/database_bytes.h"
+#include "support/test_audio.h"
+
+namespace {
+
+thread_local long failing = 0;  // counts down to the failing allocation; 0 = none
+
+/// True for code of the library, whose own allocations are the ones to fail.
+bool inLibrary(void* code) {
+  Dl_info library;
+  Dl_info place;
+  return dladdr(reinterpret_cast<void*>(&matcher::init), &library) != 0 &&
+         dladdr(code, &place) != 0 && place.dli_fbase == library.dli_fbase;
+}
+
+void* allocate(std::size_t size, void* caller) noexcept {
+  if (failing > 0 && inLibrary(caller) && --failing == 0) return nullptr;
+  return std::malloc(size > 0 ? size : 1);
+}
+
+void* allocateOrThrow(std::size_t size, void* caller) {
+  if (void* memory = allocate(size, caller)) return memory;
+  throw std::bad_alloc();
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return allocateOrThrow(size, __builtin_return_address(0)); }
+void* operator new[](std::size_t size) {
+  return allocateOrThrow(size, __builtin_return_address(0));
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return allocate(size, __builtin_return_address(0));
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+  return allocate(size, __builtin_return_address(0));
+}
+// The compiler sees malloc through the inlined operator new and takes free for
+// a mismatch.
+#ifndef __clang__
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+#endif
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+
+namespace {
+
+using namespace testing_support;
+
+constexpr jlong kRate = 8000;
+constexpr jlong kFrames = 5000;
+
+class FailingMemory : public NativeTest {
+ protected:
+  /// Lets every allocation of `native` fail once. Each failure gives
+  /// `failure`, and among the messages are `texts`.
+  template <typename Native, typename Value>
+  void failEach(const Native& native, const Value& failure, const Messages& texts) {
+    std::set<std::string> heard;
+    const auto success = call(native);
+    EXPECT_NE(success, failure);
+    for (long n = 1;; ++n) {
+      failing = n;
+      const auto result = call(native);
+      const bool reached = failing == 0;
+      failing = 0;
+      heard.insert(messages_.begin(), messages_.end());
+      if (!reached) break;
+      if (result == success) continue;  // a smaller block did as well
+      ASSERT_EQ(result, failure) << "allocation " << n;
+      ASSERT_EQ(call(native), success) << "after allocation " << n;
+    }
+    for (const std::string& text : texts) EXPECT_TRUE(heard.contains(text)) << text;
+  }
+
+  const std::vector<jshort> music_ = music(3, 1, kFrames, kRate);
+  const jshortArray samples_ = jvm_.array(music_);
+};
+
+TEST_F(FailingMemory, WhileFingerprinting) {
+  const jbyteArray bytes = jvm_.array(asBytes(music_));
+  failEach([&] { return feature_extractor::extract(env(), nullptr, bytes, 1, 2 * kFrames, kRate); },
+           std::nullopt,
+           {"init feature extractor failed.", "load audio data failed.", "out of memory."});
+}
+
+TEST_F(FailingMemory, WhileOpeningAndMatching) {
+  const Objects features = *call([&] {
+    return feature_extractor::extract(env(), nullptr, jvm_.array(asBytes(music_)), 1, 2 * kFrames,
+                                      kRate);
+  });
+  std::map<std::uint32_t, std::vector<std::uint64_t>> buckets;
+  for (const auto& feature : features) {
+    buckets[static_cast<std::uint32_t>(feature->second)].push_back(
+        static_cast<std::uint64_t>(feature->first));
+  }
+  const TemporaryFile file(databaseBytes({"this one"}, buckets));
+  const jstring path = jvm_.string(file.path());
+  const auto open = [&]() -> jlong {
+    const jlong handle = matcher::init(env(), nullptr, path);
+    if (handle == 0) return 0;
+    matcher::release(env(), nullptr, handle);
+    return 1;
+  };
+  failEach(open, jlong{0}, {"alloc matcher failed.", "alloc database failed.", "out of memory."});
+
+  const jlong handle = matcher::init(env(), nullptr, path);
+  const jintArray level = jvm_.array<jint>({7});
+  failEach(
+      [&] { return matcher::match(env(), nullptr, handle, samples_, 1, kFrames, kRate, level); },
+      std::optional<std::string>(""), {"out of memory.", "prepare audio data failed."});
+  matcher::release(env(), nullptr, handle);
+}
+
+TEST_F(FailingMemory, WhileServing) {
+  const jobjectArray features = jvm_.objects("AudioFeature", {Fields{1, 7}, Fields{2, 9}});
+  const jobjectArray attributes =
+      jvm_.objects("AudioAttribute", {Fields{3 << 14 | 5, 7}, Fields{3 << 14 | 6, 9}});
+  failEach([&] { return match_server::match(env(), nullptr, features, attributes, nullptr); },
+           jlong{-1}, {"out of memory."});
+}
+
+TEST_F(FailingMemory, WhileAStreamBegins) {
+  const auto begin = [&]() -> jlong {
+    const jlong handle = attribute_extractor::init(env(), nullptr, 1, 1, 2, kRate, 1, 1600);
+    if (handle == 0) return 0;
+    attribute_extractor::release(env(), nullptr, handle);
+    return 1;
+  };
+  failEach(begin, jlong{0},
+           {"init stream feature extractor failed.", "alloc feature extractor failed."});
+}
+
+}  // namespace

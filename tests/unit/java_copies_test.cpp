@@ -1,0 +1,38 @@
+// The Java classes can't include the engine's headers: the numbers that they
+// keep for themselves are held to the engine's here.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <string>
+
+#include "base/analysis_grid.h"
+#include "match/database/packed_entry.h"
+#include "stream/stream_grid.h"
+
+namespace {
+
+/// The value of a Java class's constant; fails when there is none.
+std::uint64_t constantOf(const std::string& java_class, const std::string& name) {
+  std::ifstream file(std::filesystem::path(JAVA_SOURCES) / (java_class + ".java"));
+  const std::string source{std::istreambuf_iterator<char>(file), {}};
+  std::smatch found;
+  const std::regex constant("static final (?:int|long) " + name + " = (0x[0-9A-F]+|[0-9]+)L?;");
+  EXPECT_TRUE(std::regex_search(source, found, constant)) << java_class << "." << name;
+  return found.empty() ? 0 : std::stoull(found[1], nullptr, 0);
+}
+
+TEST(JavaCopies, AreTheEnginesNumbers) {
+  EXPECT_EQ(constantOf("Arguments", "MIN_SAMPLE_RATE"), audio::kLowestRate);
+  EXPECT_EQ(constantOf("Arguments", "MAX_SAMPLE_RATE"), audio::kHighestRate);
+  EXPECT_EQ(constantOf("AudioAttributeExtractor", "BUFFER_SECONDS"), audio::kBufferSeconds);
+  EXPECT_EQ(constantOf("AudioAttribute", "TIME_MASK"), audio::kEntryTimeMask);
+  EXPECT_EQ(constantOf("AudioAttribute", "TIME_BITS"), audio::kEntryTimeBits);
+  // Two frames: fewer have no pair of peaks.
+  EXPECT_EQ(constantOf("Pcm", "MIN_MILLISECONDS"), 2 * audio::kFrameMs - audio::kOverlapMs);
+}
+
+}  // namespace
