@@ -8,7 +8,7 @@ package com.vexa.norvu.kestr.audiomatch;
  * that a collection holds.
  */
 public final class AudioAttribute {
-    /** Bits of {@link #hashValue} that hold the time code. */
+    /** How many low bits of {@link #hashValue} hold the time code, and their mask. */
     static final int TIME_BITS = 14;
     static final long TIME_MASK = 0x3FFF;
 
