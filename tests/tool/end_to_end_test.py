@@ -153,13 +153,20 @@ class ToolTest(unittest.TestCase):
         write_wav("other.wav", noise("other", 0.5))
         code, answers, messages = run_json("match", "db", "other.wav", "silence.wav")
         self.assertEqual(code, 1)
-        for answer, reason in zip(answers, ("no match", "no features")):
+        for answer, reason in zip(answers, ("no match", "no features: silent")):
             self.assertEqual([answer[key] for key in ("name", "level", "discrimination", "hits")],
                              ["", None, None, 0])
             self.assertIn(reason, answer["error"])
             self.assertIn(answer["error"], messages)
         self.assertEqual(run("match", "db", "other.wav", "missing.wav")[0], 3)
-        self.assertEqual(run("match", "other.wav", "other.wav")[0], 3)
+        # Not a database, a folder, no file, and one that ends early, which is said.
+        for bad, reason in (("other.wav", "not a database"), ("music", "can't be read"),
+                            ("missing", "No such file")):
+            code, output, messages = run("match", bad, "other.wav")
+            self.assertEqual((code, output), (3, ""))
+            self.assertRegex(messages, f"audiomatch: {bad}: .*{reason}")
+        pathlib.Path("cut").write_bytes(read("db")[:-1000])
+        self.assertIn("cut: isn't whole", run("match", "cut", "other.wav")[2])
 
     def test_wrong_usage(self):
         for line in ("", "index db", "match db", "index db music --jobs 0",
