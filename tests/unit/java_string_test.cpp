@@ -49,6 +49,11 @@ TEST(ModifiedUtf8, PathsGetTheirSupplementaryCharactersBack) {
             "a\xC0\x80"
             "b");
   EXPECT_EQ(fromModifiedUtf8("\xED"), "\xED");
+  // Three bytes that are no surrogate, and surrogates in the wrong order or number.
+  for (const std::string kept : {"\xE2\x82\xAC \xEF\xBF\xBD", "\xED\xBE\xB5\xED\xA0\xBC",
+                                 "\xED\xA0\xBC\xED\xA0\xBC", "\xED\xA0\xBC\xE2\x82\xAC"}) {
+    EXPECT_EQ(fromModifiedUtf8(kept), kept);
+  }
 }
 
 }  // namespace

@@ -297,6 +297,12 @@ TEST(Matcher, TellsHowAMatchEnded) {
   ASSERT_TRUE(matcher.init(empty.path()));
   EXPECT_FALSE(matcher.matchAudio(audio.get()));
   EXPECT_EQ(matcher.outcome(), MatchOutcome::kNoHits);
+  // An audio index from 2^31 on is negative, and no audio.
+  for (auto& [key, entries] : buckets) entries = {std::uint64_t{0x80000001} << 14};
+  const TemporaryFile beyond(databaseBytes({"one"}, buckets));
+  ASSERT_TRUE(matcher.init(beyond.path()));
+  EXPECT_FALSE(matcher.matchAudio(audio.get()));
+  EXPECT_EQ(matcher.outcome(), MatchOutcome::kNoAgreement);
   audio::gLogger.setEnabled(true);
 }
 
