@@ -81,7 +81,7 @@ std::string_view AudioDatabase::name(std::int32_t audioIndex) const noexcept {
 
 std::string AudioDatabase::audioName(std::int32_t audioIndex) const {
   if (audioIndex < 0) return {};
-  const std::string name(this->name(audioIndex));
+  std::string name(this->name(audioIndex));
   logMessage("\n###### Best Match is %s.\n", name.c_str());
   return name;
 }
