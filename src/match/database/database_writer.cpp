@@ -45,7 +45,7 @@ void DatabaseWriter::count(std::size_t number) {
   sink_.write(bytes.data(), bytes.size());
 }
 
-void DatabaseWriter::beginNames(std::size_t number) { count(number); }
+void DatabaseWriter::beginNames(std::size_t audioCount) { count(audioCount); }
 
 void DatabaseWriter::name(const std::string& name) {
   count(name.size());

@@ -19,8 +19,8 @@ class DatabaseWriter {
   /// @param sink  receives the bytes; outlives the writer
   explicit DatabaseWriter(ByteSink& sink) noexcept : sink_(sink) {}
 
-  /// Starts a database of `count` audios.
-  void beginNames(std::size_t count);
+  /// Starts a database of `audioCount` audios.
+  void beginNames(std::size_t audioCount);
   /// The name of the next audio index, without a zero byte.
   void name(const std::string& name);
   /// Ends the names; 2^20 buckets follow.
