@@ -160,7 +160,7 @@ ExitCode runIndex(const IndexOptions& options) {
 std::string checkEntries(const std::string& text) {
   if (text == "all") return {};
   return CLI::Range(1, 1'000'000'000)(text).empty() &&
-                 text.find_first_not_of("0123456789") == text.npos
+                 text.find_first_not_of("0123456789") == std::string::npos
              ? std::string()
              : "must be a whole number above 0, or all";
 }
