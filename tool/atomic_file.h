@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <vector>
 
-#include "match/database/byte_source.h"
+#include "match/database/database_writer.h"
 
 namespace audiomatch {
 

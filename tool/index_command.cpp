@@ -113,8 +113,7 @@ bool mayBecomeDatabase(const std::filesystem::path& path) {
   audio::FileSource file(path.c_str());
   // Whether it can be written is for others to find out.
   if (!file.isOpen() || file.remaining() == 0) return true;
-  std::vector<std::string> names;
-  return audio::readHeader(file, names);
+  return audio::readHeader(file, nullptr);
 }
 
 /// Throws FileError now rather than after an hour's work.

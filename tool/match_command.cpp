@@ -66,6 +66,7 @@ void explain(const audio::AudioMatcher& matcher, Answer& answer) {
   switch (matcher.outcome()) {
     case audio::MatchOutcome::kNoFeatures:
       answer.error = describe(matcher.extractionOutcome());
+      if (!isAnalysable(matcher.extractionOutcome())) answer.code = ExitCode::kFailure;
       return;
     case audio::MatchOutcome::kNoHits:
       answer.error = "no match: no feature of it is in the database";

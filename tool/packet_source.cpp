@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "match/database/database_format.h"
+#include "base/little_endian.h"
 #include "tool/errors.h"
 
 namespace audiomatch {

@@ -41,6 +41,13 @@ audio::AudioDataPtr toAudio(std::span<const std::int16_t> samples, std::uint32_t
   return recording;
 }
 
+bool isAnalysable(audio::ExtractionOutcome outcome) noexcept {
+  return outcome == audio::ExtractionOutcome::kFeatures ||
+         outcome == audio::ExtractionOutcome::kSilent ||
+         outcome == audio::ExtractionOutcome::kTooShort ||
+         outcome == audio::ExtractionOutcome::kNoLandMarks;
+}
+
 std::string describe(audio::ExtractionOutcome outcome) {
   switch (outcome) {
     case audio::ExtractionOutcome::kSilent:

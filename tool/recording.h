@@ -16,8 +16,11 @@ namespace audiomatch {
 audio::AudioDataPtr toAudio(std::span<const std::int16_t> samples, std::uint32_t channels,
                             std::uint32_t sampleRate);
 
-/// Why a recording has no features, for people. Throws std::bad_alloc when that
-/// is the reason.
+/// True when a recording was analysed, whether or not it has features.
+bool isAnalysable(audio::ExtractionOutcome outcome) noexcept;
+
+/// Why a recording has no features, for people. Throws std::bad_alloc for any
+/// outcome that isn't the recording's fault.
 std::string describe(audio::ExtractionOutcome outcome);
 
 /// A stretch of a recording, in seconds.

@@ -1,6 +1,7 @@
 #include "tool/reference_analysis.h"
 
 #include <new>
+#include <utility>
 
 #include "feature/audio_feature.h"
 #include "feature/feature_extractor.h"
@@ -9,18 +10,26 @@
 #include "tool/entry_selection.h"
 #include "tool/errors.h"
 #include "tool/interrupt.h"
+#include "tool/recording.h"
 #include "tool/recording_parts.h"
 
 namespace audiomatch {
 namespace {
 
-/// The features whose anchors belong to a part, each once; none of silence.
-std::vector<audio::AudioFeature> featuresOfPart(audio::AudioDataPtr part) {
+/// The features whose anchors belong to a part, each once. `outcome` is what
+/// came of the part; throws what describe() throws for any other than that it
+/// has features or none.
+std::vector<audio::AudioFeature> featuresOfPart(audio::AudioDataPtr part,
+                                                const std::filesystem::path& path,
+                                                audio::ExtractionOutcome& outcome) {
   audio::FeatureExtractor extractor;
   if (!extractor.init(true) || !extractor.loadAudio(part.get())) throw std::bad_alloc();
   // The extractor has its own copy.
   part.reset();
-  if (!extractor.extractFeatures()) return {};
+  const bool extracted = extractor.extractFeatures();
+  outcome = extractor.outcome();
+  if (!extracted && isAnalysable(outcome)) return {};
+  if (!extracted) throw FileError(path, describe(outcome));
   std::vector<audio::AudioFeature> features = extractor.getFeatures();
   std::erase_if(features, [](const audio::AudioFeature& feature) {
     return feature.startTime >= audio::kTimeSlots;
@@ -41,16 +50,16 @@ Reference analyseReference(const std::filesystem::path& path, std::size_t most_e
   AudioReader reader(path);
   PartReader parts(reader);
   Reference reference;
+  audio::ExtractionOutcome outcome = audio::ExtractionOutcome::kTooShort;
   while (audio::AudioDataPtr part = parts.next()) {
     checkInterrupt();
-    std::vector<audio::AudioFeature> entries = featuresOfPart(std::move(part));
+    std::vector<audio::AudioFeature> entries = featuresOfPart(std::move(part), path, outcome);
     reference.features += entries.size();
     selectEntries(entries, most_entries);
     reference.parts.push_back(std::move(entries));
   }
   reference.seconds = static_cast<double>(reader.position()) / reader.sampleRate();
-  if (reference.features == 0)
-    throw FileError(path, "no features: silent, or too short to have any");
+  if (reference.features == 0) throw FileError(path, describe(outcome));
   return reference;
 }
 

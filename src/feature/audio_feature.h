@@ -14,6 +14,7 @@ struct AudioFeature {
 };
 
 /// Orders features by hash key, then start time, and keeps one of each pair.
+/// Throws std::bad_alloc.
 void sortUnique(std::vector<AudioFeature>& features);
 
 }  // namespace audio

@@ -87,7 +87,7 @@ bool AudioLandMarkFinderBase::findLandMarks() {
     outcome_ = ExtractionOutcome::kNotReady;
     return false;
   }
-  // What an exception leaves behind.
+  // What an exception leaves behind, here and in a pass.
   outcome_ = ExtractionOutcome::kOutOfMemory;
   const std::span<const float> offsets(kPassOffsets.data(), single_pass ? 1 : kPassOffsets.size());
   for (const float offset : offsets) {
@@ -115,6 +115,7 @@ bool AudioLandMarkFinderBase::runPass(std::uint32_t start) {
     logMessage("gen sepctrogram failed.");
     return false;
   }
+  outcome_ = ExtractionOutcome::kOutOfMemory;
   if (!extractPeaks()) {
     logMessage("extract peaks error.");
     return false;

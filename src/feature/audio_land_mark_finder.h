@@ -27,6 +27,9 @@ std::uint64_t frameCount(std::uint64_t samples, std::uint32_t sampleRate) noexce
 /// 257 bins of 15.625 Hz; `extractPeaks` picks the peaks of every frame and
 /// pairs of them become landmarks, timed on the pass's own grid.
 ///
+/// Methods that aren't noexcept throw std::bad_alloc when memory for a list is
+/// short; the object stays usable.
+///
 /// `init` once, then for every recording `setAudio`, `findLandMarks`,
 /// `getLandMarks`. The resampler carries its state from pass to pass and from
 /// recording to recording (see Resampler). One thread at a time.
@@ -67,8 +70,8 @@ class AudioLandMarkFinderBase {
   const std::vector<LandMark>& getLandMarks() const noexcept { return landmarks; }
   bool isSinglePass() const noexcept { return single_pass; }
 
-  /// What came of the last `findLandMarks`; kFeatures when it succeeded,
-  /// whether or not there are landmarks.
+  /// What came of the last `findLandMarks` or `genSpectrogram`; kFeatures when
+  /// it succeeded, whether or not there are landmarks.
   ExtractionOutcome outcome() const noexcept { return outcome_; }
 
   /// Appends the landmarks of the current peaks and logs the list's length.

@@ -2,6 +2,8 @@
 
 #include <time.h>
 
+#include <climits>
+
 #include "base/analysis_grid.h"
 #include "base/logger.h"
 #include "feature/audio_land_mark_finder.h"
@@ -14,6 +16,15 @@ std::int64_t monotonicNanoseconds() noexcept {
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);
   return static_cast<std::int64_t>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
+}
+
+/// Why a segment can't be resampled, should it be so.
+ExtractionOutcome whyNotResampled(std::uint32_t count, std::uint32_t sampleRate) noexcept {
+  if (!isSupportedRate(sampleRate)) return ExtractionOutcome::kUnsupportedRate;
+  const std::uint64_t length = Resampler::outputLength(count, sampleRate, kAnalysisRate);
+  if (length == 0) return ExtractionOutcome::kTooShort;
+  const bool too_long = count > INT_MAX || length > INT_MAX;
+  return too_long ? ExtractionOutcome::kTooLong : ExtractionOutcome::kOutOfMemory;
 }
 
 }  // namespace
@@ -31,9 +42,9 @@ bool AudioLandMarkFinderBase::genSpectrogram(const float* data, std::uint32_t sa
     outcome_ = ExtractionOutcome::kNotReady;
     return false;
   }
+  if (sample_rate != kAnalysisRate && !resampleSegment(data, sampleRate, count)) return false;
   // For every way to fail that isn't told apart below.
   outcome_ = ExtractionOutcome::kOutOfMemory;
-  if (sample_rate != kAnalysisRate && !resampleSegment(data, sampleRate, count)) return false;
   SpectrogramGenerator& generator = *sepctrogram_generator;
   if (!generator.init(data, count, kAnalysisRate, kFrameMs, kOverlapMs)) {
     logMessage("init spectrogram failed.");
@@ -51,6 +62,7 @@ bool AudioLandMarkFinderBase::genSpectrogram(const float* data, std::uint32_t sa
   const std::int64_t elapsed = monotonicNanoseconds() - begin;
   logMessage("cvt spectrogram mag to db cost %f seconds.",
              static_cast<double>(elapsed) / 1'000'000'000);
+  outcome_ = ExtractionOutcome::kFeatures;
   return true;
 }
 
@@ -63,17 +75,13 @@ bool AudioLandMarkFinderBase::resampleSegment(const float*& data, std::uint32_t 
     outcome_ = ExtractionOutcome::kNotReady;
     return false;
   }
-  if (!isSupportedRate(sampleRate)) outcome_ = ExtractionOutcome::kUnsupportedRate;
+  outcome_ = whyNotResampled(count, sampleRate);
   if (!resampler->set(data, count, sampleRate, kAnalysisRate)) {
     logMessage("set resampler failed.");
-    if (isSupportedRate(sampleRate) && resampler->outputLen() == 0) {
-      outcome_ = ExtractionOutcome::kTooShort;
-    }
     return false;
   }
   if (!resampler->process()) {
     logMessage("resampling failed.");
-    if (isSupportedRate(sampleRate)) outcome_ = ExtractionOutcome::kTooLong;
     return false;
   }
   data = resampler->output();

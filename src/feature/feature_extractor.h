@@ -53,8 +53,8 @@ class FeatureExtractor {
   /// until the next load or extraction.
   const std::vector<AudioFeature>& getFeatures() const noexcept { return features; }
 
-  /// What came of the last `loadAudio` and, if that succeeded, of the
-  /// extraction after it.
+  /// What came of the last recording that was given, null not counting, and of
+  /// its extraction.
   ExtractionOutcome outcome() const noexcept { return outcome_; }
 
  private:

@@ -33,7 +33,7 @@ struct LandMark {
 ///
 /// Each peak, in frame order and strongest first within a frame, is the anchor
 /// of up to 6 landmarks, to the first later peaks within reach, in the same
-/// order.
+/// order. Throws std::bad_alloc.
 ///
 /// @param peaks  one list per frame, strongest first
 void appendPairs(const std::vector<std::vector<LocalMaxRecorder>>& peaks,

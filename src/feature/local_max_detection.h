@@ -27,6 +27,8 @@ struct LocalMaxWindow {
 /// within 2^-23 of it, so ties and plateaus yield none. `peaks` is replaced by
 /// one list per frame, largest value first, equal values in bin order.
 ///
+/// Throws std::bad_alloc when memory is short.
+///
 /// @param matrix  frames × bins values, frame-major
 void detectLocalMaxima(const float* matrix, std::uint32_t bins, std::uint32_t frames,
                        const LocalMaxWindow& window,

@@ -15,8 +15,8 @@ namespace audio::jni {
 // a failed call left is not cleared: it reaches the caller of the export.
 
 /// Makes an array of `AudioFeature`. `array` is set as soon as the array
-/// exists and is filled as far as it went. Fails, with a message, when a call
-/// of JNI does.
+/// exists and is filled as far as it went. Fails when a call of JNI does, with a
+/// message unless it was the storing of an element.
 bool featuresToJava(JNIEnv* env, const std::vector<AudioFeature>& features,
                     jobjectArray& array) noexcept;
 
@@ -26,7 +26,7 @@ bool attributesToJava(JNIEnv* env, const std::vector<AudioAttribute>& attributes
 
 /// Reads a non-null array of `AudioFeature`. An empty array is refused with a
 /// message; a null element ends the reading with false, without one, and leaves
-/// zeros from there on. Fails, with a message, when a call of JNI does.
+/// zeros from there on. Fails, with a message, when class or fields aren't found.
 bool featuresFromJava(JNIEnv* env, jobjectArray array, std::vector<AudioFeature>& features);
 
 /// The same for `AudioAttribute`.

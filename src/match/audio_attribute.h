@@ -21,7 +21,7 @@ struct AudioAttribute {
 /// The attributes are expected in feature order: for each feature, the entries
 /// found under its key, one after another. Both lists are walked together;
 /// each feature takes the attributes that come next and have its key. Those
-/// never reached become placeholders.
+/// never reached become placeholders. Throws std::bad_alloc.
 std::vector<AudioHashHit> attributeHits(const std::vector<AudioFeature>& features,
                                         const std::vector<AudioAttribute>& attributes);
 

@@ -166,7 +166,11 @@ MatchOutcome AudioMatcher::whyNoFeatures() const noexcept {
 }
 
 ExtractionOutcome AudioMatcher::extractionOutcome() const noexcept {
-  return feature_extractor_ ? feature_extractor_->outcome() : ExtractionOutcome::kNotReady;
+  if (!feature_extractor_) return ExtractionOutcome::kNotReady;
+  const ExtractionOutcome outcome = feature_extractor_->outcome();
+  const bool of_another =
+      outcome == ExtractionOutcome::kFeatures || outcome == ExtractionOutcome::kNone;
+  return !audio_loaded_ && of_another ? ExtractionOutcome::kNotReady : outcome;
 }
 
 std::int32_t AudioMatcher::scoreHits(std::span<const AudioHashHit> hits) {

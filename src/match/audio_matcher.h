@@ -22,7 +22,8 @@ namespace audio {
 /// features, or scores features whose entries were found elsewhere.
 ///
 /// Methods that aren't noexcept throw std::bad_alloc or std::length_error when
-/// memory for a list is short; the object stays usable and its outcome says so.
+/// memory for a list is short; the object stays usable, and after a match its
+/// outcome says so.
 ///
 /// A matcher is made empty. `init` gives it an extractor and, with a path, a
 /// database; the third service needs neither. No failure leaves it unusable.
@@ -44,7 +45,7 @@ class AudioMatcher {
   /// Forgets every recording before, so that what follows depends on nothing
   /// but its own recording: the resampler starts afresh, and the random draws
   /// are from here on a sequence of the matcher's own, at its start. False,
-  /// with a message, when memory is short; there is then no extractor.
+  /// with a message, when memory is short; nothing can then be analysed.
   bool forgetHistory();
 
   /// Starts a query: loads the recording, which is only read during the call.
@@ -73,7 +74,7 @@ class AudioMatcher {
                                          const std::vector<AudioAttribute>& attributes,
                                          float* discrimination);
 
-  /// Name of the best match, logged; empty when there is none. Like the two
+  /// Name of the best match, logged; empty when there is none. Like the three
   /// below it speaks of the latest scoring: ask after a success only.
   std::string bestMatchName() const;
 

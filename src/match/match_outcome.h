@@ -6,11 +6,11 @@ namespace audio {
 enum class MatchOutcome {
   kNone,             ///< no match was asked for yet
   kMatched,          ///< there is a best match
-  kNoFeatures,       ///< the recording has none; its extraction's outcome tells why
+  kNoFeatures,       ///< of a recording, whose extraction's outcome tells why, or none were given
   kNoHits,           ///< no feature of it is in the database, or no attribute was given
-  kNoAgreement,      ///< there were hits, and no audio to name: best is what nothing was found for
+  kNoAgreement,      ///< the hits name no audio: best is a placeholder, or an index from 2^31 on
   kNoDatabase,       ///< the matcher has none
-  kNoRecording,      ///< no recording was given, or there is nothing to analyse it with
+  kNoRecording,      ///< none was given, or there is no extractor to analyse it with
   kDamagedDatabase,  ///< the database claims entries that its file hasn't got
   kOutOfMemory,
 };

@@ -93,7 +93,13 @@ bool StreamAttributeExtractor::update(const AudioData* packet) {
     logMessage("copy audio data failed.");
     return false;
   }
-  if (packets_.size() == buffer_packets_ && !analyse()) return false;
+  try {
+    if (packets_.size() == buffer_packets_ && !analyse()) return false;
+  } catch (...) {
+    current_attributes_.clear();
+    expired_attributes_.clear();
+    throw;
+  }
   packets_.push_back(std::move(copy));
   return true;
 }

@@ -48,10 +48,12 @@ class StreamAttributeExtractor : public StreamExtractor {
             std::uint32_t sampleRate, std::uint32_t channels, std::uint32_t packetLen) override;
 
   /// Fails, with a message, for a null packet (the lists keep their contents),
-  /// for one whose shape or rate differ from `init`'s, and for lack of memory.
-  /// These leave both lists empty and the held packets as they were, so the call
+  /// for one whose shape or rate differ from `init`'s, and when there is no
+  /// memory for the packet's copy or the buffer's mix. These leave both lists
+  /// empty and the held packets as they were, as does an exception, so the call
   /// can be repeated; at rates other than 8000 Hz the resampler then remembers
-  /// the attempt (see Resampler).
+  /// the attempt (see Resampler). An extraction that fails otherwise is an
+  /// analysis without attributes: of silence, say.
   bool update(const AudioData* packet) override;
 
   /// The number, from 0 on, of the analysis that the latest `update` made;

@@ -210,6 +210,7 @@ TEST(Database, FoldersPipesAndSparseFiles) {
   EXPECT_EQ(folder.openingError(), ENOENT);
   EXPECT_FALSE(folder.load(nullptr));
   EXPECT_EQ(folder.state(), audio::DatabaseState::kNotLoaded);
+  EXPECT_EQ(folder.openingError(), 0);
   const std::vector<std::uint8_t> bytes = databaseBytes({"piped"}, {{3, {82020}}});
   const TemporaryFile place({});
   const std::string pipe = std::string(place.path()) + ".pipe";

@@ -41,8 +41,10 @@ TEST(DatabaseWriter, OrdersBucketsByKeyAndEntriesByAudioAndTime) {
   ASSERT_TRUE(database.extractHits({{1, 7}, {0, 1048575}, {0, 8}, {4, 0}}, hits));
   EXPECT_EQ(hits, (std::vector<audio::AudioHashHit>{{0, 1}, {0, 8}, {2, 2}, {2, 0}, {0, 16379}}));
 
-  const audio::DatabaseAudio impossible[] = {{"key", {{0, 1048576}}}};
-  EXPECT_THROW(audio::writeDatabase(impossible, sink), std::out_of_range);
+  for (const std::uint32_t key : {1048576u, UINT32_MAX}) {
+    const audio::DatabaseAudio impossible[] = {{"key", {{0, key}}}};
+    EXPECT_THROW(audio::writeDatabase(impossible, sink), std::out_of_range);
+  }
 }
 
 }  // namespace

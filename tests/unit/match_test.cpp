@@ -285,8 +285,10 @@ TEST(Matcher, TellsHowAMatchEnded) {
   EXPECT_EQ(matcher.hitCount(), 0u);
   EXPECT_FALSE(matcher.matchAudio(fast.get()));
   EXPECT_EQ(matcher.extractionOutcome(), audio::ExtractionOutcome::kUnsupportedRate);
+  ASSERT_TRUE(matcher.matchAudio(audio.get()));
   EXPECT_FALSE(matcher.matchAudio(nullptr));
   EXPECT_EQ(matcher.outcome(), MatchOutcome::kNoRecording);
+  EXPECT_EQ(matcher.extractionOutcome(), audio::ExtractionOutcome::kNotReady);
   EXPECT_FALSE(matcher.matchAudioByFeaturesAndAttributes({}, {{0, 0}}, nullptr));
   EXPECT_EQ(matcher.outcome(), MatchOutcome::kNoFeatures);
   EXPECT_FALSE(matcher.matchAudioByFeaturesAndAttributes({{0, 0}}, {}, nullptr));

@@ -1,6 +1,7 @@
 #include "match/database/audio_database.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "base/logger.h"
 #include "match/database/byte_source.h"
@@ -38,6 +39,7 @@ DatabaseState stateAfter(LookUpTable::Reading reading, bool failed) noexcept {
 
 bool AudioDatabase::load(const char* dbPath) {
   state_ = DatabaseState::kNotLoaded;
+  opening_error_ = 0;
   if (!dbPath) {
     logMessage("input a NULL db_path.");
     return false;
@@ -60,7 +62,8 @@ bool AudioDatabase::load(ByteSource& source) {
   };
   // What an exception leaves behind.
   state_ = DatabaseState::kOutOfMemory;
-  if (!readHeader(source, audio_names_)) {
+  opening_error_ = 0;
+  if (!readHeader(source, &audio_names_)) {
     return refuse(source.failed() ? DatabaseState::kReadFailed : DatabaseState::kDamaged);
   }
   const LookUpTable::Reading reading =
@@ -104,6 +107,8 @@ bool AudioDatabase::extractHits(const std::vector<AudioFeature>& features,
                                 std::vector<AudioHashHit>& hits) const {
   std::uint64_t total = 0;
   if (!countHits(features, total)) throw DamagedDatabase();
+  // Checked here, as a size may have fewer bits than the sum.
+  if (total > hits.max_size()) throw std::length_error("more hits than memory can hold");
   hits.resize(static_cast<std::size_t>(total));
 
   // Buckets lie anywhere in memory: a group of them is asked for before the

@@ -17,8 +17,8 @@ namespace audio {
 enum class DatabaseState {
   kNotLoaded,   ///< nothing was asked for, or no path given
   kWhole,       ///< loaded, and everything was there
-  kCut,         ///< loaded; the file ends early, and what is missing counts as empty
-  kReadFailed,  ///< loaded as far as it could be read, or not at all
+  kCut,         ///< loaded; the file ends early: buckets that it lacks are empty, entries are 0
+  kReadFailed,  ///< as kCut, or not loaded, since a read failed; `load` told which
   kCannotOpen,  ///< not loaded; `openingError` has the system's reason
   kDamaged,     ///< not loaded: no database, or one that contradicts itself
   kOutOfMemory,
@@ -34,6 +34,9 @@ class DamagedDatabase : public std::runtime_error {
 /// The reference side of matching: audio names by index, and a table that
 /// files under every hash key the packed (audio index, time) entries of the
 /// reference features with that key.
+///
+/// Methods that aren't noexcept throw std::bad_alloc or std::length_error when
+/// memory for a list is short.
 ///
 /// Loaded once, then only read; const operations may run on several threads.
 /// Memory: the file's size and 8 MiB.

@@ -47,14 +47,4 @@ class FileSource : public ByteSource {
   int opening_error_ = 0;
 };
 
-/// Where bytes go, in their order.
-class ByteSink {
- public:
-  virtual ~ByteSink() = default;
-
-  /// Takes `size` bytes. What can't be taken is the sink's to report, by an
-  /// exception of its own.
-  virtual void write(const void* bytes, std::size_t size) = 0;
-};
-
 }  // namespace audio

@@ -1,12 +1,11 @@
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <vector>
 
+#include "base/little_endian.h"
 #include "feature/land_mark.h"
 #include "match/database/byte_source.h"
 #include "match/database/packed_entry.h"
@@ -22,28 +21,12 @@ inline constexpr std::uint32_t kTimeSlots = 1u << kEntryTimeBits;  ///< times of
 inline constexpr std::size_t kCountBytes = 4;
 inline constexpr std::size_t kEntryBytes = 8;
 
-static_assert(std::endian::native == std::endian::little,
-              "numbers of the file are read as they stand");
-
-/// Reads a number of the file, of any alignment.
-template <typename Number>
-Number loadLittleEndian(const void* bytes) noexcept {
-  Number number;
-  std::memcpy(&number, bytes, sizeof number);
-  return number;
-}
-
-/// Writes a number as the file holds it.
-template <typename Number>
-void storeLittleEndian(Number number, void* bytes) noexcept {
-  std::memcpy(bytes, &number, sizeof number);
-}
-
-/// Reads what stands before the bucket records and replaces `names` by the
-/// names of the audios. Nothing is allocated on a count's word alone.
+/// Reads what stands before the bucket records. Nothing is allocated on a
+/// count's word alone; throws std::bad_alloc.
 ///
-/// @return false when names run past the end or the magic values are wrong;
-///         `names` are those that were read
-bool readHeader(ByteSource& source, std::vector<std::string>& names);
+/// @param names  replaced by the names of the audios, as far as they could be
+///               read; null for a look at the header that keeps nothing
+/// @return false when names run past the end or the magic values are wrong
+bool readHeader(ByteSource& source, std::vector<std::string>* names);
 
 }  // namespace audio

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <stdexcept>
 
 #include "match/database/database_format.h"
 #include "match/database/packed_entry.h"
@@ -14,7 +15,10 @@ class SortedEntries {
  public:
   explicit SortedEntries(std::span<const DatabaseAudio> audios) : ends_(kTableSize + 1) {
     for (const DatabaseAudio& reference : audios) {
-      for (const AudioFeature& entry : reference.entries) ++ends_.at(entry.hashKey + 1);
+      for (const AudioFeature& entry : reference.entries) {
+        if (entry.hashKey >= kTableSize) throw std::out_of_range("a hash key beyond the table");
+        ++ends_[entry.hashKey + 1];
+      }
     }
     for (std::size_t key = 0; key < kTableSize; ++key) ends_[key + 1] += ends_[key];
     entries_.resize(ends_.back());

@@ -7,9 +7,18 @@
 #include <vector>
 
 #include "feature/audio_feature.h"
-#include "match/database/byte_source.h"
 
 namespace audio {
+
+/// Where bytes go, in their order.
+class ByteSink {
+ public:
+  virtual ~ByteSink() = default;
+
+  /// Takes `size` bytes. What can't be taken is the sink's to report, by an
+  /// exception of its own.
+  virtual void write(const void* bytes, std::size_t size) = 0;
+};
 
 /// Writes a database piece by piece, for builders that don't hold it all: the
 /// names once, then every bucket in the order of their keys. What the sink
@@ -21,7 +30,8 @@ class DatabaseWriter {
 
   /// Starts a database of `audioCount` audios.
   void beginNames(std::size_t audioCount);
-  /// The name of the next audio index, without a zero byte.
+  /// The name of the next audio index. A reader takes what stands before a
+  /// zero byte.
   void name(const std::string& name);
   /// Ends the names; 2^20 buckets follow.
   void endNames();
@@ -38,7 +48,7 @@ class DatabaseWriter {
 /// One audio of a database: what a match is called, and its entries.
 struct DatabaseAudio {
   std::string name;
-  std::vector<AudioFeature> entries;  ///< keys below 2^20, times below 2^14
+  std::vector<AudioFeature> entries;  ///< keys below 2^20; of times the low 14 bits are kept
 };
 
 /// Writes the database of some audios, whose indices are their positions.

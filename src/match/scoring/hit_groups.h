@@ -23,7 +23,8 @@ struct HitGroup {
 ///
 /// This is what sorting all hits by audio, splitting them into runs and
 /// sorting the runs by length gives, without the sorting: hits are counted by
-/// audio, and only those of the groups asked for are collected.
+/// audio, and only those of the groups asked for are collected. Throws
+/// std::bad_alloc.
 ///
 /// @param maxGroups  below 65,535
 std::vector<HitGroup> largestGroups(std::span<const AudioHashHit> hits, std::size_t maxGroups);

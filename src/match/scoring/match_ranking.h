@@ -24,7 +24,8 @@ struct Match {
 };
 
 /// Scores the 20 audios with the most hits and ranks them by agreeing hits,
-/// most first; equals in the order of their hit counts, then indices.
+/// most first; equals in the order of their hit counts, then indices. Throws
+/// std::bad_alloc.
 ///
 /// @param hits   in any order
 /// @param draws  where the randomised search gets its numbers

@@ -51,7 +51,7 @@ struct Agreement {
 /// Finds the largest agreement by a randomised search: a hit drawn at random
 /// is the pivot, and the search ends when all agree or when more draws are
 /// unlikely (0.1 %) to find a larger agreement (M. Fischler and R. Bolles,
-/// "Random sample consensus", 1981).
+/// "Random sample consensus", 1981). Throws std::bad_alloc.
 ///
 /// @param offsets        those of one audio's hits, at least one
 /// @param maxIterations  cap; at most one draw more than it is made
