@@ -26,18 +26,21 @@ class Boundary : public NativeTest {
     });
   }
 
-  std::optional<Objects> update(jlong handle, jbyteArray pcm, jlong channels, jlong length) {
+  std::optional<Objects> update(jlong handle, jbyteArray pcm, jlong channels, jlong length,
+                                jlong rate = kRate) {
     return call([&] {
-      return attribute_extractor::update(env(), nullptr, handle, pcm, channels, length, kRate);
+      return attribute_extractor::update(env(), nullptr, handle, pcm, channels, length, rate);
     });
   }
 
+  jlong serve(jobjectArray features, jobjectArray attributes, jfloatArray discrimination) {
+    return call(
+        [&] { return match_server::match(env(), nullptr, features, attributes, discrimination); });
+  }
+
   jlong serve(const Objects& features, const Objects& attributes, jfloatArray discrimination) {
-    const jobjectArray javaFeatures = jvm_.objects("AudioFeature", features);
-    const jobjectArray javaAttributes = jvm_.objects("AudioAttribute", attributes);
-    return call([&] {
-      return match_server::match(env(), nullptr, javaFeatures, javaAttributes, discrimination);
-    });
+    return serve(jvm_.objects("AudioFeature", features), jvm_.objects("AudioAttribute", attributes),
+                 discrimination);
   }
 
   /// The first and the last messages are these; the engine's own lie between.
@@ -104,7 +107,8 @@ TEST_F(Boundary, AMatcherWithoutDatabase) {
 }
 
 TEST_F(Boundary, BothExtractionsAgreeAndSaySo) {
-  const Messages taken_in = {"audio channels = 1.", "audio sample rate = 8000.",
+  const jshortArray stereo = jvm_.array(music(3, 2, kFrames, kRate));
+  const Messages taken_in = {"audio channels = 2.", "audio sample rate = 8000.",
                              "audio data len = 4000."};
   const auto with = [](Messages all, const Messages& more) {
     all.insert(all.end(), more.begin(), more.end());
@@ -112,16 +116,16 @@ TEST_F(Boundary, BothExtractionsAgreeAndSaySo) {
   };
   const jlong handle = matcher::init(env(), nullptr, nullptr);
   const auto features =
-      call([&] { return matcher::extract(env(), nullptr, handle, samples_, 1, kFrames, kRate); });
+      call([&] { return matcher::extract(env(), nullptr, handle, stereo, 2, kFrames, kRate); });
   ASSERT_NE(features, std::nullopt);
   const Messages converted = {
       "extract audio data features success.",
       "jfeatures alloc success, length = " + std::to_string(features->size()) + '.',
       "convert audio features to obj array success."};
   expectMessages(with(taken_in, {"load audio data success."}), converted);
-  const jbyteArray pcm = jvm_.array(asBytes(jvm_.elements<jshort>(samples_)));
+  const jbyteArray pcm = jvm_.array(asBytes(jvm_.elements<jshort>(stereo)));
   EXPECT_EQ(call([&] {
-              return feature_extractor::extract(env(), nullptr, pcm, 1, 2 * kFrames + 1, kRate);
+              return feature_extractor::extract(env(), nullptr, pcm, 2, 2 * kFrames + 1, kRate);
             }),
             features);
   expectMessages(with(taken_in, {"init feature extractor success.", "load audio data success."}),
@@ -133,6 +137,52 @@ TEST_F(Boundary, APathThatOpensNothing) {
   const jstring path = jvm_.string("/nowhere/\xC3\xA9");
   EXPECT_EQ(call([&] { return matcher::init(env(), nullptr, path); }), 0);
   EXPECT_EQ(messages_, Messages{"can not open db file /nowhere/\xC3\xA9."});
+}
+
+TEST_F(Boundary, WhatIsNoRecordingIsNotTakenIn) {
+  const jlong shapes[][3] = {{0, kFrames, kRate},
+                             {1, 0, kRate},
+                             {1, kFrames, 0},
+                             {-1, kFrames, kRate},
+                             {1, -1, kRate},
+                             {1, kFrames, -1},
+                             {-1, -kFrames, kRate},
+                             {kBeyond + 1, kFrames, kRate},
+                             {1, kBeyond + kFrames, kRate},
+                             {1, kFrames, kBeyond + kRate},
+                             {1, INT64_MAX, kRate},
+                             {1, kFrames + 1, kRate},
+                             {1 << 16, 1 << 16, kRate},
+                             {kBeyond - 1, kBeyond - 1, kRate}};
+  const jlong handle = matcher::init(env(), nullptr, nullptr);
+  const jbyteArray pcm = jvm_.array(bytes(2 * kFrames));
+  const auto expectRefused = [&](jshortArray samples, jbyteArray packed, jlong channels,
+                                 jlong frames, jlong rate) {
+    SCOPED_TRACE(testing::Message() << channels << " x " << frames << ", " << rate << " Hz");
+    const auto matched = call([&] {
+      return matcher::match(env(), nullptr, handle, samples, channels, frames, rate, level_);
+    });
+    EXPECT_EQ(matched, "");
+    for (const auto& message : messages_) EXPECT_FALSE(message.starts_with("audio channels"));
+    const std::function<jobjectArray()> natives[] = {
+        [&] { return matcher::extract(env(), nullptr, handle, samples, channels, frames, rate); },
+        [&] {
+          return feature_extractor::extract(env(), nullptr, packed, channels, 2 * frames, rate);
+        }};
+    for (const auto& native : natives) EXPECT_EQ(call(native), std::nullopt);
+  };
+  for (const auto& [channels, frames, rate] : shapes) {
+    expectRefused(samples_, pcm, channels, frames, rate);
+  }
+  expectRefused(nullptr, nullptr, 1, kFrames, kRate);
+  EXPECT_EQ(messages_, Messages{});
+  EXPECT_EQ(jvm_.elements<jint>(level_), std::vector<jint>{7});
+  EXPECT_EQ(call([&] {
+              return matcher::match(env(), nullptr, handle, samples_, 1, kFrames, kRate, nullptr);
+            }),
+            "");
+  EXPECT_EQ(messages_, Messages{});
+  matcher::release(env(), nullptr, handle);
 }
 
 TEST_F(Boundary, BytesOfARecordingAreCountedPerChannel) {
@@ -160,7 +210,8 @@ TEST_F(Boundary, PacketsHaveExactlyTheirLength) {
   // Each packet fills the buffer, the next one starts its analysis.
   const jlong stream_id = 5 * kBeyond + 0xFFFFFFFF;
   const jlong handle = call([&] {
-    return attribute_extractor::init(env(), nullptr, stream_id, kBeyond + 5, 5, kRate, 1, 40000);
+    return attribute_extractor::init(env(), nullptr, stream_id, kBeyond + 5, kBeyond + 5,
+                                     kBeyond + kRate, kBeyond + 1, kBeyond + 40000);
   });
   ASSERT_NE(handle, 0);
   const jbyteArray packet = jvm_.array(asBytes(music(4, 1, 40000, kRate)));
@@ -171,6 +222,12 @@ TEST_F(Boundary, PacketsHaveExactlyTheirLength) {
     EXPECT_EQ(messages_, Messages{"bad data lenght : 80000."});
     EXPECT_EQ(jvm_.pinningCalls(), Messages{});
   }
+  EXPECT_EQ(update(handle, packet, 1, 40000, kBeyond + kRate), std::nullopt);
+  EXPECT_EQ(messages_, Messages{});
+  EXPECT_EQ(update(handle, packet, -1, -40000), std::nullopt);
+  EXPECT_EQ(messages_, Messages{});
+  EXPECT_EQ(update(handle, nullptr, 1, 40000), std::nullopt);
+  EXPECT_EQ(messages_, Messages{});
   EXPECT_EQ(update(handle, jvm_.array(bytes(0)), 1, 0), std::nullopt);
   EXPECT_EQ(messages_, Messages{"input a invalid sample count = 0."});
   const Messages taken_in = {"audio channels = 1.", "audio sample rate = 8000.",
@@ -203,6 +260,8 @@ TEST_F(Boundary, ListsWithoutSense) {
                       "attributes array number is zero.", "cvt obj array to attributes failed."}));
   EXPECT_EQ(serve({{{0, 1}}, {{0, 1}}, {}, {{0, 1}}}, attribute, discrimination), -1);
   EXPECT_EQ(messages_, (Messages{"features number is 4.", "cvt obj array to features failed."}));
+  EXPECT_EQ(serve(nullptr, jvm_.objects("AudioAttribute", attribute), discrimination), -1);
+  EXPECT_EQ(serve(jvm_.objects("AudioFeature", feature), nullptr, discrimination), -1);
   EXPECT_EQ(serve(feature, {{}}, discrimination), -1);
   EXPECT_EQ(messages_.back(), "cvt obj array to attributes failed.");
   // The key finds no feature: a hit of nothing.

@@ -232,6 +232,11 @@ TEST_F(FailingMatcherCalls, OfMatching) {
             (Messages{"GetShortArrayElements", "GetIntArrayElements", "ReleaseShortArrayElements",
                       "ReleaseIntArrayElements"}));
   EXPECT_EQ(jvm_.elements<jint>(level), (std::vector<jint>{2, 8}));
+  const jintArray no_room = jvm_.array<jint>({});
+  EXPECT_EQ(call([&] {
+              return matcher::match(env(), nullptr, handle_, samples_, 1, kFrames, kRate, no_room);
+            }),
+            "this one");
 }
 
 // A packet fills the buffer: each but the first starts the analysis of the one

@@ -59,23 +59,6 @@ public class AudioAttributeExtractorTest {
     }
 
     @Test
-    public void onlyTheLow32BitsOfTheSettingsCount() {
-        long high = 7L << 32;
-        short[] pcm = TestAudio.tones(4, 26 * PACKET);
-        long stream = AudioAttributeExtractor.nativeInit(
-                high + 0xFFFFFFF0L, high + 1, high + 10, high + RATE, high + 1, high + PACKET);
-        assertNotEquals(0, stream);
-        AudioAttribute[] attributes = null;
-        for (int i = 0; i < 26; i++) {
-            attributes = AudioAttributeExtractor.nativeUpdate(
-                    stream, Pcm.toBytes(packet(pcm, i)), 1, PACKET, RATE);
-        }
-        assertEquals("the id is unsigned", 0xFFFFFFF0L, attributes[0].streamId());
-        assertEquals(0, attributes[0].hashValue >>> 46);
-        AudioAttributeExtractor.nativeRelease(stream);
-    }
-
-    @Test
     public void handlesOnDifferentThreadsDoNotDisturbEachOther() throws Exception {
         File file = folder.newFile();
         TestAudio.writeDatabase(file, new byte[][] {{'6'}, {'7'}},

@@ -32,53 +32,26 @@ public class AudioMatchServerTest {
         float[] discrimination = {7, 7};
         assertEquals(5, nativeMatch(features, attributes, discrimination));
         assertArrayEquals(new float[] {1f / 3, 7}, discrimination, 0);
-        assertEquals(5, nativeMatch(features, attributes, null));
-        assertEquals(5, nativeMatch(features, attributes, new float[0]));
     }
 
     @Test
-    public void attributesInTheWrongOrderAreNoMatch() {
+    public void whatDoesNotFitIsNoMatch() {
         // Key 9 comes first, so no feature takes the two of key 7; together they beat the one.
-        AudioAttribute[] attributes = list(
-                heard(5, 120, 9), heard(5, 110, 7), heard(5, 111, 8), heard(5, 112, 8));
-        float[] discrimination = {7};
-        assertEquals(-1, nativeMatch(features, attributes, discrimination));
-        assertEquals(7, discrimination[0], 0);
-        AudioMatchServer.Result result = AudioMatchServer.match(features, attributes);
+        AudioMatchServer.Result result = AudioMatchServer.match(features, list(
+                heard(5, 120, 9), heard(5, 110, 7), heard(5, 111, 8), heard(5, 112, 8)));
         assertFalse(result.isMatched());
         assertEquals(0, result.discrimination(), 0);
+        assertEquals(-1, nativeMatch(null, list(heard(5, 110, 7)), null));
+        assertEquals(-1, nativeMatch(features, list(heard(5, 110, 7), null), null));
     }
 
     @Test
-    public void numbersAreCutToTheirWidth() {
-        AudioFeature[] wide = {new AudioFeature((3L << 32) + 10, 0x100000007L)};
-        // Bits from 46 on don't count, and ids from 2^31 are negative as an index.
+    public void largeIdsAreNegativeAsAnIndex() {
         long id = 0x80000001L;
-        AudioAttribute[] attributes = list(
-                heard(id | 0xABCDL << 32, 110, (5L << 32) + 7), heard(id, 111, 7));
-        assertEquals(id, attributes[0].streamId());
-        AudioMatchServer.Result result = AudioMatchServer.match(wide, attributes);
+        AudioMatchServer.Result result = AudioMatchServer.match(features, list(heard(id, 110, 7)));
         assertTrue(result.isMatched());
         assertEquals(-0x7FFFFFFFL, result.index());
         assertEquals(id, result.streamId());
-        assertEquals("both attributes are of one stream", 1, result.discrimination(), 0);
-    }
-
-    @Test
-    public void missingArraysAndElementsAreNoMatch() {
-        // The first feature and these attributes would be a match by themselves.
-        AudioAttribute[] attributes = list(heard(5, 110, 7), heard(5, 110, 7));
-        float[] discrimination = {7};
-        assertEquals(-1, nativeMatch(null, attributes, discrimination));
-        assertEquals(-1, nativeMatch(features, null, discrimination));
-        assertEquals(-1, nativeMatch(new AudioFeature[0], attributes, discrimination));
-        assertEquals(-1, nativeMatch(features, list(), discrimination));
-        assertEquals(-1, nativeMatch(
-                new AudioFeature[] {features[0], null}, attributes, discrimination));
-        assertEquals(-1, nativeMatch(
-                features, list(attributes[0], attributes[1], null), discrimination));
-        assertEquals(7, discrimination[0], 0);
-        assertFalse(AudioMatchServer.match(features, list()).isMatched());
     }
 
     @Test

@@ -1,13 +1,16 @@
 package com.vexa.norvu.kestr.audiomatch;
 
-import java.io.BufferedOutputStream;
-import java.io.DataOutputStream;
 import java.io.File;
-import java.io.FileOutputStream;
 import java.io.IOException;
+import java.nio.ByteBuffer;
+import java.nio.ByteOrder;
+import java.nio.file.Files;
 import java.util.ArrayList;
+import java.util.Arrays;
 import java.util.Collections;
+import java.util.HashMap;
 import java.util.List;
+import java.util.Map;
 import java.util.Random;
 
 /** Recordings at 8000 Hz, and databases of their features. */
@@ -41,31 +44,24 @@ final class TestAudio {
     /** Writes a database in which audio i has the name and the features at i. */
     static void writeDatabase(File file, byte[][] names, AudioFeature[]... features)
             throws IOException {
-        List<List<Long>> buckets =
-                new ArrayList<>(Collections.nCopies(1 << 20, Collections.<Long>emptyList()));
+        Map<Integer, List<Long>> buckets = new HashMap<>();
         for (int audio = 0; audio < names.length; audio++) {
             for (AudioFeature feature : features[audio]) {
-                List<Long> bucket = new ArrayList<>(buckets.get((int) feature.hashKey));
-                bucket.add((long) audio << 14 | feature.startTime);
-                buckets.set((int) feature.hashKey, bucket);
+                buckets.computeIfAbsent((int) feature.hashKey, key -> new ArrayList<>())
+                        .add((long) audio << 14 | feature.startTime);
             }
         }
-        try (DataOutputStream out = new DataOutputStream(
-                new BufferedOutputStream(new FileOutputStream(file)))) {
-            out.writeInt(Integer.reverseBytes(names.length));
-            for (byte[] name : names) {
-                out.writeInt(Integer.reverseBytes(name.length));
-                out.write(name);
-                out.write(0);
-            }
-            out.writeInt(Integer.reverseBytes(buckets.size()));
-            out.writeInt(Integer.reverseBytes(1 << 14));
-            for (List<Long> bucket : buckets) {
-                out.writeInt(Integer.reverseBytes(bucket.size()));
-                for (long entry : bucket) {
-                    out.writeLong(Long.reverseBytes(entry));
-                }
-            }
+        ByteBuffer out = ByteBuffer.allocate(8 << 20).order(ByteOrder.LITTLE_ENDIAN);
+        out.putInt(names.length);
+        for (byte[] name : names) {
+            out.putInt(name.length).put(name).put((byte) 0);
         }
+        out.putInt(1 << 20).putInt(1 << 14);
+        for (int key = 0; key < 1 << 20; key++) {
+            List<Long> bucket = buckets.getOrDefault(key, Collections.emptyList());
+            out.putInt(bucket.size());
+            bucket.forEach(out::putLong);
+        }
+        Files.write(file.toPath(), Arrays.copyOf(out.array(), out.position()));
     }
 }
