@@ -152,7 +152,7 @@ class FailingCalls : public NativeTest {
 
   /// A database of the recording, which is its audio number 1.
   std::vector<std::uint8_t> database() const {
-    std::map<std::uint32_t, std::vector<std::uint64_t>> buckets;
+    Buckets buckets;
     for (const auto& feature : features_) {
       buckets[static_cast<std::uint32_t>(feature->second)].push_back(
           std::uint64_t{1} << 14 | static_cast<std::uint64_t>(feature->first));

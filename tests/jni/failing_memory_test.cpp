@@ -4,60 +4,29 @@
 
 #include <dlfcn.h>
 
-#include <cstdlib>
-#include <new>
 #include <set>
 
 #include "jni/exports.h"
 #include "jni/native_test.h"
-#include "support/database_bytes.h"
+#include "support/failing_new.h"
+#include "support/music_database.h"
 #include "support/test_audio.h"
 
 namespace {
 
-thread_local long failing = 0;  // counts down to the failing allocation; 0 = none
-
 /// True for code of the library, whose own allocations are the ones to fail.
-bool inLibrary(void* code) {
+bool inLibrary(const void* code) {
   Dl_info library;
   Dl_info place;
   return dladdr(reinterpret_cast<void*>(&matcher::init), &library) != 0 &&
          dladdr(code, &place) != 0 && place.dli_fbase == library.dli_fbase;
 }
 
-void* allocate(std::size_t size, void* caller) noexcept {
-  if (failing > 0 && inLibrary(caller) && --failing == 0) return nullptr;
-  return std::malloc(size > 0 ? size : 1);
-}
-
-void* allocateOrThrow(std::size_t size, void* caller) {
-  if (void* memory = allocate(size, caller)) return memory;
-  throw std::bad_alloc();
-}
-
 }  // namespace
 
-void* operator new(std::size_t size) { return allocateOrThrow(size, __builtin_return_address(0)); }
-void* operator new[](std::size_t size) {
-  return allocateOrThrow(size, __builtin_return_address(0));
+void* testing_support::allocate(std::size_t size, const void* caller) noexcept {
+  return inLibrary(caller) && fails() ? nullptr : std::malloc(size);
 }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return allocate(size, __builtin_return_address(0));
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-  return allocate(size, __builtin_return_address(0));
-}
-// The compiler sees malloc through the inlined operator new and takes free for
-// a mismatch.
-#ifndef __clang__
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-#endif
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
-void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 
 namespace {
 
@@ -101,16 +70,7 @@ TEST_F(FailingMemory, WhileFingerprinting) {
 }
 
 TEST_F(FailingMemory, WhileOpeningAndMatching) {
-  const Objects features = *call([&] {
-    return feature_extractor::extract(env(), nullptr, jvm_.array(asBytes(music_)), 1, 2 * kFrames,
-                                      kRate);
-  });
-  std::map<std::uint32_t, std::vector<std::uint64_t>> buckets;
-  for (const auto& feature : features) {
-    buckets[static_cast<std::uint32_t>(feature->second)].push_back(
-        static_cast<std::uint64_t>(feature->first));
-  }
-  const TemporaryFile file(databaseBytes({"this one"}, buckets));
+  const TemporaryFile file(databaseOf({"this one"}, {Recording(3, 1, kFrames, kRate)}));
   const jstring path = jvm_.string(file.path());
   const auto open = [&]() -> jlong {
     const jlong handle = matcher::init(env(), nullptr, path);

@@ -11,11 +11,12 @@
 
 namespace testing_support {
 
+/// By hash key: the entries of a database's bucket.
+using Buckets = std::map<std::uint32_t, std::vector<std::uint64_t>>;
+
 /// A database file as bytes, put together by hand.
-inline std::vector<std::uint8_t> databaseBytes(
-    const std::vector<std::string>& names,
-    const std::map<std::uint32_t, std::vector<std::uint64_t>>& buckets,
-    std::uint32_t table_size = 1048576, std::uint32_t time_slots = 16384) {
+inline std::vector<std::uint8_t> databaseBytes(const std::vector<std::string>& names,
+                                               const Buckets& buckets) {
   std::vector<std::uint8_t> bytes;
   const auto number = [&](std::uint64_t value, int width) {
     for (int i = 0; i < width; ++i) bytes.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
@@ -25,8 +26,8 @@ inline std::vector<std::uint8_t> databaseBytes(
     number(name.size(), 4);
     bytes.insert(bytes.end(), name.c_str(), name.c_str() + name.size() + 1);
   }
-  number(table_size, 4);
-  number(time_slots, 4);
+  number(1048576, 4);
+  number(16384, 4);
   for (std::uint32_t key = 0; key < 1048576; ++key) {
     const auto bucket = buckets.find(key);
     number(bucket == buckets.end() ? 0 : bucket->second.size(), 4);

@@ -4,52 +4,25 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <functional>
-#include <new>
 #include <set>
 
 #include "base/logger.h"
 #include "dsp/resampler.h"
 #include "match/audio_matcher.h"
 #include "stream/stream_attribute_extractor.h"
-#include "support/database_bytes.h"
+#include "support/failing_new.h"
 #include "support/log_capture.h"
+#include "support/music_database.h"
 #include "support/test_audio.h"
 
-namespace {
-
-thread_local long failing = 0;  // counts down to the failing allocation; 0 = none
-
-bool fails() { return failing > 0 && --failing == 0; }
-
-}  // namespace
+using testing_support::fails;
 
 extern "C" void* __real_malloc(std::size_t size);
 
-void* operator new(std::size_t size) {
-  if (fails()) throw std::bad_alloc();
-  if (void* memory = __real_malloc(size > 0 ? size : 1)) return memory;
-  throw std::bad_alloc();
+void* testing_support::allocate(std::size_t size, const void*) noexcept {
+  return fails() ? nullptr : __real_malloc(size);
 }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return fails() ? nullptr : __real_malloc(size > 0 ? size : 1);
-}
-void* operator new[](std::size_t size) { return operator new(size); }
-void* operator new[](std::size_t size, const std::nothrow_t& nothrow) noexcept {
-  return operator new(size, nothrow);
-}
-// The compiler sees malloc through the inlined operator new and takes free for
-// a mismatch.
-#ifndef __clang__
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-#endif
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
-void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 
 // The linker sends the engine's C allocations here, and what kissfft allocates
 // in a library of its own.
@@ -111,17 +84,9 @@ class AllocationFailure : public testing::Test {
     for (const std::string& text : texts) EXPECT_TRUE(heard.contains(text)) << text;
   }
 
-  /// A database of what the recording has in one pass.
-  std::vector<std::uint8_t> database() const {
-    audio::FeatureExtractor extractor;
-    EXPECT_TRUE(extractor.init(true) && extractor.loadAudio(recording_.engine().get()) &&
-                extractor.extractFeatures());
-    std::map<std::uint32_t, std::vector<std::uint64_t>> buckets;
-    for (const auto& f : extractor.getFeatures()) buckets[f.hashKey].push_back(f.startTime);
-    return databaseBytes({"the one"}, buckets);
-  }
-
-  Recording recording_{1, 2, 8000, 16000};
+  const Recording recording_{1, 2, 8000, 16000};
+  const audio::AudioDataPtr audio_ = recording_.engine();
+  const TemporaryFile database_{databaseOf({"the one"}, {recording_})};
 };
 
 TEST_F(AllocationFailure, KeepsTheResamplingLibraryOutOfIt) {
@@ -136,8 +101,6 @@ TEST_F(AllocationFailure, KeepsTheResamplingLibraryOutOfIt) {
 }
 
 TEST_F(AllocationFailure, WhileMatching) {
-  const audio::AudioDataPtr audio = recording_.engine();
-  const TemporaryFile file(database());
   // A new matcher each time, then one that has seen every failure.
   expectMessages(
       {"alloc database failed.", "init look up table failed.", "alloc feature extractor failed.",
@@ -148,13 +111,13 @@ TEST_F(AllocationFailure, WhileMatching) {
        "spectrogram run failed", "alloc spectrogram mag failed.", "set resampler failed."},
       [&] {
         audio::AudioMatcher matcher;
-        return matcher.init(file.path()) && matcher.matchAudio(audio.get()) &&
+        return matcher.init(database_.path()) && matcher.matchAudio(audio_.get()) &&
                matcher.bestMatchName() == "the one";
       });
   audio::AudioMatcher matcher;
-  ASSERT_TRUE(matcher.init(file.path()));
+  ASSERT_TRUE(matcher.init(database_.path()));
   EXPECT_GT(failEach([&] {
-              const bool matched = matcher.matchAudio(audio.get());
+              const bool matched = matcher.matchAudio(audio_.get());
               const auto outcome = matcher.outcome();
               EXPECT_EQ(outcome, matched ? audio::MatchOutcome::kMatched
                                          : audio::MatchOutcome::kOutOfMemory);
@@ -165,14 +128,12 @@ TEST_F(AllocationFailure, WhileMatching) {
 }
 
 TEST_F(AllocationFailure, LeavesAnOutcomeBehind) {
-  const audio::AudioDataPtr audio = recording_.engine();
-  const TemporaryFile file(database());
   for (long n = 1;; ++n) {
     audio::AudioMatcher matcher;
     failing = n;
     bool done = false;
     try {
-      done = matcher.init(file.path()) && matcher.matchAudio(audio.get());
+      done = matcher.init(database_.path()) && matcher.matchAudio(audio_.get());
     } catch (const std::bad_alloc&) {
     }
     const bool reached = failing == 0;

@@ -11,8 +11,8 @@
 #include "match/scoring/match_ranking.h"
 #include "match/scoring/offset_consensus.h"
 #include "match/scoring/offset_sort.h"
-#include "support/database_bytes.h"
 #include "support/log_capture.h"
+#include "support/music_database.h"
 #include "support/test_audio.h"
 
 namespace {
@@ -54,15 +54,9 @@ TEST(Consensus, EverySmallSet) {
 
 TEST(Consensus, RandomAndAcrossTheEndsOfTheRange) {
   std::mt19937 random(2);
-  const std::vector<std::int32_t> ends = {INT32_MAX,
-                                          INT32_MAX - 1,
-                                          INT32_MAX - 4,
-                                          INT32_MIN,
-                                          INT32_MIN + 1,
-                                          INT32_MIN + 3,
-                                          INT32_MIN + 5,
-                                          -1,
-                                          0};
+  constexpr std::int32_t kMost = INT32_MAX, kLeast = INT32_MIN;
+  const std::vector<std::int32_t> ends = {kMost,      kMost - 1,  kMost - 4, kLeast, kLeast + 1,
+                                          kLeast + 3, kLeast + 5, -1,        0};
   for (int round = 0; round < 400; ++round) {
     std::vector<std::int32_t> offsets(1 + random() % (round % 10 == 0 ? 3000 : 150));
     const std::int32_t spread = static_cast<std::int32_t>(1 + random() % 20000);
@@ -195,43 +189,25 @@ TEST(Attributes, AreWalkedInFeatureOrder) {
 }
 
 TEST(Matcher, FailsWithItsMessagesAndStaysUsable) {
-  const Recording recording(1, 1, 9000, 8000);
+  const audio::AudioDataPtr audio = Recording(1, 1, 9000, 8000).engine();
   const TemporaryFile nothing(databaseBytes({"nothing"}, {}));
   LogCapture capture;
   audio::AudioMatcher matcher;
   EXPECT_FALSE(matcher.extractFeatures());
   EXPECT_FALSE(matcher.loadAudio(nullptr));
-  EXPECT_FALSE(matcher.loadAudio(recording.engine().get()));
+  EXPECT_FALSE(matcher.loadAudio(audio.get()));
   EXPECT_FALSE(matcher.matchAudioByFeaturesAndAttributes({}, {{0, 0}}, nullptr));
   EXPECT_FALSE(matcher.matchAudioByFeaturesAndAttributes({{0, 0}}, {}, nullptr));
   EXPECT_EQ(matcher.bestMatchIndex(), -1);
-  // Nothing but placeholders: they agree, and are no match.
-  EXPECT_FALSE(matcher.matchAudioByFeaturesAndAttributes({{0, 1}}, {{0, 2}, {0, 2}}, nullptr));
-  EXPECT_TRUE(matcher.init(nullptr));
-  EXPECT_FALSE(matcher.matchAudio(recording.engine().get()));
-  const Messages expected = {"audio data have not loaded.",
-                             "input a NULL audio data.",
-                             "audio channels = 1.",
-                             "audio sample rate = 8000.",
-                             "audio data len = 9000.",
-                             "feature extractor is NULL.",
-                             "audio features is empty.",
-                             "audio attributes is empty.",
-                             "most matched feature num is 2.",
-                             "second most matched feature num is 0.",
-                             "most matched audio discrimination is 1.000000.",
-                             "matched failed.",
-                             "input db_path is null.",
-                             "audio channels = 1.",
-                             "audio sample rate = 8000.",
-                             "audio data len = 9000.",
-                             "query data base is NULL."};
-  EXPECT_EQ(capture.messages(), expected);
-  EXPECT_TRUE(matcher.loadAudio(recording.engine().get()) && matcher.extractFeatures());
+  EXPECT_EQ(capture.messages(), (Messages{"audio data have not loaded.", "input a NULL audio data.",
+                                          "feature extractor is NULL.", "audio features is empty.",
+                                          "audio attributes is empty."}));
+  ASSERT_TRUE(matcher.init(nothing.path()));
+  EXPECT_TRUE(matcher.loadAudio(audio.get()) && matcher.extractFeatures());
   EXPECT_FALSE(matcher.getFeatures().empty());
   EXPECT_EQ(matcher.discriminationLevel(), 2);
-  ASSERT_TRUE(matcher.init(nothing.path()));
-  EXPECT_FALSE(matcher.matchAudio(recording.engine().get()));
+  EXPECT_FALSE(matcher.matchAudio(audio.get()));
+  EXPECT_EQ(matcher.outcome(), audio::MatchOutcome::kNoHits);
   const Messages messages = capture.messages();
   EXPECT_EQ(Messages(messages.end() - 2, messages.end()),
             (Messages{"hit results is empty.", "extract all hits from database failed."}));
@@ -242,23 +218,22 @@ TEST(Matcher, TellsHowAMatchEnded) {
   audio::gLogger.setEnabled(false);
   audio::AudioMatcher matcher;
   EXPECT_EQ(matcher.outcome(), MatchOutcome::kNone);
-  const Recording music(50, 1, 8000 * 4, 8000);
-  const audio::AudioDataPtr audio = music.engine();
+  const audio::AudioDataPtr audio = Recording(50, 1, 8000 * 4, 8000).engine();
   EXPECT_FALSE(matcher.matchAudio(audio.get()));
   EXPECT_EQ(matcher.outcome(), MatchOutcome::kNoDatabase);
 
   // The second audio is the first, 1.28 s later in its recording, in part.
-  audio::FeatureExtractor extractor;
-  ASSERT_TRUE(extractor.init(true) && extractor.loadAudio(audio.get()) &&
-              extractor.extractFeatures());
-  std::map<std::uint32_t, std::vector<std::uint64_t>> buckets;
-  const auto& features = extractor.getFeatures();
-  for (std::size_t i = 0; i < features.size(); ++i) {
-    buckets[features[i].hashKey].push_back(features[i].startTime);
-    if (i % 4 == 0) buckets[features[i].hashKey].push_back(1 << 14 | (features[i].startTime + 40));
+  Buckets buckets;
+  const std::vector<audio::AudioFeature> features = featuresOf(audio);
+  std::vector<audio::AudioFeature> later;
+  for (std::size_t i = 0; i < features.size(); i += 4) {
+    later.push_back({features[i].startTime + 40, features[i].hashKey});
   }
+  addEntries(buckets, 0, features);
+  addEntries(buckets, 1, later);
   const TemporaryFile file(databaseBytes({"at its start", "later"}, buckets));
   ASSERT_TRUE(matcher.init(file.path()));
+  srand48(1);
   ASSERT_TRUE(matcher.matchAudio(audio.get()));
   EXPECT_EQ(matcher.outcome(), MatchOutcome::kMatched);
   ASSERT_EQ(matcher.candidates().size(), 2u);
@@ -295,10 +270,6 @@ TEST(Matcher, TellsHowAMatchEnded) {
   EXPECT_EQ(matcher.outcome(), MatchOutcome::kNoHits);
   EXPECT_FALSE(matcher.matchAudioByFeaturesAndAttributes({{0, 1}}, {{0, 2}}, nullptr));
   EXPECT_EQ(matcher.outcome(), MatchOutcome::kNoAgreement);
-  const TemporaryFile empty(databaseBytes({"nothing"}, {}));
-  ASSERT_TRUE(matcher.init(empty.path()));
-  EXPECT_FALSE(matcher.matchAudio(audio.get()));
-  EXPECT_EQ(matcher.outcome(), MatchOutcome::kNoHits);
   // An audio index from 2^31 on is negative, and no audio.
   for (auto& [key, entries] : buckets) entries = {std::uint64_t{0x80000001} << 14};
   const TemporaryFile beyond(databaseBytes({"one"}, buckets));
@@ -310,11 +281,8 @@ TEST(Matcher, TellsHowAMatchEnded) {
 
 TEST(Matcher, TellsADamagedDatabaseFromALackOfMemory) {
   const audio::AudioDataPtr audio = Recording(50, 1, 8000 * 4, 8000).engine();
-  audio::FeatureExtractor extractor;
-  ASSERT_TRUE(extractor.init(false) && extractor.loadAudio(audio.get()) &&
-              extractor.extractFeatures());
-  // The last bucket that the query asks for claims 1 GiB and has one entry.
-  const std::uint32_t key = extractor.getFeatures().back().hashKey;
+  // A bucket that the query asks for claims 1 GiB and has one entry.
+  const std::uint32_t key = featuresOf(audio).back().hashKey;
   std::vector<std::uint8_t> bytes = databaseBytes({"damaged"}, {});
   const std::size_t record = 4 + 4 + 8 + 8 + std::size_t{4} * key;
   bytes.resize(record + 4 + 8);
@@ -335,7 +303,7 @@ TEST(Matcher, ForgetsItsHistory) {
   // Noise everywhere, so that draws decide, at a rate that is resampled.
   audio::gLogger.setEnabled(false);
   std::mt19937 random(6);
-  std::map<std::uint32_t, std::vector<std::uint64_t>> buckets;
+  Buckets buckets;
   for (std::uint32_t key = 0; key < 1u << 20; key += 3) {
     buckets[key].push_back((random() % 40) << 14 | random() % 3000);
   }
@@ -401,17 +369,9 @@ TEST(Matcher, LevelsByDiscrimination) {
 
 TEST(Matcher, EqualsTheReferenceOverSeveralQueries) {
   // Three references of music; queries are pieces of them, a stranger, silence.
-  std::map<std::uint32_t, std::vector<std::uint64_t>> buckets;
-  for (std::uint32_t audio = 0; audio < 3; ++audio) {
-    const Recording source(50 + audio, 1, 8000 * 12, 8000);
-    plain::Log ignored;
-    plain::Extractor extractor(true, ignored);
-    const plain::Audio plain_audio = source.reference(ignored);
-    ASSERT_TRUE(extractor.load(&plain_audio) && extractor.extract());
-    for (const auto& f : extractor.features)
-      buckets[f.hashKey].push_back(std::uint64_t{audio} << 14 | f.startTime);
-  }
-  const std::vector<std::uint8_t> bytes = databaseBytes({"zero", "one", "two"}, buckets);
+  std::vector<Recording> sources;
+  for (const std::uint32_t seed : {50u, 51u, 52u}) sources.emplace_back(seed, 1, 8000 * 12, 8000);
+  const std::vector<std::uint8_t> bytes = databaseOf({"zero", "one", "two"}, sources);
   const TemporaryFile file(bytes);
   plain::Log log;
   plain::Database database;
@@ -450,18 +410,9 @@ TEST(Matcher, EqualsTheReferenceOverSeveralQueries) {
 
 TEST(Matcher, ThreadsMatchAsOneDoes) {
   audio::gLogger.setEnabled(false);
-  std::map<std::uint32_t, std::vector<std::uint64_t>> buckets;
   std::vector<Recording> sources;
-  for (std::uint32_t audio = 0; audio < 4; ++audio) {
-    sources.emplace_back(50 + audio, 1, 8000 * 8, 8000);
-    audio::FeatureExtractor extractor;
-    ASSERT_TRUE(extractor.init(true) && extractor.loadAudio(sources.back().engine().get()) &&
-                extractor.extractFeatures());
-    for (const auto& f : extractor.getFeatures()) {
-      buckets[f.hashKey].push_back(std::uint64_t{audio} << 14 | f.startTime);
-    }
-  }
-  const TemporaryFile file(databaseBytes({"a", "b", "c", "d"}, buckets));
+  for (std::uint32_t seed = 50; seed < 54; ++seed) sources.emplace_back(seed, 1, 8000 * 8, 8000);
+  const TemporaryFile file(databaseOf({"a", "b", "c", "d"}, sources));
   std::vector<std::string> names(4);
   std::vector<std::thread> threads;
   for (std::size_t i = 0; i < names.size(); ++i) {
