@@ -1,6 +1,5 @@
-// A stream's parameters and packets, against a model that only counts: which
-// parameters are taken, which packet starts an analysis, and what the lists of
-// attributes hold then.
+// A stream's parameters and packets, against the plain reference: which
+// parameters and packets are taken, and what the lists of attributes hold then.
 //
 // Input: the parameters, then operations until the input or the work allowed
 // ends. Parameters: u8 (bit 7: five u32 follow: update, monitor, rate, channels,
@@ -9,15 +8,18 @@
 // three bits 0-3 a packet of eight bursts, 4 one of plain zeros, 5 null, 6 one
 // of another shape, by bits 3-5, 7 the next parameters).
 
+#include <algorithm>
+
 #include "fuzz/burst_sound.h"
-#include "fuzz/checked_stream.h"
 #include "fuzz/fuzz_input.h"
-#include "jni/pcm16.h"
+#include "stream/stream_attribute_extractor.h"
+#include "support/test_audio.h"
 
 namespace {
 
-using audiofuzz::CheckedStream;
-using Parameters = audiofuzz::StreamParameters;
+struct Parameters {
+  std::uint32_t update, monitor, rate, channels, packet_len;
+};
 
 constexpr std::uint64_t kMostBuffer = std::uint64_t{1} << 20;  // samples of all channels
 constexpr std::uint64_t kMostWork = std::uint64_t{1} << 19;    // samples analysed or copied
@@ -43,10 +45,53 @@ Parameters readParameters(audiofuzz::FuzzInput& input) {
   return wild;
 }
 
-audio::AudioDataPtr packetOf(const Parameters& shape, std::span<const std::uint8_t> bursts) {
+/// The engine's stream and the plain one, which agree call by call.
+class BothStreams {
+ public:
+  void init(const Parameters& wanted) {
+    const bool taken = engine_.init(kStreamId, wanted.update, wanted.monitor, wanted.rate,
+                                    wanted.channels, wanted.packet_len);
+    FUZZ_REQUIRE(taken == plain_.init(kStreamId, wanted.update, wanted.monitor, wanted.rate,
+                                      wanted.channels, wanted.packet_len));
+    if (taken) parameters_ = wanted;
+  }
+
+  /// Those last taken.
+  const Parameters& parameters() const { return parameters_; }
+
+  /// Null is no packet. Returns the samples that an analysis worked on.
+  std::uint64_t push(const audio::AudioDataPtr& packet, const plain::Audio* same) {
+    const std::size_t analyses = plain_.analyses.size();
+    FUZZ_REQUIRE(engine_.update(packet.get()) == plain_.update(same));
+    using testing_support::asPlain;
+    FUZZ_REQUIRE(asPlain<plain::Attribute>(engine_.currentAttributes()) == plain_.current);
+    FUZZ_REQUIRE(asPlain<plain::Attribute>(engine_.expiredAttributes()) == plain_.expired);
+    if (plain_.analyses.size() == analyses) return 0;
+    // The whole buffer, and what it comes to at the engine's rate.
+    return std::uint64_t{plain_.buffer_packets} * plain_.packet_len * plain_.channels + 40'000;
+  }
+
+ private:
+  static constexpr std::uint32_t kStreamId = 0xfedcba98;
+
+  plain::Log log_;
+  audio::StreamAttributeExtractor engine_;
+  plain::Stream plain_{log_};
+  Parameters parameters_{1, 1, 8000, 1, 800};
+};
+
+/// Returns the samples that were worked on.
+std::uint64_t pushBursts(BothStreams& streams, const Parameters& shape,
+                         std::span<const std::uint8_t> bursts) {
   const auto samples =
       audiofuzz::burstSound(bursts, shape.channels, shape.packet_len, shape.packet_len / 8 + 1);
-  return audio::pcm16ToAudioData(samples.data(), {shape.channels, shape.packet_len, shape.rate});
+  plain::Log log;
+  const plain::Audio same =
+      plain::fromPcm(samples.data(), shape.channels, shape.packet_len, shape.rate, log);
+  const audio::AudioDataPtr packet =
+      audio::pcm16ToAudioData(samples.data(), {shape.channels, shape.packet_len, shape.rate});
+  FUZZ_REQUIRE(packet);
+  return samples.size() + streams.push(packet, &same);
 }
 
 }  // namespace
@@ -54,31 +99,25 @@ audio::AudioDataPtr packetOf(const Parameters& shape, std::span<const std::uint8
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   audiofuzz::beginRun(data, size);
   audiofuzz::FuzzInput input(data, size);
-  CheckedStream stream;
-  stream.init(readParameters(input));
+  BothStreams streams;
+  streams.init(readParameters(input));
   std::uint64_t work = 0;
   while (!input.empty() && work < kMostWork) {
     const std::uint8_t operation = input.u8();
-    Parameters shape = stream.parameters();
     work += 4096;
     if ((operation & 7) == 5) {
-      stream.pushNull();
+      streams.push(nullptr, nullptr);
     } else if ((operation & 7) == 7) {
-      stream.init(readParameters(input));
+      streams.init(readParameters(input));
     } else {
-      if (!stream.open()) shape = {1, 1, 8000, 1, 800};
+      Parameters shape = streams.parameters();
       if ((operation & 7) == 6) {
         shape.channels += operation >> 3 & 1U;
         shape.packet_len += operation >> 4 & 1U;
         shape.rate += operation >> 5 & 1U;
       }
       const auto bursts = (operation & 7) < 4 ? input.bytes(8) : std::span<const std::uint8_t>();
-      const audio::AudioDataPtr packet = packetOf(shape, bursts);
-      FUZZ_REQUIRE(packet);
-      const std::uint64_t samples = std::uint64_t{shape.packet_len} * shape.channels;
-      work += samples;
-      // An analysis works on the whole buffer at the engine's rate.
-      if (stream.push(*packet)) work += 40'000 + samples * stream.parameters().bufferPackets();
+      work += pushBursts(streams, shape, bursts);
     }
   }
   return 0;
