@@ -111,8 +111,18 @@ TEST_F(AllocationFailure, WhileMatching) {
        "spectrogram run failed", "alloc spectrogram mag failed.", "set resampler failed."},
       [&] {
         audio::AudioMatcher matcher;
-        return matcher.init(database_.path()) && matcher.matchAudio(audio_.get()) &&
-               matcher.bestMatchName() == "the one";
+        bool matched = false;
+        try {
+          matched = matcher.init(database_.path()) && matcher.matchAudio(audio_.get());
+        } catch (const std::bad_alloc&) {
+        }
+        if (matched) return matcher.bestMatchName() == "the one";
+        EXPECT_TRUE(matcher.databaseState() == audio::DatabaseState::kWhole ||
+                    matcher.databaseState() == audio::DatabaseState::kOutOfMemory);
+        // Without an extractor nothing was matched.
+        EXPECT_TRUE(matcher.outcome() == audio::MatchOutcome::kOutOfMemory ||
+                    matcher.outcome() == audio::MatchOutcome::kNone);
+        return false;
       });
   audio::AudioMatcher matcher;
   ASSERT_TRUE(matcher.init(database_.path()));
@@ -125,29 +135,6 @@ TEST_F(AllocationFailure, WhileMatching) {
             }),
             20);
   EXPECT_EQ(matcher.bestMatchName(), "the one");
-}
-
-TEST_F(AllocationFailure, LeavesAnOutcomeBehind) {
-  for (long n = 1;; ++n) {
-    audio::AudioMatcher matcher;
-    failing = n;
-    bool done = false;
-    try {
-      done = matcher.init(database_.path()) && matcher.matchAudio(audio_.get());
-    } catch (const std::bad_alloc&) {
-    }
-    const bool reached = failing == 0;
-    failing = 0;
-    if (!reached) break;
-    // A block of the file's size that can't be had is made smaller.
-    if (done) continue;
-    const bool loaded = matcher.databaseState() == audio::DatabaseState::kWhole;
-    ASSERT_TRUE(loaded || matcher.databaseState() == audio::DatabaseState::kOutOfMemory) << n;
-    // Without an extractor nothing was matched.
-    ASSERT_TRUE(matcher.outcome() == audio::MatchOutcome::kOutOfMemory ||
-                matcher.outcome() == audio::MatchOutcome::kNone)
-        << n;
-  }
 }
 
 using Attributes = std::vector<audio::AudioAttribute>;
