@@ -22,7 +22,7 @@ struct Parameters {
 };
 
 constexpr std::uint64_t kMostBuffer = std::uint64_t{1} << 20;  // samples of all channels
-constexpr std::uint64_t kMostWork = std::uint64_t{1} << 19;    // samples analysed or copied
+constexpr std::uint64_t kMostWork = std::uint64_t{1} << 18;    // samples analysed or copied
 
 Parameters readParameters(audiofuzz::FuzzInput& input) {
   const std::uint8_t bits = input.u8();
