@@ -234,6 +234,8 @@ TEST_F(Boundary, PacketsHaveExactlyTheirLength) {
                              "audio data len = 40000."};
   EXPECT_EQ(update(handle, packet, 1, 40000), std::nullopt);
   EXPECT_EQ(messages_, taken_in);
+  EXPECT_EQ(update(handle, packet, 1, 40000, kRate + 1), std::nullopt);
+  EXPECT_EQ(messages_.back(), "input packet does not match the stream.");
   const auto attributes = update(handle, packet, 1, 40000);
   ASSERT_NE(attributes, std::nullopt);
   expectMessages(taken_in,

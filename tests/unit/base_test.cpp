@@ -100,6 +100,7 @@ TEST(Parameters, ARefusedOneTakesNothingAway) {
   {
     audio::IntParameter first(1, "a display name", "", true, &registry);
     EXPECT_TRUE(first.debugNamed());
+    EXPECT_TRUE(audio::DoubleParameter(1, "to debug", "", true, &registry).debugNamed());
     {
       audio::IntParameter second(2, "a display name", "", true, &registry);
       EXPECT_EQ(registry.int_parameters_.at("a display name"), &first);

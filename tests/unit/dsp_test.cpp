@@ -85,6 +85,13 @@ TEST(SpectrogramGeneratorTest, RefusesWhatItCantFrame) {
   EXPECT_FALSE(generator.run());
   ASSERT_TRUE(generator.init(samples.data(), 2000, 8000, 64, 0));
   EXPECT_FALSE(generator.run());
+  std::complex<float> out[512] = {};
+  ASSERT_TRUE(generator.init(samples.data(), 2000, 8000, 64, 32));
+  EXPECT_TRUE(generator.applyWindow(samples.data(), 512, out));
+  EXPECT_FALSE(generator.applyWindow(nullptr, 512, out));
+  EXPECT_FALSE(generator.applyWindow(samples.data(), 512, nullptr));
+  EXPECT_FALSE(generator.applyWindow(samples.data(), 511, out));
+  EXPECT_FALSE(SpectrogramGenerator().applyWindow(samples.data(), 512, out));
   ASSERT_TRUE(generator.init(samples.data(), 2000, 1000, 5, 2));  // odd length
   EXPECT_EQ(generator.bins(), 3u);
   EXPECT_TRUE(generator.run());
