@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <new>
 
 #include "base/logger.h"
 #include "jni/export.h"
@@ -28,7 +27,7 @@ Java_com_vexa_norvu_kestr_audiomatch_AudioAttributeExtractor_nativeInit(
     JNIEnv*, jobject, jlong streamId, jlong updateRate, jlong monitorDuration, jlong sampleRate,
     jlong channels, jlong packetLen) {
   return guarded<jlong>(0, [&]() -> jlong {
-    std::unique_ptr<StreamExtractor> extractor(new (std::nothrow) StreamAttributeExtractor);
+    std::unique_ptr<StreamExtractor> extractor = makeForHandle<StreamAttributeExtractor>();
     if (!extractor) return 0;
     const auto low32 = [](jlong number) { return static_cast<std::uint32_t>(number); };
     if (!extractor->init(low32(streamId), low32(updateRate), low32(monitorDuration),

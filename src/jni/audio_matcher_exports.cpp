@@ -1,7 +1,6 @@
 // The natives of the Java class AudioMatcher.
 
 #include <memory>
-#include <new>
 #include <string>
 
 #include "base/logger.h"
@@ -52,7 +51,7 @@ Java_com_vexa_norvu_kestr_audiomatch_AudioMatcher_nativeSetNativeVerbose(JNIEnv*
 extern "C" JNIEXPORT jlong JNICALL
 Java_com_vexa_norvu_kestr_audiomatch_AudioMatcher_nativeInit(JNIEnv* env, jobject, jstring dbPath) {
   return guarded<jlong>(0, [&]() -> jlong {
-    std::unique_ptr<AudioMatcher> matcher(new (std::nothrow) AudioMatcher);
+    std::unique_ptr<AudioMatcher> matcher = makeForHandle<AudioMatcher>();
     if (!matcher) {
       logMessage("alloc matcher failed.");
       return 0;

@@ -3,6 +3,8 @@
 #include <jni.h>
 
 #include <cstdint>
+#include <memory>
+#include <new>
 #include <utility>
 
 #include "base/logger.h"
@@ -35,9 +37,19 @@ jlong toHandle(Object* object) noexcept {
   return static_cast<jlong>(reinterpret_cast<std::intptr_t>(object));
 }
 
-/// The object of a handle. A handle whose low 32 bits are 0 is null, on 32-bit
-/// and 64-bit machines alike; no allocator places an object at such an address,
-/// which its own bookkeeping precedes.
+/// A new object that a handle can stand for, or null when memory is short.
+///
+/// A handle whose low 32 bits are 0 is null, on 32-bit and 64-bit machines
+/// alike, and some allocators do place objects at such addresses. Those that
+/// they did are held until another stands elsewhere.
+template <typename Object>
+std::unique_ptr<Object> makeForHandle() noexcept {
+  std::unique_ptr<Object> object(new (std::nothrow) Object);
+  if (!object || static_cast<std::uint32_t>(toHandle(object.get())) != 0) return object;
+  return makeForHandle<Object>();
+}
+
+/// The object of a handle; null for a handle whose low 32 bits are 0.
 template <typename Object>
 Object* fromHandle(jlong handle) noexcept {
   if (static_cast<std::uint32_t>(handle) == 0) return nullptr;

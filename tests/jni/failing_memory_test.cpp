@@ -3,8 +3,10 @@
 // same object does the job afterwards.
 
 #include <dlfcn.h>
+#include <sys/mman.h>
 
 #include <set>
+#include <utility>
 
 #include "jni/exports.h"
 #include "jni/native_test.h"
@@ -22,10 +24,17 @@ bool inLibrary(const void* code) {
          dladdr(code, &place) != 0 && place.dli_fbase == library.dli_fbase;
 }
 
+/// Where the library's next object is to stand, if anywhere.
+thread_local void* place_next = nullptr;
+
 }  // namespace
 
 void* testing_support::allocate(std::size_t size, const void* caller) noexcept {
-  return inLibrary(caller) && fails() ? nullptr : std::malloc(size);
+  if (inLibrary(caller)) {
+    if (place_next) return std::exchange(place_next, nullptr);
+    if (fails()) return nullptr;
+  }
+  return std::malloc(size);
 }
 
 namespace {
@@ -86,6 +95,25 @@ TEST_F(FailingMemory, WhileOpeningAndMatching) {
       [&] { return matcher::match(env(), nullptr, handle, samples_, 1, kFrames, kRate, level); },
       std::optional<std::string>(""), {"out of memory.", "prepare audio data failed."});
   matcher::release(env(), nullptr, handle);
+}
+
+TEST_F(FailingMemory, AnAddressThatIsNoHandleIsNotUsed) {
+  // 3 × 2^32: its low 32 bits, those of a null handle, are 0.
+  void* const place = reinterpret_cast<void*>(std::uintptr_t{3} << 32);
+  foreign = mmap(place, 65536, PROT_READ | PROT_WRITE,
+                 MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
+  if (foreign != place) GTEST_SKIP() << "the address is taken";
+  for (int i = 0; i < 2; ++i) {
+    place_next = place;
+    const jlong handle = i == 0
+                             ? matcher::init(env(), nullptr, nullptr)
+                             : attribute_extractor::init(env(), nullptr, 1, 1, 2, kRate, 1, 1600);
+    EXPECT_EQ(place_next, nullptr);
+    EXPECT_NE(static_cast<std::uint32_t>(handle), 0u);
+    i == 0 ? matcher::release(env(), nullptr, handle)
+           : attribute_extractor::release(env(), nullptr, handle);
+  }
+  munmap(place, 65536);
 }
 
 TEST_F(FailingMemory, WhileServing) {

@@ -21,6 +21,13 @@ inline void* allocateOrThrow(std::size_t size, const void* caller) {
   throw std::bad_alloc();
 }
 
+/// Memory that isn't malloc's, hence not to be freed.
+inline thread_local void* foreign = nullptr;
+
+inline void release(void* memory) noexcept {
+  if (memory != foreign) std::free(memory);
+}
+
 }  // namespace testing_support
 
 #define CALLER __builtin_return_address(0)
@@ -38,9 +45,13 @@ void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
 #ifndef __clang__
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 #endif
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
-void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+void operator delete(void* memory) noexcept { testing_support::release(memory); }
+void operator delete[](void* memory) noexcept { testing_support::release(memory); }
+void operator delete(void* memory, std::size_t) noexcept { testing_support::release(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { testing_support::release(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
+  testing_support::release(memory);
+}
+void operator delete[](void* memory, const std::nothrow_t&) noexcept {
+  testing_support::release(memory);
+}
