@@ -287,7 +287,8 @@ TEST(Matcher, TellsADamagedDatabaseFromALackOfMemory) {
   const std::size_t record = 4 + 4 + 8 + 8 + std::size_t{4} * key;
   bytes.resize(record + 4 + 8);
   const std::uint32_t claim = 1u << 27;
-  for (std::size_t i = 0; i < 4; ++i) bytes[record + i] = static_cast<std::uint8_t>(claim >> (8 * i));
+  for (std::size_t i = 0; i < 4; ++i)
+    bytes[record + i] = static_cast<std::uint8_t>(claim >> (8 * i));
   const TemporaryFile file(bytes);
   LogCapture capture;
   audio::AudioMatcher matcher;
