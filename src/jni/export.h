@@ -40,8 +40,8 @@ jlong toHandle(Object* object) noexcept {
 /// A new object that a handle can stand for, or null when memory is short.
 ///
 /// A handle whose low 32 bits are 0 is null, on 32-bit and 64-bit machines
-/// alike, and some allocators do place objects at such addresses. Those that
-/// they did are held until another stands elsewhere.
+/// alike, and some allocators place objects at such addresses. An object that
+/// stands there holds its place until another stands elsewhere.
 template <typename Object>
 std::unique_ptr<Object> makeForHandle() noexcept {
   std::unique_ptr<Object> object(new (std::nothrow) Object);
