@@ -17,12 +17,12 @@
 #include "fuzz/memory_file.h"
 #include "match/database/byte_source.h"
 #include "match/database/database_format.h"
-#include "tool/audio_reader.h"
-#include "tool/errors.h"
-#include "tool/interrupt.h"
-#include "tool/packet_source.h"
-#include "tool/recording.h"
-#include "tool/recording_parts.h"
+#include "tool/base/errors.h"
+#include "tool/base/interrupt.h"
+#include "tool/input/audio_reader.h"
+#include "tool/input/packet_source.h"
+#include "tool/input/recording.h"
+#include "tool/input/recording_parts.h"
 
 namespace {
 

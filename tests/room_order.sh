@@ -15,14 +15,21 @@ forbid() {
 # only WHERE WHY PATTERN FOLDER: lines that match may stand in one file only.
 only() { forbid "$2" --exclude="$1" "$3" "$4"; }
 
-rooms=(base dsp feature match/database match/scoring match stream jni)
-for i in "${!rooms[@]}"; do
-  files=$(find "src/${rooms[i]}" -maxdepth 1 -type f)
-  for later in "${rooms[@]:i+1}"; do
-    # shellcheck disable=SC2086
-    forbid "${rooms[i]} comes before $later" "#include \"$later/[^/]*\"" $files
+# in_order FOLDER PREFIX ROOM...: a room includes only those before it.
+in_order() {
+  local folder=$1 prefix=$2 files later
+  shift 2
+  while [ $# -gt 0 ]; do
+    files=$(find "$folder/$1" -maxdepth 1 -type f)
+    for later in "${@:2}"; do
+      # shellcheck disable=SC2086
+      forbid "$1 comes before $later" "#include \"$prefix$later/[^/]*\"" $files
+    done
+    shift
   done
-done
+}
+in_order src "" base dsp feature match/database match/scoring match stream jni
+in_order tool tool/ base output input keeping picture verbs
 forbid "Java ends at jni" --exclude-dir=jni '#include <jni\.h>' src tool
 forbid "the transform is dsp's own" --exclude-dir=dsp '#include <kiss_fft' src tool
 forbid "the engine knows no tool" '#include "(tool|tests|bench|fuzz)/' src

@@ -7,9 +7,9 @@
 #include <exception>
 #include <new>
 
-#include "tool/commands.h"
-#include "tool/errors.h"
-#include "tool/interrupt.h"
+#include "tool/base/errors.h"
+#include "tool/base/interrupt.h"
+#include "tool/verbs/commands.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <filesystem>
 
 #include "support/expect_same_features.h"
-#include "tool/audio_reader.h"
+#include "tool/input/audio_reader.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // A file that appears whole or not at all.
 
-#include "tool/atomic_file.h"
+#include "tool/keeping/atomic_file.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -8,7 +8,7 @@
 #include <csignal>
 
 #include "tests/tool/tool_files.h"
-#include "tool/errors.h"
+#include "tool/base/errors.h"
 
 namespace {
 

@@ -1,13 +1,13 @@
 // Files as a recorder would have delivered them, and files that lie.
 
-#include "tool/audio_reader.h"
+#include "tool/input/audio_reader.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
 #include "tests/tool/tool_files.h"
-#include "tool/recording.h"
+#include "tool/input/recording.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Which of an audio's features become database entries.
 
-#include "tool/entry_selection.h"
+#include "tool/keeping/entry_selection.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Long recordings in parts, on both sides of the limit.
 
-#include "tool/recording_parts.h"
+#include "tool/input/recording_parts.h"
 
 #include <gtest/gtest.h>
 
@@ -9,8 +9,8 @@
 #include "feature/feature_extractor.h"
 #include "support/test_audio.h"
 #include "tests/tool/tool_files.h"
-#include "tool/entry_selection.h"
-#include "tool/reference_analysis.h"
+#include "tool/keeping/entry_selection.h"
+#include "tool/keeping/reference_analysis.h"
 
 namespace {
 

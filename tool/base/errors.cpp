@@ -1,4 +1,4 @@
-#include "tool/errors.h"
+#include "tool/base/errors.h"
 
 #include <cstdio>
 

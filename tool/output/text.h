@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "tool/interrupt.h"
+#include "tool/base/interrupt.h"
 
 namespace audiomatch {
 

@@ -7,7 +7,7 @@
 
 #include "base/audio_data.h"
 #include "feature/extraction_outcome.h"
-#include "tool/audio_reader.h"
+#include "tool/input/audio_reader.h"
 
 namespace audiomatch {
 

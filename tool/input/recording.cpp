@@ -1,4 +1,4 @@
-#include "tool/recording.h"
+#include "tool/input/recording.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "jni/pcm16.h"
-#include "tool/errors.h"
+#include "tool/base/errors.h"
 
 namespace audiomatch {
 namespace {

@@ -1,9 +1,9 @@
-#include "tool/index_report.h"
+#include "tool/keeping/index_report.h"
 
 #include <fmt/core.h>
 
-#include "tool/table.h"
-#include "tool/text.h"
+#include "tool/output/table.h"
+#include "tool/output/text.h"
 
 namespace audiomatch {
 

@@ -7,12 +7,12 @@
 #include "base/analysis_grid.h"
 #include "feature/feature_extractor.h"
 #include "feature/land_mark.h"
-#include "tool/atomic_file.h"
-#include "tool/commands.h"
-#include "tool/errors.h"
-#include "tool/recording.h"
-#include "tool/spectrogram_picture.h"
-#include "tool/text.h"
+#include "tool/base/errors.h"
+#include "tool/input/recording.h"
+#include "tool/keeping/atomic_file.h"
+#include "tool/output/text.h"
+#include "tool/picture/spectrogram_picture.h"
+#include "tool/verbs/commands.h"
 
 namespace audiomatch {
 namespace {

@@ -1,4 +1,4 @@
-#include "tool/recording_parts.h"
+#include "tool/input/recording_parts.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,7 +6,7 @@
 #include "base/analysis_grid.h"
 #include "feature/audio_land_mark_finder.h"
 #include "match/database/database_format.h"
-#include "tool/recording.h"
+#include "tool/input/recording.h"
 
 namespace audiomatch {
 namespace {

@@ -1,4 +1,4 @@
-#include "tool/input_files.h"
+#include "tool/input/input_files.h"
 
 #include <fmt/core.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "tool/interrupt.h"
+#include "tool/base/interrupt.h"
 
 #include <fcntl.h>
 #include <poll.h>

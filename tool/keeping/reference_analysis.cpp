@@ -1,4 +1,4 @@
-#include "tool/reference_analysis.h"
+#include "tool/keeping/reference_analysis.h"
 
 #include <new>
 #include <utility>
@@ -6,12 +6,12 @@
 #include "feature/audio_feature.h"
 #include "feature/feature_extractor.h"
 #include "match/database/database_format.h"
-#include "tool/audio_reader.h"
-#include "tool/entry_selection.h"
-#include "tool/errors.h"
-#include "tool/interrupt.h"
-#include "tool/recording.h"
-#include "tool/recording_parts.h"
+#include "tool/base/errors.h"
+#include "tool/base/interrupt.h"
+#include "tool/input/audio_reader.h"
+#include "tool/input/recording.h"
+#include "tool/input/recording_parts.h"
+#include "tool/keeping/entry_selection.h"
 
 namespace audiomatch {
 namespace {

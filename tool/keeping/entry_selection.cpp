@@ -1,4 +1,4 @@
-#include "tool/entry_selection.h"
+#include "tool/keeping/entry_selection.h"
 
 #include <algorithm>
 #include <map>

@@ -1,4 +1,4 @@
-#include "tool/commands.h"
+#include "tool/verbs/commands.h"
 
 #include "base/logger.h"
 

@@ -1,4 +1,4 @@
-#include "tool/spectrogram_picture.h"
+#include "tool/picture/spectrogram_picture.h"
 
 #include <cairo.h>
 #include <fmt/core.h>
@@ -13,8 +13,8 @@
 #include "base/analysis_grid.h"
 #include "base/audio_data.h"
 #include "feature/audio_land_mark_finder.h"
-#include "tool/errors.h"
-#include "tool/spectrogram_axes.h"
+#include "tool/base/errors.h"
+#include "tool/picture/spectrogram_axes.h"
 
 namespace audiomatch {
 namespace {

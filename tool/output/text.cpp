@@ -1,4 +1,4 @@
-#include "tool/text.h"
+#include "tool/output/text.h"
 
 #include <fmt/core.h>
 #include <poll.h>
@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "tool/errors.h"
+#include "tool/base/errors.h"
 
 namespace audiomatch {
 namespace {

@@ -7,7 +7,7 @@
 
 #include "feature/land_mark.h"
 #include "feature/local_max_detection.h"
-#include "tool/recording.h"
+#include "tool/input/recording.h"
 
 namespace audiomatch {
 

@@ -7,12 +7,12 @@
 #include "base/analysis_grid.h"
 #include "stream/stream_attribute_extractor.h"
 #include "stream/stream_grid.h"
-#include "tool/commands.h"
-#include "tool/errors.h"
-#include "tool/interrupt.h"
-#include "tool/packet_source.h"
-#include "tool/recording.h"
-#include "tool/text.h"
+#include "tool/base/errors.h"
+#include "tool/base/interrupt.h"
+#include "tool/input/packet_source.h"
+#include "tool/input/recording.h"
+#include "tool/output/text.h"
+#include "tool/verbs/commands.h"
 
 namespace audiomatch {
 namespace {

@@ -6,8 +6,8 @@
 #include <memory>
 #include <vector>
 
-#include "tool/audio_reader.h"
-#include "tool/interrupt.h"
+#include "tool/base/interrupt.h"
+#include "tool/input/audio_reader.h"
 
 namespace audiomatch {
 

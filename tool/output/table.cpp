@@ -1,8 +1,8 @@
-#include "tool/table.h"
+#include "tool/output/table.h"
 
 #include <algorithm>
 
-#include "tool/text.h"
+#include "tool/output/text.h"
 
 namespace audiomatch {
 namespace {

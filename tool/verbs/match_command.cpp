@@ -9,11 +9,11 @@
 #include <vector>
 
 #include "match/audio_matcher.h"
-#include "tool/commands.h"
-#include "tool/errors.h"
-#include "tool/recording.h"
-#include "tool/table.h"
-#include "tool/text.h"
+#include "tool/base/errors.h"
+#include "tool/input/recording.h"
+#include "tool/output/table.h"
+#include "tool/output/text.h"
+#include "tool/verbs/commands.h"
 
 namespace audiomatch {
 namespace {

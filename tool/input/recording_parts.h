@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "base/audio_data.h"
-#include "tool/audio_reader.h"
+#include "tool/input/audio_reader.h"
 
 namespace audiomatch {
 

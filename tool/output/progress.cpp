@@ -1,4 +1,4 @@
-#include "tool/progress.h"
+#include "tool/output/progress.h"
 
 #include <unistd.h>
 

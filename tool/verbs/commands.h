@@ -3,7 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <functional>
 
-#include "tool/errors.h"
+#include "tool/base/errors.h"
 
 namespace audiomatch {
 

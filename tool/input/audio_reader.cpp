@@ -1,4 +1,4 @@
-#include "tool/audio_reader.h"
+#include "tool/input/audio_reader.h"
 
 #include <fcntl.h>
 #include <fmt/core.h>
@@ -12,8 +12,8 @@
 #include <string>
 
 #include "base/analysis_grid.h"
-#include "tool/errors.h"
-#include "tool/interrupt.h"
+#include "tool/base/errors.h"
+#include "tool/base/interrupt.h"
 
 namespace audiomatch {
 namespace {

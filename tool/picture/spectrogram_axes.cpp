@@ -1,4 +1,4 @@
-#include "tool/spectrogram_axes.h"
+#include "tool/picture/spectrogram_axes.h"
 
 #include <fmt/core.h>
 

@@ -1,4 +1,4 @@
-#include "tool/packet_source.h"
+#include "tool/input/packet_source.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "base/little_endian.h"
-#include "tool/errors.h"
+#include "tool/base/errors.h"
 
 namespace audiomatch {
 

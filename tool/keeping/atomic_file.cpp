@@ -1,4 +1,4 @@
-#include "tool/atomic_file.h"
+#include "tool/keeping/atomic_file.h"
 
 #include <fcntl.h>
 #include <fmt/core.h>
@@ -10,7 +10,7 @@
 #include <cstring>
 #include <utility>
 
-#include "tool/errors.h"
+#include "tool/base/errors.h"
 
 namespace audiomatch {
 namespace {
