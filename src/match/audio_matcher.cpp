@@ -18,10 +18,7 @@ AudioMatcher::~AudioMatcher() {
 }
 
 bool AudioMatcher::init(const char* dbPath) {
-  database_.reset();
-  database_state_ = DatabaseState::kNotLoaded;
-  opening_error_ = 0;
-  audio_loaded_ = false;
+  dropDatabase();
   if (!dbPath) {
     logMessage("input db_path is null.");
   } else if (!loadDatabase(dbPath)) {
@@ -30,11 +27,27 @@ bool AudioMatcher::init(const char* dbPath) {
   return initFeatureExtractor();
 }
 
+bool AudioMatcher::init(std::shared_ptr<const AudioDatabase> database) {
+  dropDatabase();
+  if (database) database_state_ = database->state();
+  database_ = std::move(database);
+  return initFeatureExtractor();
+}
+
+void AudioMatcher::dropDatabase() noexcept {
+  database_.reset();
+  database_state_ = DatabaseState::kNotLoaded;
+  opening_error_ = 0;
+  audio_loaded_ = false;
+}
+
 bool AudioMatcher::loadDatabase(const char* dbPath) {
   // What a failed allocation leaves behind.
   database_state_ = DatabaseState::kOutOfMemory;
-  std::unique_ptr<AudioDatabase> database(new (std::nothrow) AudioDatabase);
-  if (!database) {
+  std::shared_ptr<AudioDatabase> database;
+  try {
+    database = std::make_shared<AudioDatabase>();
+  } catch (const std::bad_alloc&) {
     logMessage("alloc database failed.");
     return false;
   }
@@ -90,13 +103,22 @@ bool AudioMatcher::extractFeatures() {
 
 bool AudioMatcher::matchAudio(const AudioData* audioData) {
   startMatch();
-  if (!database_) {
-    logMessage("query data base is NULL.");
-    return ended(MatchOutcome::kNoDatabase);
-  }
+  if (!hasDatabase()) return false;
   if (!loadAudio(audioData) || !extractFeatures()) {
     return ended(audioData ? whyNoFeatures() : MatchOutcome::kNoRecording);
   }
+  return lookUpAndScore();
+}
+
+bool AudioMatcher::matchFeatures(std::vector<AudioFeature> features) {
+  startMatch();
+  if (!hasDatabase() || !hasFeatures(features)) return false;
+  features_ = std::move(features);
+  return lookUpAndScore();
+}
+
+/// Matches the features that there are against the database that there is.
+bool AudioMatcher::lookUpAndScore() {
   std::vector<AudioHashHit> hits;
   try {
     if (!database_->extractHits(features_, hits)) {
@@ -122,10 +144,7 @@ bool AudioMatcher::matchAudioByFeaturesAndAttributes(const std::vector<AudioFeat
                                                      const std::vector<AudioAttribute>& attributes,
                                                      float* discrimination) {
   startMatch();
-  if (features.empty()) {
-    logMessage("audio features is empty.");
-    return ended(MatchOutcome::kNoFeatures);
-  }
+  if (!hasFeatures(features)) return false;
   if (attributes.empty()) {
     logMessage("audio attributes is empty.");
     return ended(MatchOutcome::kNoHits);
@@ -145,6 +164,20 @@ void AudioMatcher::startMatch() noexcept {
   outcome_ = MatchOutcome::kOutOfMemory;
   candidates_.clear();
   hit_count_ = 0;
+}
+
+/// Ends a match that has no database to look into.
+bool AudioMatcher::hasDatabase() noexcept {
+  if (database_) return true;
+  logMessage("query data base is NULL.");
+  return ended(MatchOutcome::kNoDatabase);
+}
+
+/// Ends a match that was given nothing to look for.
+bool AudioMatcher::hasFeatures(const std::vector<AudioFeature>& features) noexcept {
+  if (!features.empty()) return true;
+  logMessage("audio features is empty.");
+  return ended(MatchOutcome::kNoFeatures);
 }
 
 /// Notes how a match ended; true for a success.

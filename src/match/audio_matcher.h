@@ -42,6 +42,10 @@ class AudioMatcher {
   /// is short.
   bool init(const char* dbPath);
 
+  /// The same with a database that several matchers share: loaded before, only
+  /// read from here on. Null is no database. `databaseState` is then its own.
+  bool init(std::shared_ptr<const AudioDatabase> database);
+
   /// Forgets every recording before, so that what follows depends on nothing
   /// but its own recording: the resampler starts afresh, and the random draws
   /// are from here on a sequence of the matcher's own, at its start. False,
@@ -64,6 +68,11 @@ class AudioMatcher {
   /// Loads, extracts, looks up and scores. Fails, with messages, as its steps
   /// do and when there is no database or no hit; `outcome` tells why.
   bool matchAudio(const AudioData* audioData);
+
+  /// Looks up and scores features that were extracted before, as matchAudio
+  /// does behind its extraction. Fails, with messages, without a database, for
+  /// no features and when there is no hit; `outcome` tells why.
+  bool matchFeatures(std::vector<AudioFeature> features);
 
   /// Scores features with the entries found for them, expected in feature
   /// order (see attributeHits). Fails, with a message, when a list is empty or
@@ -101,7 +110,7 @@ class AudioMatcher {
   /// Number of hits that the last match collected.
   std::size_t hitCount() const noexcept { return hit_count_; }
 
-  /// The database, or null; owned by the matcher.
+  /// The database, or null; the matcher keeps it alive.
   const AudioDatabase* database() const noexcept { return database_.get(); }
 
   /// What became of the database that the last `init` was given, and the
@@ -110,17 +119,21 @@ class AudioMatcher {
   int openingError() const noexcept { return opening_error_; }
 
  private:
+  void dropDatabase() noexcept;
   bool loadDatabase(const char* dbPath);
   bool initFeatureExtractor();
   void startMatch() noexcept;
   bool ended(MatchOutcome outcome) noexcept;
+  bool hasDatabase() noexcept;
+  bool hasFeatures(const std::vector<AudioFeature>& features) noexcept;
   MatchOutcome whyNoFeatures() const noexcept;
+  bool lookUpAndScore();
   std::int32_t scoreHits(std::span<const AudioHashHit> hits);
 
   bool audio_loaded_ = false;
   const AudioData* audio_data_ = nullptr;
   std::int32_t best_match_index_ = -1;
-  std::unique_ptr<AudioDatabase> database_;
+  std::shared_ptr<const AudioDatabase> database_;
   std::vector<AudioFeature> features_;
   std::unique_ptr<FeatureExtractor> feature_extractor_;
   float discrimination_ = 1.0f;

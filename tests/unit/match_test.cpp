@@ -331,6 +331,20 @@ TEST(Matcher, ForgetsItsHistory) {
   lrand48();
   ASSERT_TRUE(matcher.forgetHistory());
   EXPECT_EQ(answer(), first);
+
+  // Another matcher, with the database of somebody else and features ready made.
+  auto shared = std::make_shared<audio::AudioDatabase>();
+  ASSERT_TRUE(shared->load(file.path()));
+  audio::AudioMatcher sharing;
+  EXPECT_FALSE(sharing.matchFeatures(matcher.getFeatures()));
+  EXPECT_EQ(sharing.outcome(), audio::MatchOutcome::kNoDatabase);
+  ASSERT_TRUE(sharing.init(shared) && sharing.forgetHistory());
+  EXPECT_EQ(sharing.databaseState(), audio::DatabaseState::kWhole);
+  EXPECT_FALSE(sharing.matchFeatures({}));
+  EXPECT_EQ(sharing.outcome(), audio::MatchOutcome::kNoFeatures);
+  ASSERT_TRUE(sharing.matchFeatures(matcher.getFeatures()));
+  EXPECT_EQ(sharing.bestMatchName(), matcher.bestMatchName());
+  EXPECT_EQ(sharing.candidates()[0].offset, matcher.candidates()[0].offset);
   audio::gLogger.setEnabled(true);
 }
 
