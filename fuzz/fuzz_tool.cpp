@@ -19,10 +19,9 @@
 #include "match/database/database_format.h"
 #include "tool/base/errors.h"
 #include "tool/base/interrupt.h"
-#include "tool/input/audio_reader.h"
-#include "tool/input/packet_source.h"
 #include "tool/input/recording.h"
 #include "tool/input/recording_parts.h"
+#include "tool/input/sound_source.h"
 
 namespace {
 
@@ -31,17 +30,17 @@ constexpr std::size_t kMostSamples = std::size_t{1} << 20;
 
 /// Reads up to the bounds, in uneven blocks. Returns whether that was all.
 bool readThrough(const std::string& path) {
-  audiomatch::AudioReader reader(path);
-  const std::size_t channels = reader.channels();
+  const auto sound = audiomatch::openSound(path);
+  const std::size_t channels = sound->channels();
   std::vector<std::int16_t> samples;
   for (std::size_t block = 1; samples.size() < kMostSamples; block = block * 3 + 1) {
     const std::size_t wanted = std::min(block, kMostSamples / channels + 1);
     const std::size_t old_size = samples.size();
-    const std::size_t came = reader.read(samples, wanted);
+    const std::size_t came = sound->read(samples, wanted);
     FUZZ_REQUIRE(came <= wanted && samples.size() == old_size + came * channels);
-    FUZZ_REQUIRE(reader.position() == samples.size() / channels);
+    FUZZ_REQUIRE(sound->position() == samples.size() / channels);
     if (came < wanted) {
-      FUZZ_REQUIRE(reader.skip(1) == 0);
+      FUZZ_REQUIRE(sound->skip(1) == 0);
       return true;
     }
   }
@@ -51,8 +50,8 @@ bool readThrough(const std::string& path) {
 void readSound(const std::string& path) {
   try {
     if (!readThrough(path)) return;
-    audiomatch::AudioReader reader(path);
-    audiomatch::PartReader parts(reader);
+    const auto sound = audiomatch::openSound(path);
+    audiomatch::PartReader parts(*sound);
     while (parts.next()) continue;
     audiomatch::readStretch(path, {0.01, 0.5});
     audiomatch::readRecording(path);
@@ -67,21 +66,19 @@ void readPipe(audiofuzz::FuzzInput& input, audiofuzz::MemoryFile& file) {
   const int opened = open(file.path().c_str(), O_RDONLY | O_CLOEXEC);
   FUZZ_REQUIRE(dup2(opened, STDIN_FILENO) == STDIN_FILENO && close(opened) == 0);
   const audiomatch::InterruptGuard guard;
-  audiomatch::PipePackets packets(8000, static_cast<std::uint32_t>(channels), guard);
+  const auto sound = audiomatch::openStandardInput(
+      audiomatch::RawFormat{8000, static_cast<std::uint32_t>(channels)});
   std::vector<std::int16_t> samples;
-  std::size_t total = 0;
-  while (packets.next(samples, frames)) {
-    FUZZ_REQUIRE(samples.size() == frames * channels);
-    total += samples.size();
-  }
-  FUZZ_REQUIRE(total + samples.size() == bytes.size() / 2);
+  while (sound->read(samples, frames) == frames) continue;
+  FUZZ_REQUIRE(sound->position() == bytes.size() / 2 / channels);
+  FUZZ_REQUIRE(samples.size() == sound->position() * channels);
 }
 
 void readParts(audiofuzz::FuzzInput& input, audiofuzz::MemoryFile& file) {
   const audiofuzz::LongRecording recording(input);
   file.assign(recording.file());
-  audiomatch::AudioReader reader(file.path());
-  audiomatch::PartReader parts(reader);
+  const auto sound = audiomatch::openSound(file.path());
+  audiomatch::PartReader parts(*sound);
   std::uint64_t part = 0, end = 0;
   while (const auto audio = parts.next()) {
     const std::uint64_t start = audiomatch::partStart(part++, recording.rate());

@@ -5,7 +5,7 @@
 #include <filesystem>
 
 #include "support/expect_same_features.h"
-#include "tool/input/audio_reader.h"
+#include "tool/input/sound_source.h"
 
 namespace {
 
@@ -13,12 +13,12 @@ using namespace testing_support;
 
 /// Some seconds of a track, as the tool decodes it.
 Recording excerpt(const char* track, std::uint32_t from, std::uint32_t seconds) {
-  audiomatch::AudioReader reader(std::filesystem::path(AUDIOMATCH_MUSIC) / track);
-  const std::uint32_t rate = reader.sampleRate();
-  Recording recording(0, reader.channels(), 0, rate);
-  reader.skip(std::uint64_t{from} * rate);
+  const auto sound = audiomatch::openSound(std::filesystem::path(AUDIOMATCH_MUSIC) / track);
+  const std::uint32_t rate = sound->sampleRate();
+  Recording recording(0, sound->channels(), 0, rate);
+  sound->skip(std::uint64_t{from} * rate);
   recording.shape.frames =
-      static_cast<std::uint32_t>(reader.read(recording.pcm, std::size_t{seconds} * rate));
+      static_cast<std::uint32_t>(sound->read(recording.pcm, std::size_t{seconds} * rate));
   return recording;
 }
 

@@ -28,7 +28,7 @@ TEST(PcmConversion, RoundsAndCutsAsARecorderDoes) {
   testing_support::writeWav(folder / "short.wav", SF_FORMAT_PCM_16, 8000, expected);
   for (const char* name : {"float.wav", "short.wav"}) {
     std::vector<std::int16_t> samples;
-    EXPECT_EQ(audiomatch::AudioReader(folder / name).read(samples, 100), floats.size());
+    EXPECT_EQ(audiomatch::openSound(folder / name)->read(samples, 100), floats.size());
     EXPECT_EQ(samples, expected) << name;
   }
 }
@@ -44,16 +44,16 @@ TEST(AudioReader, MakesNoRoomForWhatAHeaderOnlyPromises) {
   }
   sf_write_short(file, noise.data(), static_cast<sf_count_t>(noise.size()));
   sf_close(file);
-  EXPECT_EQ(audiomatch::AudioReader(path).roomFor(10000), 4000u);
+  EXPECT_EQ(audiomatch::openSound(path)->roomFor(10000), 4000u);
   // 36 bits behind the sample rate count the file's samples: all of them set.
   std::string bytes = testing_support::contents(path);
   bytes[21] = static_cast<char>(bytes[21] | 0x0F);
   bytes.replace(22, 4, "\xFF\xFF\xFF\xFF");
   std::ofstream(path, std::ios::binary) << bytes;
-  audiomatch::AudioReader lying(path);
-  EXPECT_GT(lying.promisedFrames(), std::uint64_t{1} << 35);
-  EXPECT_EQ(lying.roomFor(UINT64_MAX), std::size_t{1} << 22);
-  EXPECT_EQ(lying.roomFor(100), 100u);
+  const auto lying = audiomatch::openSound(path);
+  EXPECT_GT(lying->promisedFrames(), std::uint64_t{1} << 35);
+  EXPECT_EQ(lying->roomFor(UINT64_MAX), std::size_t{1} << 22);
+  EXPECT_EQ(lying->roomFor(100), 100u);
   EXPECT_EQ(audiomatch::readRecording(path)->dataLen(), 4000u);
 }
 

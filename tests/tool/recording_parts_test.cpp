@@ -27,8 +27,8 @@ Parts partsOf(std::uint32_t frames, int rate) {
   std::vector<std::int16_t> samples(frames);
   for (std::uint32_t i = 0; i < frames; ++i) samples[i] = static_cast<std::int16_t>(i % 30011);
   writeWav(folder / "a.wav", SF_FORMAT_PCM_16, rate, samples);
-  AudioReader reader(folder / "a.wav");
-  PartReader parts(reader);
+  const auto sound = openSound(folder / "a.wav");
+  PartReader parts(*sound);
   Parts found;
   while (const audio::AudioDataPtr part = parts.next()) {
     found.emplace_back(part->dataLen(), std::llround(part->channelData(0)[0] * 32767));

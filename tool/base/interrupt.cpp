@@ -61,6 +61,8 @@ bool InterruptGuard::wait(int descriptor, short events) const noexcept {
   return false;
 }
 
+int interruptDescriptor() noexcept { return wake_up[0]; }
+
 void checkInterrupt() {
   if (const int signal = raised_signal.load(); signal != 0) throw Interrupted(signal);
 }

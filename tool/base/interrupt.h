@@ -34,6 +34,10 @@ class InterruptGuard {
   bool wait(int descriptor, short events) const noexcept;
 };
 
+/// Becomes readable once a signal came to the guard, for poll(2), and stays so;
+/// -1, which poll(2) passes over, without a guard.
+int interruptDescriptor() noexcept;
+
 /// Throws Interrupted once a signal came to the guard, if there is one.
 void checkInterrupt();
 

@@ -1,17 +1,11 @@
 #include "tool/input/audio_reader.h"
 
-#include <fcntl.h>
 #include <fmt/core.h>
-#include <sys/stat.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
-#include <cstring>
 #include <mutex>
-#include <string>
 
-#include "base/analysis_grid.h"
 #include "tool/base/errors.h"
 #include "tool/base/interrupt.h"
 
@@ -19,7 +13,6 @@ namespace audiomatch {
 namespace {
 
 constexpr std::size_t kBlockFrames = 8192;
-constexpr std::uint64_t kMostReservedSamples = std::uint64_t{1} << 22;
 
 /// True for formats whose decoder works in floats; the others hold integers.
 bool decodesToFloat(int format) noexcept {
@@ -37,22 +30,19 @@ bool decodesToFloat(int format) noexcept {
   }
 }
 
-/// Opened here and not by libsndfile, which neither says why a file can't be
-/// opened nor leaves folders alone, and which guesses from extensions.
-int openForReading(const std::filesystem::path& path) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) throw FileError(path, std::strerror(errno));
-  struct stat status {};
-  if (fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
-    close(descriptor);
-    throw FileError(path, "is a folder, not a sound file");
-  }
-  return descriptor;
+SF_INFO infoOf(const std::optional<RawFormat>& raw) {
+  if (!raw) return {};
+  return {0,
+          static_cast<int>(raw->rate),
+          static_cast<int>(raw->channels),
+          sndfileEncoding(raw->encoding),
+          0,
+          0};
 }
 
 /// libsndfile keeps the cause of a failed opening in one place for the whole
 /// process.
-SNDFILE* openSound(int descriptor, SF_INFO& info) {
+SNDFILE* openDescriptor(int descriptor, SF_INFO& info) {
   static std::mutex opening;
   const std::lock_guard lock(opening);
   return sf_open_fd(descriptor, SFM_READ, &info, SF_TRUE);
@@ -60,13 +50,16 @@ SNDFILE* openSound(int descriptor, SF_INFO& info) {
 
 }  // namespace
 
-AudioReader::AudioReader(const std::filesystem::path& path) : path_(path) {
-  file_.reset(openSound(openForReading(path), info_));
-  if (!file_) throw FileError(path, "not audio that can be read (WAV, FLAC, Ogg, Opus, MP3, ...)");
-  if (info_.samplerate <= 0 || !audio::isSupportedRate(sampleRate())) {
-    throw FileError(path, fmt::format("its sample rate of {} Hz is outside {} to {} Hz; convert it "
-                                      "first, for example to 44100 Hz",
-                                      info_.samplerate, audio::kLowestRate, audio::kHighestRate));
+AudioReader::AudioReader(SoundInput input, const SoundOptions& options)
+    : name_(std::move(input.name)),
+      options_(options),
+      feeder_(std::move(input.feeder)),
+      info_(infoOf(input.raw)) {
+  file_.reset(openDescriptor(input.descriptor, info_));
+  if (!file_) {
+    checkInterrupt();
+    if (feeder_) feeder_->problem(true);
+    throw FileError(name_, "not audio that can be read (WAV, FLAC, Ogg, Opus, MP3, ...)");
   }
   decodes_to_float_ = decodesToFloat(info_.format);
   if (decodes_to_float_) floats_.resize(kBlockFrames * channels());
@@ -74,12 +67,6 @@ AudioReader::AudioReader(const std::filesystem::path& path) : path_(path) {
 
 std::uint64_t AudioReader::promisedFrames() const noexcept {
   return static_cast<std::uint64_t>(std::max<sf_count_t>(info_.frames, 0));
-}
-
-std::size_t AudioReader::roomFor(std::uint64_t frames) const noexcept {
-  const std::uint64_t left = promisedFrames() - std::min(promisedFrames(), position_);
-  return static_cast<std::size_t>(
-      std::min(std::min(frames, left), kMostReservedSamples / channels()) * channels());
 }
 
 std::size_t AudioReader::read(std::vector<std::int16_t>& samples, std::size_t frames) {
@@ -98,20 +85,6 @@ std::size_t AudioReader::read(std::vector<std::int16_t>& samples, std::size_t fr
   return done;
 }
 
-std::uint64_t AudioReader::skip(std::uint64_t frames) {
-  std::vector<std::int16_t> dropped;
-  std::uint64_t done = 0;
-  while (done < frames) {
-    dropped.clear();
-    const auto wanted =
-        static_cast<std::size_t>(std::min<std::uint64_t>(frames - done, kBlockFrames));
-    const std::size_t came = read(dropped, wanted);
-    done += came;
-    if (came < wanted) break;
-  }
-  return done;
-}
-
 /// Frames read in one call of libsndfile: fewer than asked for at the end.
 std::size_t AudioReader::readBlock(std::int16_t* samples, std::size_t frames) {
   sf_count_t came = 0;
@@ -122,12 +95,20 @@ std::size_t AudioReader::readBlock(std::int16_t* samples, std::size_t frames) {
   } else {
     came = sf_readf_short(file_.get(), samples, static_cast<sf_count_t>(frames));
   }
-  if (static_cast<std::size_t>(came) < frames && sf_error(file_.get()) != SF_ERR_NO_ERROR) {
-    throw FileError(path_, fmt::format("damaged after {:.1f} s: {}",
-                                       static_cast<double>(position_) / info_.samplerate,
-                                       sf_strerror(file_.get())));
+  if (static_cast<std::size_t>(came) < frames) {
+    checkInterrupt();
+    if (sf_error(file_.get()) != SF_ERR_NO_ERROR) noteDamage(sf_strerror(file_.get()));
+    if (feeder_) {
+      if (const std::string problem = feeder_->problem(true); !problem.empty()) noteDamage(problem);
+    }
   }
   return static_cast<std::size_t>(came);
+}
+
+void AudioReader::noteDamage(const std::string& text) {
+  const double second = static_cast<double>(position_) / info_.samplerate;
+  if (options_.strict) throw FileError(name_, fmt::format("damaged at {:.1f} s: {}", second, text));
+  if (!damage_) damage_ = Damage{second, text};
 }
 
 std::int16_t toPcm16(float sample) noexcept {

@@ -2,40 +2,35 @@
 
 #include <sndfile.h>
 
-#include <cstddef>
-#include <cstdint>
-#include <filesystem>
-#include <memory>
-#include <vector>
+#include "tool/input/feeder.h"
+#include "tool/input/sound_source.h"
 
 namespace audiomatch {
 
-/// Decodes a sound file from front to back into interleaved 16-bit samples:
-/// what a phone's recorder would have delivered. One thread at a time; several
-/// readers may run on several threads.
-class AudioReader {
+/// An open file or pipe that holds sound.
+struct SoundInput {
+  std::filesystem::path name;      ///< for messages
+  int descriptor;                  ///< the reader closes it
+  std::optional<RawFormat> raw;    ///< of samples without a header
+  std::unique_ptr<Feeder> feeder;  ///< of a pipe, if it has one
+};
+
+/// Decodes what libsndfile knows, at the rate that it has.
+class AudioReader : public SoundSource {
  public:
-  /// Opens a file. Throws FileError when it can't be read, isn't a sound file,
-  /// or has a rate that the engine doesn't take.
-  explicit AudioReader(const std::filesystem::path& path);
+  /// Throws FileError when it isn't sound that libsndfile can read.
+  AudioReader(SoundInput input, const SoundOptions& options);
 
-  std::uint32_t sampleRate() const noexcept { return static_cast<std::uint32_t>(info_.samplerate); }
-  std::uint32_t channels() const noexcept { return static_cast<std::uint32_t>(info_.channels); }
-  /// Frames that the file's header promises. There may be more or fewer.
-  std::uint64_t promisedFrames() const noexcept;
-  /// Samples to make room for before up to `frames` more frames are read: those
-  /// promised, within bounds, as a damaged header promises anything.
-  std::size_t roomFor(std::uint64_t frames) const noexcept;
-  /// Frames read and skipped so far.
-  std::uint64_t position() const noexcept { return position_; }
-
-  /// Appends up to `frames` frames to `samples`. Returns how many came; fewer
-  /// than asked for only at the end. Throws FileError when the file is damaged.
-  std::size_t read(std::vector<std::int16_t>& samples, std::size_t frames);
-
-  /// Drops up to `frames` frames by decoding them, which is exact in every
-  /// format; returns how many there were.
-  std::uint64_t skip(std::uint64_t frames);
+  std::uint32_t sampleRate() const noexcept override {
+    return static_cast<std::uint32_t>(info_.samplerate);
+  }
+  std::uint32_t channels() const noexcept override {
+    return static_cast<std::uint32_t>(info_.channels);
+  }
+  std::uint64_t promisedFrames() const noexcept override;
+  std::uint64_t position() const noexcept override { return position_; }
+  std::size_t read(std::vector<std::int16_t>& samples, std::size_t frames) override;
+  const std::optional<Damage>& damage() const noexcept override { return damage_; }
 
  private:
   struct Close {
@@ -43,13 +38,17 @@ class AudioReader {
   };
 
   std::size_t readBlock(std::int16_t* samples, std::size_t frames);
+  void noteDamage(const std::string& text);
 
-  std::filesystem::path path_;
+  std::filesystem::path name_;
+  SoundOptions options_;
+  std::unique_ptr<Feeder> feeder_;  // goes after the file that it feeds
   SF_INFO info_{};
   bool decodes_to_float_ = false;
   std::unique_ptr<SNDFILE, Close> file_;
   std::vector<float> floats_;  // one block of a file that decodes to float
   std::uint64_t position_ = 0;
+  std::optional<Damage> damage_;
 };
 
 /// The 16-bit sample that a recorder makes of a decoded one: times 32767, to

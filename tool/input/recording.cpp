@@ -16,18 +16,18 @@ namespace {
 constexpr std::uint64_t kMostSamples = std::uint64_t{1} << 29;
 
 /// Up to `frames` frames from the reader's position on.
-audio::AudioDataPtr readFrames(AudioReader& reader, const std::filesystem::path& path,
+audio::AudioDataPtr readFrames(SoundSource& sound, const std::filesystem::path& path,
                                std::uint64_t frames) {
-  const std::uint64_t most = kMostSamples / reader.channels();
+  const std::uint64_t most = kMostSamples / sound.channels();
   const std::uint64_t wanted = std::min(frames, most);
   std::vector<std::int16_t> samples;
-  samples.reserve(reader.roomFor(wanted));
-  const std::size_t came = reader.read(samples, wanted);
+  samples.reserve(sound.roomFor(wanted));
+  const std::size_t came = sound.read(samples, wanted);
   if (came == 0) throw FileError(path, "holds no sound");
-  if (came == most && frames > most && reader.skip(1) > 0) {
+  if (came == most && frames > most && sound.skip(1) > 0) {
     throw FileError(path, "too long to be held in memory at once; cut out the piece you mean");
   }
-  return toAudio(samples, reader.channels(), reader.sampleRate());
+  return toAudio(samples, sound.channels(), sound.sampleRate());
 }
 
 }  // namespace
@@ -66,19 +66,18 @@ std::string describe(audio::ExtractionOutcome outcome) {
 }
 
 audio::AudioDataPtr readRecording(const std::filesystem::path& path) {
-  AudioReader reader(path);
-  return readFrames(reader, path, UINT64_MAX);
+  return readFrames(*openSound(path), path, UINT64_MAX);
 }
 
 audio::AudioDataPtr readStretch(const std::filesystem::path& path, const Stretch& stretch) {
-  AudioReader reader(path);
+  const std::unique_ptr<SoundSource> sound = openSound(path);
   const auto frames = [&](double seconds) {
-    return static_cast<std::uint64_t>(std::llround(seconds * reader.sampleRate()));
+    return static_cast<std::uint64_t>(std::llround(seconds * sound->sampleRate()));
   };
-  if (reader.skip(frames(stretch.from)) < frames(stretch.from)) {
+  if (sound->skip(frames(stretch.from)) < frames(stretch.from)) {
     throw FileError(path, "ends before the stretch begins");
   }
-  return readFrames(reader, path, frames(stretch.seconds));
+  return readFrames(*sound, path, frames(stretch.seconds));
 }
 
 }  // namespace audiomatch

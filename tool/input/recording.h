@@ -7,7 +7,7 @@
 
 #include "base/audio_data.h"
 #include "feature/extraction_outcome.h"
-#include "tool/input/audio_reader.h"
+#include "tool/input/sound_source.h"
 
 namespace audiomatch {
 
@@ -29,7 +29,7 @@ struct Stretch {
   double seconds;
 };
 
-/// Reads a whole recording. Throws FileError as AudioReader does, and for one
+/// Reads a whole recording. Throws FileError as openSound and SoundSource::read do, and for one
 /// that is empty or too long to be held at once.
 audio::AudioDataPtr readRecording(const std::filesystem::path& path);
 

@@ -35,26 +35,26 @@ audio::AudioDataPtr PartReader::next() {
   if (done_) return nullptr;
   fill();
   if (samples_.empty()) return nullptr;
-  audio::AudioDataPtr part = toAudio(samples_, reader_.channels(), reader_.sampleRate());
+  audio::AudioDataPtr part = toAudio(samples_, sound_.channels(), sound_.sampleRate());
   dropUpToNext();
   return part;
 }
 
 /// Reads until a whole part is held or the recording ends.
 void PartReader::fill() {
-  const std::uint64_t held = samples_.size() / reader_.channels();
-  const std::uint64_t length = partLength(reader_.sampleRate());
-  samples_.reserve(samples_.size() + reader_.roomFor(length - held));
-  reader_.read(samples_, length - held);
+  const std::uint64_t held = samples_.size() / sound_.channels();
+  const std::uint64_t length = partLength(sound_.sampleRate());
+  samples_.reserve(samples_.size() + sound_.roomFor(length - held));
+  sound_.read(samples_, length - held);
 }
 
 /// Keeps what belongs to the next part, if there is one.
 void PartReader::dropUpToNext() {
-  const std::uint32_t rate = reader_.sampleRate();
-  done_ = audio::frameCount(samples_.size() / reader_.channels(), rate) <= audio::kTimeSlots;
+  const std::uint32_t rate = sound_.sampleRate();
+  done_ = audio::frameCount(samples_.size() / sound_.channels(), rate) <= audio::kTimeSlots;
   ++part_;
   const std::uint64_t dropped =
-      (partStart(part_, rate) - partStart(part_ - 1, rate)) * reader_.channels();
+      (partStart(part_, rate) - partStart(part_ - 1, rate)) * sound_.channels();
   const auto first_kept =
       done_ ? samples_.end() : samples_.begin() + static_cast<std::ptrdiff_t>(dropped);
   samples_ = std::vector<std::int16_t>(first_kept, samples_.end());

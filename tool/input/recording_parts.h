@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "base/audio_data.h"
-#include "tool/input/audio_reader.h"
+#include "tool/input/sound_source.h"
 
 namespace audiomatch {
 
@@ -24,17 +24,17 @@ std::uint64_t partLength(std::uint32_t sampleRate) noexcept;
 /// only in the next. One part is held at a time, however long the recording.
 class PartReader {
  public:
-  /// @param reader  at its first sample; outlives this object
-  explicit PartReader(AudioReader& reader) : reader_(reader) {}
+  /// @param sound  at its first sample; outlives this object
+  explicit PartReader(SoundSource& sound) : sound_(sound) {}
 
-  /// The next part, or null after the last. Throws as AudioReader does.
+  /// The next part, or null after the last. Throws as SoundSource::read does.
   audio::AudioDataPtr next();
 
  private:
   void fill();
   void dropUpToNext();
 
-  AudioReader& reader_;
+  SoundSource& sound_;
   std::vector<std::int16_t> samples_;  // from the start of the next part on
   std::uint64_t part_ = 0;
   bool done_ = false;

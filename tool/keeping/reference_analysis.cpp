@@ -8,9 +8,9 @@
 #include "match/database/database_format.h"
 #include "tool/base/errors.h"
 #include "tool/base/interrupt.h"
-#include "tool/input/audio_reader.h"
 #include "tool/input/recording.h"
 #include "tool/input/recording_parts.h"
+#include "tool/input/sound_source.h"
 #include "tool/keeping/entry_selection.h"
 
 namespace audiomatch {
@@ -47,8 +47,8 @@ std::size_t Reference::entryCount() const noexcept {
 }
 
 Reference analyseReference(const std::filesystem::path& path, std::size_t most_entries) {
-  AudioReader reader(path);
-  PartReader parts(reader);
+  const std::unique_ptr<SoundSource> sound = openSound(path);
+  PartReader parts(*sound);
   Reference reference;
   audio::ExtractionOutcome outcome = audio::ExtractionOutcome::kTooShort;
   while (audio::AudioDataPtr part = parts.next()) {
@@ -58,7 +58,7 @@ Reference analyseReference(const std::filesystem::path& path, std::size_t most_e
     selectEntries(entries, most_entries);
     reference.parts.push_back(std::move(entries));
   }
-  reference.seconds = static_cast<double>(reader.position()) / reader.sampleRate();
+  reference.seconds = static_cast<double>(sound->position()) / sound->sampleRate();
   if (reference.features == 0) throw FileError(path, describe(outcome));
   return reference;
 }

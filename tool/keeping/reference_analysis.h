@@ -22,7 +22,7 @@ struct Reference {
 
 /// Analyses a file part by part, with a fresh extractor for each.
 ///
-/// Throws FileError as AudioReader does and when there is no feature at all;
+/// Throws FileError as reading sound does and when there is no feature at all;
 /// std::bad_alloc; Interrupted.
 ///
 /// @param most_entries  entries kept of each part at most

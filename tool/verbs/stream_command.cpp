@@ -9,8 +9,8 @@
 #include "stream/stream_grid.h"
 #include "tool/base/errors.h"
 #include "tool/base/interrupt.h"
-#include "tool/input/packet_source.h"
 #include "tool/input/recording.h"
+#include "tool/input/sound_source.h"
 #include "tool/output/text.h"
 #include "tool/verbs/commands.h"
 
@@ -64,8 +64,7 @@ void checkPeriods(const StreamOptions& options, std::uint32_t sampleRate, std::u
 
 /// Feeds packets to the extractor and prints each analysis, until one side or
 /// the user ends it.
-void streamPackets(PacketSource& source, const StreamOptions& options,
-                   const InterruptGuard& guard) {
+void streamPackets(SoundSource& source, const StreamOptions& options, const InterruptGuard& guard) {
   const std::uint32_t rate = source.sampleRate();
   const std::uint32_t length = packetLength(options, rate);
   checkPeriods(options, rate, length);
@@ -76,7 +75,7 @@ void streamPackets(PacketSource& source, const StreamOptions& options,
   }
   std::vector<std::int16_t> samples;
   std::uint64_t packet = 1;
-  for (; !guard.raised() && source.next(samples, length); ++packet) {
+  for (; source.read(samples, length) == length; ++packet, samples.clear()) {
     if (!extractor.update(toAudio(samples, source.channels(), rate).get())) throw std::bad_alloc();
     if (!extractor.lastAnalysis()) continue;
     const double seconds = static_cast<double>((packet - 1) * length) / rate;
@@ -87,8 +86,7 @@ void streamPackets(PacketSource& source, const StreamOptions& options,
                                    guard);
     if (!written) return;
   }
-  if (options.common.verbose && !samples.empty() &&
-      samples.size() < std::size_t{length} * source.channels()) {
+  if (options.common.verbose && !samples.empty()) {
     report(fmt::format("{}: the last {} samples don't fill packet {} and aren't analysed",
                        options.input, samples.size() / source.channels(), packet));
   }
@@ -102,13 +100,10 @@ ExitCode runStream(const StreamOptions& options) {
   const InterruptGuard guard;
   // A reader that has gone shows when a line is written.
   std::signal(SIGPIPE, SIG_IGN);
-  std::unique_ptr<PacketSource> source;
-  if (options.fromPipe()) {
-    source = std::make_unique<PipePackets>(options.rate, options.channels, guard);
-  } else {
-    source = std::make_unique<FilePackets>(options.input);
-  }
   try {
+    const std::unique_ptr<SoundSource> source =
+        options.fromPipe() ? openStandardInput(RawFormat{options.rate, options.channels})
+                           : openSound(options.input);
     streamPackets(*source, options, guard);
   } catch (const Interrupted&) {
     // The user has seen enough.
