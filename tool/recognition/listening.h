@@ -1,0 +1,34 @@
+#pragma once
+
+#include <functional>
+
+#include "tool/input/sound_source.h"
+#include "tool/recognition/listening_windows.h"
+#include "tool/recognition/reference_database.h"
+#include "tool/recognition/timeline.h"
+
+namespace audiomatch {
+
+/// How a sound is listened to.
+struct Listening {
+  WindowGrid grid;
+  Thresholds thresholds = kThresholds;
+  unsigned jobs = 1;  ///< windows analysed at a time
+};
+
+/// What the listener is told after each window.
+struct HeardSoFar {
+  double seconds;  ///< listened to
+  Heard now;       ///< heard at their end
+};
+
+/// Listens to a sound from where its source stands to its end, window by
+/// window, and reports what was heard from when to when. Memory: a few windows.
+/// Throws as the source does, Interrupted, and std::bad_alloc.
+///
+/// @param report  gets the stretches, in order, when nothing can change them
+/// @param follow  is called after each window; false ends the listening
+void listen(SoundSource& source, const ReferenceDatabase& database, const Listening& listening,
+            const Timeline::Report& report, const std::function<bool(const HeardSoFar&)>& follow);
+
+}  // namespace audiomatch

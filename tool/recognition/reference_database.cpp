@@ -1,0 +1,62 @@
+#include "tool/recognition/reference_database.h"
+
+#include <cstring>
+#include <new>
+
+#include "match/database/database_format.h"
+#include "tool/base/errors.h"
+
+namespace audiomatch {
+namespace {
+
+void requireLoaded(const audio::AudioDatabase& database, const std::filesystem::path& path) {
+  switch (database.state()) {
+    case audio::DatabaseState::kWhole:
+      return;
+    case audio::DatabaseState::kCut:
+      throw FileError(path, "isn't whole; audiomatch check says where it ends");
+    case audio::DatabaseState::kCannotOpen:
+      throw FileError(path, std::strerror(database.openingError()));
+    case audio::DatabaseState::kReadFailed:
+      throw FileError(path, "can't be read to its end; it may be a folder, or the disk failed");
+    case audio::DatabaseState::kDamaged:
+      throw FileError(path,
+                      "not a database, or damaged; make one with: audiomatch index DB FILE...");
+    default:
+      throw std::bad_alloc();
+  }
+}
+
+}  // namespace
+
+ReferenceDatabase::ReferenceDatabase(const std::filesystem::path& path) {
+  const auto database = std::make_shared<audio::AudioDatabase>();
+  database->load(path.c_str());
+  requireLoaded(*database, path);
+  database_ = database;
+  const auto count = static_cast<std::int32_t>(database->audioCount());
+  recordings_.reserve(database->audioCount());
+  for (std::int32_t audio = 0; audio < count; ++audio) {
+    const bool goes_on = audio > 0 && database->name(audio) == database->name(audio - 1);
+    recordings_.push_back(goes_on ? recordings_.back() : audio);
+  }
+}
+
+std::string ReferenceDatabase::name(std::int32_t audioIndex) const {
+  return std::string(database_->name(audioIndex));
+}
+
+bool ReferenceDatabase::has(std::int32_t audioIndex) const noexcept {
+  return audioIndex >= 0 && static_cast<std::size_t>(audioIndex) < recordings_.size();
+}
+
+std::int32_t ReferenceDatabase::recording(std::int32_t audioIndex) const noexcept {
+  return has(audioIndex) ? recordings_[static_cast<std::size_t>(audioIndex)] : -1;
+}
+
+std::int32_t ReferenceDatabase::startFrame(std::int32_t audioIndex) const noexcept {
+  if (!has(audioIndex)) return 0;
+  return (audioIndex - recording(audioIndex)) * static_cast<std::int32_t>(audio::kTimeSlots);
+}
+
+}  // namespace audiomatch

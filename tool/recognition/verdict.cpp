@@ -1,0 +1,34 @@
+#include "tool/recognition/verdict.h"
+
+#include <algorithm>
+
+namespace audiomatch {
+namespace {
+
+double discriminationOf(const std::vector<Candidate>& candidates) noexcept {
+  const double best = candidates[0].agreeing;
+  const double second = candidates.size() > 1 ? candidates[1].agreeing : 0.0;
+  return best > 0 ? (best - second) / (best + second) : 0.0;
+}
+
+}  // namespace
+
+Verdict judge(std::span<const audio::Match> matches, const ReferenceDatabase& database,
+              const Thresholds& thresholds) {
+  Verdict verdict;
+  for (const audio::Match& match : matches) {
+    Candidate candidate{database.name(match.audio_index), match.audio_index, match.hit_count,
+                        match.matched_num, match.offset + database.startFrame(match.audio_index)};
+    if (std::ranges::find(verdict.candidates, candidate.name, &Candidate::name) ==
+        verdict.candidates.end()) {
+      verdict.candidates.push_back(std::move(candidate));
+    }
+  }
+  if (verdict.candidates.empty()) return verdict;
+  verdict.discrimination = discriminationOf(verdict.candidates);
+  verdict.recognised = verdict.candidates[0].agreeing >= thresholds.agreeing &&
+                       verdict.discrimination >= thresholds.discrimination;
+  return verdict;
+}
+
+}  // namespace audiomatch
