@@ -5,41 +5,16 @@ import contextlib
 import json
 import os
 import pathlib
-import random
 import signal
 import struct
 import subprocess
-import sys
 import tempfile
 import time
 import unittest
-import wave
 
-TOOL = os.path.abspath(sys.argv.pop(1))
-RATE = 8000
+from tool_runner import RATE, TOOL, noise, run, run_json, write_wav
+
 NAMES = ["one", "two", "four", "three"]  # of the audios in `music`, by path
-
-
-def run(*arguments, stdin=b""):
-    """Runs the tool; returns its exit code, output and messages."""
-    done = subprocess.run([TOOL, *arguments], input=stdin, capture_output=True, timeout=60)
-    return done.returncode, done.stdout.decode(), done.stderr.decode()
-
-
-def run_json(*arguments, **options):
-    code, output, messages = run(*arguments, "--json", **options)
-    return code, [json.loads(line) for line in output.splitlines()], messages
-
-
-def noise(seed, seconds):
-    """White noise, a recording like no other."""
-    return array.array("h", random.Random(seed).randbytes(int(seconds * RATE) * 2))
-
-
-def write_wav(path, samples, channels=1, rate=RATE):
-    with wave.open(path, "wb") as file:
-        file.setparams((channels, 2, rate, 0, "NONE", ""))
-        file.writeframes(samples.tobytes())
 
 
 def read(path):
