@@ -109,12 +109,16 @@ class ToolTest(unittest.TestCase):
         write_wav("d.wav", noise("other", 60), rate=11025)
         files = ["a.wav", "b.wav", "c.wav", "d.wav", "d.wav", "d.wav"]
         code, answers, messages = run_json("match", "db", *files)
-        self.assertEqual((code, messages), (0, ""))
+        self.assertEqual((code, messages), (1, ""))
         self.assertEqual([a["name"] for a in answers[:3]], ["two", "three", "four"])
         self.assertEqual([a["level"] for a in answers], [2, 2, 2, 0, 0, 0])
+        self.assertEqual([a["recognised"] for a in answers], [True] * 3 + [False] * 3)
         self.assertEqual([a["error"] for a in answers], [None] * 6)
-        self.assertEqual(list(answers[0]), ["file", "name", "level", "discrimination", "features",
-                                            "hits", "error"])
+        self.assertEqual(list(answers[0])[:8], ["file", "name", "level", "discrimination",
+                                                "features", "hits", "error", "recognised"])
+        # Cut out at samples 40101, 90000 and 9000.
+        for answer, second in zip(answers, (40101 / RATE, 90000 / RATE, 9000 / RATE)):
+            self.assertAlmostEqual(answer["position"], second, delta=0.1)
         # Nothing of the files before it is in an answer.
         self.assertEqual(answers[4:], [answers[3]] * 2)
         self.assertEqual(run_json("match", "db", "d.wav")[1], [answers[3]])
@@ -129,8 +133,9 @@ class ToolTest(unittest.TestCase):
         code, answers, messages = run_json("match", "db", "other.wav", "silence.wav")
         self.assertEqual(code, 1)
         for answer, reason in zip(answers, ("no match", "no features: silent")):
-            self.assertEqual([answer[key] for key in ("name", "level", "discrimination", "hits")],
-                             ["", None, None, 0])
+            self.assertEqual([answer[key] for key in ("name", "level", "discrimination", "hits",
+                                                      "recognised", "position")],
+                             ["", None, None, 0, False, None])
             self.assertIn(reason, answer["error"])
             self.assertIn(answer["error"], messages)
         self.assertEqual(run("match", "db", "other.wav", "missing.wav")[0], 3)

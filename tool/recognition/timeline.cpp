@@ -26,16 +26,16 @@ double framesOf(double seconds) noexcept {
   return seconds * audio::kAnalysisRate / audio::kHopSamples;
 }
 
-Surest surestOf(const Candidate& candidate, const Answer& answer) {
-  return {candidate.agreeing, answer.verdict.discrimination, answer.level,
-          answer.engine_discrimination, answer.verdict.candidates};
-}
-
 double overlap(const TimeSpan& a, const TimeSpan& b) noexcept {
   return std::min(a.to, b.to) - std::max(a.from, b.from);
 }
 
 }  // namespace
+
+Surest surestOf(const Candidate& candidate, const Answer& answer) {
+  return {candidate.agreeing, answer.verdict.discrimination, answer.level,
+          answer.engine_discrimination, answer.verdict.candidates};
+}
 
 void Timeline::add(WindowAnswer window, const std::vector<TimeSpan>& silences) {
   silences_ = silences;
@@ -258,7 +258,8 @@ Heard Timeline::now() const {
   const Track* best = nullptr;
   for (const Track& track : open_) {
     const bool goes_on = track.latest >= thresholds_.agreeing && isBelieved(track);
-    if (goes_on && (!best || track.latest > best->latest)) best = &track;
+    // Two that sound alike don't take turns.
+    if (goes_on && (!best || track.latest > 2 * best->latest)) best = &track;
   }
   if (best) {
     Heard heard = heardOf(*best);

@@ -24,6 +24,9 @@ struct Surest {
   std::vector<Candidate> candidates;
 };
 
+/// What a window says of one of its candidates.
+Surest surestOf(const Candidate& candidate, const Answer& answer);
+
 /// A stretch of a sound, and what is heard in it.
 struct Heard {
   enum class Kind { kRecognised, kUnknown, kSilence };

@@ -1,186 +1,223 @@
 #include <fmt/core.h>
 
-#include <cstdio>
-#include <cstring>
+#include <algorithm>
+#include <csignal>
 #include <filesystem>
 #include <memory>
-#include <new>
-#include <optional>
+#include <thread>
 #include <vector>
 
-#include "match/audio_matcher.h"
+#include "base/analysis_grid.h"
 #include "tool/base/errors.h"
-#include "tool/input/recording.h"
-#include "tool/output/table.h"
+#include "tool/base/interrupt.h"
+#include "tool/base/parallel.h"
+#include "tool/input/input_files.h"
+#include "tool/output/ordered_output.h"
 #include "tool/output/text.h"
+#include "tool/recognition/match_job.h"
 #include "tool/verbs/commands.h"
 
 namespace audiomatch {
 namespace {
 
 constexpr const char* kMatchHelp =
-    "The discrimination tells how clearly the match beat the next best: 0 is a tie, 1 means that\n"
-    "there was no other. Level 0 is below 0.35, doubtful; level 1 below 0.5; level 2 is clear.\n\n";
+    "A recording is recognised when enough of its features agree with one place of a reference,\n"
+    "and clearly more than with any of another name; else its best candidate is shown as such.\n"
+    "One that is longer than a minute is listened to window by window, and so is standard input\n"
+    "(-), of which each change is printed at once: arecord -f S16_LE -r 16000 | audiomatch match\n"
+    "DB - follows a microphone. LEVEL is the engine's own: how clearly its first audio beat the\n"
+    "second, whatever their names.\n\n";
 
 struct MatchOptions {
   CommonOptions common;
   std::filesystem::path database;
-  std::vector<std::filesystem::path> files;
+  std::vector<std::filesystem::path> inputs;
+  std::filesystem::path list;
+  bool timeline = false;
+  bool whole = false;
+  bool explain = false;
+  bool raw_given = false;
+  RawFormat raw;
+  unsigned jobs = std::max(std::thread::hardware_concurrency(), 1u);
+  MatchJob job;
+
+  bool fromPipe() const { return inputs.size() == 1 && inputs[0] == "-"; }
 };
 
-/// The answer for one file.
-struct Answer {
-  std::filesystem::path file;
-  std::string name;  ///< empty for no match
-  std::optional<int> level;
-  std::optional<float> discrimination;
-  std::size_t features = 0;
-  std::size_t hits = 0;
-  std::string error;  ///< why there is no match
-  ExitCode code = ExitCode::kSuccess;
+/// Turns rows into what is printed of them.
+class RowPrinter {
+ public:
+  explicit RowPrinter(const MatchOptions& options) : options_(options) {}
+
+  std::string heading() const {
+    return options_.common.json ? std::string() : line(matchHeadings());
+  }
+
+  std::string text(const MatchRow& row, const char* event = "heard") const {
+    if (options_.common.json) return jsonLine(asJson(row, event, options_.explain));
+    return line(cellsOf(row)) + (options_.explain ? explanation(row) : std::string());
+  }
+
+  /// A line on what is heard now.
+  std::string change(const MatchRow& row) const {
+    if (options_.common.json) return text(row, "now");
+    const Heard& heard = row.heard;
+    std::string line = clockTime(heard.from) + "  ";
+    if (!row.isRecognised())
+      return line + (heard.kind == Heard::Kind::kSilence ? "silence\n" : "unknown\n");
+    line += fmt::format("{}, from {} on ({} features agree)\n", heard.name,
+                        clockTime(heard.position), heard.surest.agreeing);
+    return line + (options_.explain ? explanation(row) : std::string());
+  }
+
+ private:
+  static std::string line(const std::vector<std::string>& cells) {
+    return fmt::format("{:<28}  {:>9}  {:>9}  {:<28}  {:>9}  {:>8}  {:>6}  {:>5}\n", cells[0],
+                       cells[1], cells[2], cells[3], cells[4], cells[5], cells[6], cells[7]);
+  }
+
+  const MatchOptions& options_;
 };
 
-void load(audio::AudioMatcher& matcher, const std::filesystem::path& database) {
-  if (matcher.init(database.c_str())) {
-    if (matcher.databaseState() != audio::DatabaseState::kWhole) {
-      report(database.string() + ": isn't whole; what can't be read of it counts as empty");
+/// The recordings that the arguments stand for: each as often as it is named.
+std::vector<InputFile> recordingsOf(const MatchOptions& options, ExitCode& code) {
+  std::vector<InputFile> recordings;
+  for (const std::filesystem::path& argument : options.inputs) {
+    std::error_code error;
+    if (!std::filesystem::is_directory(argument, error)) {
+      recordings.push_back({argument, true});
+      continue;
     }
-    return;
+    const InputFiles found = expandInputs({argument}, options.database);
+    recordings.insert(recordings.end(), found.files.begin(), found.files.end());
+    for (const std::string& problem : found.problems) {
+      report(problem);
+      code = ExitCode::kFailure;
+    }
   }
-  switch (matcher.databaseState()) {
-    case audio::DatabaseState::kCannotOpen:
-      throw FileError(database, std::strerror(matcher.openingError()));
-    case audio::DatabaseState::kReadFailed:
-      throw FileError(database, "can't be read to its end; it may be a folder, or the disk failed");
-    case audio::DatabaseState::kDamaged:
-      throw FileError(database,
-                      "not a database, or damaged; make one with: audiomatch index DB FILE...");
-    default:
-      throw std::bad_alloc();
-  }
+  return recordings;
 }
 
-/// Notes why there is no match.
-void explain(const audio::AudioMatcher& matcher, Answer& answer) {
-  answer.code = ExitCode::kNoMatch;
-  switch (matcher.outcome()) {
-    case audio::MatchOutcome::kNoFeatures:
-      answer.error = describe(matcher.extractionOutcome());
-      if (!isAnalysable(matcher.extractionOutcome())) answer.code = ExitCode::kFailure;
-      return;
-    case audio::MatchOutcome::kNoHits:
-      answer.error = "no match: no feature of it is in the database";
-      return;
-    case audio::MatchOutcome::kNoAgreement:
-    case audio::MatchOutcome::kDamagedDatabase:
-      answer.error = "the database is damaged: it names audios or entries that it hasn't got";
-      answer.code = ExitCode::kFailure;
-      return;
-    default:
-      throw std::bad_alloc();
-  }
+ExitCode matchFiles(const MatchOptions& options, const ReferenceDatabase& database) {
+  ExitCode code = ExitCode::kSuccess;
+  const std::vector<InputFile> files = recordingsOf(options, code);
+  const RowPrinter printer(options);
+  fmt::print("{}", printer.heading());
+  OrderedOutput output(files.size());
+  std::vector<ExitCode> codes(files.size(), ExitCode::kSuccess);
+  MatchJob job = options.job;
+  const auto at_a_time = static_cast<unsigned>(std::clamp<std::size_t>(files.size(), 1, 1024));
+  job.listening.jobs = std::max(options.jobs / at_a_time, 1u);
+  const auto match = [&](std::size_t i) {
+    codes[i] = matchFile(files[i], database, job,
+                         [&](const MatchRow& row) { output.print(i, printer.text(row)); });
+    output.finish(i);
+  };
+  forEachParallel(files.size(), options.jobs, match, [] {});
+  for (const ExitCode one : codes) code = worse(code, one);
+  return code;
 }
 
-void matchRecording(audio::AudioMatcher& matcher, const audio::AudioData& recording,
-                    Answer& answer) {
-  // So that an answer depends on its recording alone.
-  if (!matcher.forgetHistory()) throw std::bad_alloc();
-  const bool matched = matcher.matchAudio(&recording);
-  if (matcher.extractionOutcome() == audio::ExtractionOutcome::kFeatures) {
-    answer.features = matcher.getFeatures().size();
-  }
-  answer.hits = matcher.hitCount();
-  if (!matched) return explain(matcher, answer);
-  answer.name = matcher.bestMatchName();
-  if (answer.name.empty()) {
-    answer.error = "the best match has no name: the database is damaged";
-    answer.code = ExitCode::kFailure;
-    return;
-  }
-  answer.level = matcher.discriminationLevel();
-  answer.discrimination = matcher.discrimination();
-}
-
-Answer matchFile(audio::AudioMatcher& matcher, const std::filesystem::path& file) {
-  Answer answer;
-  answer.file = file;
-  try {
-    matchRecording(matcher, *readRecording(file), answer);
-    if (!answer.error.empty()) report(file.string() + ": " + answer.error);
-    return answer;
-  } catch (const FileError& error) {
-    answer.error = error.what();
-  } catch (const std::bad_alloc&) {
-    answer.error = file.string() + ": too long for the memory there is; cut out the piece you mean";
-  }
-  report(answer.error);
-  answer.code = ExitCode::kFailure;
-  return answer;
-}
-
-template <typename Value>
-nlohmann::ordered_json orNull(bool present, const Value& value) {
-  return present ? nlohmann::ordered_json(value) : nlohmann::ordered_json();
-}
-
-std::string asJson(const Answer& answer) {
-  return jsonLine({{"file", answer.file.string()},
-                   {"name", answer.name},
-                   {"level", orNull(answer.level.has_value(), answer.level.value_or(0))},
-                   {"discrimination", orNull(answer.discrimination.has_value(),
-                                             shortest(answer.discrimination.value_or(0.0f)))},
-                   {"features", answer.features},
-                   {"hits", answer.hits},
-                   {"error", orNull(!answer.error.empty(), answer.error)}});
-}
-
-std::string asTable(const std::vector<Answer>& answers) {
-  using Align = Table::Align;
-  Table table;
-  table.addColumn("FILE", Align::kLeft);
-  table.addColumn("MATCH", Align::kLeft);
-  for (const char* heading : {"LEVEL", "DISCRIMINATION", "FEATURES", "HITS"}) {
-    table.addColumn(heading, Align::kRight);
-  }
-  for (const Answer& answer : answers) {
-    table.addRow({answer.file.string(), answer.name.empty() ? "-" : answer.name,
-                  answer.level ? std::to_string(*answer.level) : "-",
-                  answer.discrimination ? fmt::format("{:.3f}", *answer.discrimination) : "-",
-                  std::to_string(answer.features), std::to_string(answer.hits)});
-  }
-  return table.text();
+ExitCode matchPipe(const MatchOptions& options, const ReferenceDatabase& database) {
+  const RowPrinter printer(options);
+  const auto print = [](const std::string& text) {
+    fmt::print("{}", text);
+    std::fflush(stdout);
+  };
+  // For people the rows of --timeline, or the changes; for programs both.
+  const bool rows = options.timeline || options.common.json;
+  const bool changes = !options.timeline || options.common.json;
+  if (rows) print(printer.heading());
+  return matchStandardInput(
+      options.raw_given ? std::optional(options.raw) : std::nullopt, database, options.job,
+      [&](const MatchRow& row) {
+        if (rows) print(printer.text(row));
+      },
+      [&](const MatchRow& row) {
+        if (changes) print(printer.change(row));
+      });
 }
 
 ExitCode runMatch(const MatchOptions& options) {
   applyCommonOptions(options.common);
-  audio::AudioMatcher matcher;
-  load(matcher, options.database);
-  ExitCode code = ExitCode::kSuccess;
-  std::vector<Answer> answers;
-  for (const std::filesystem::path& file : options.files) {
-    answers.push_back(matchFile(matcher, file));
-    code = worse(code, answers.back().code);
-    if (options.common.json) {
-      fmt::print("{}", asJson(answers.back()));
-      std::fflush(stdout);
-    }
+  if (options.raw_given && !options.fromPipe()) {
+    throw UsageError("--rate, --channels and --format describe standard input, FILE -");
   }
-  if (!options.common.json) fmt::print("{}", asTable(answers));
-  return code;
+  if (options.timeline && options.whole)
+    throw UsageError("--timeline and --whole exclude each other");
+  if (options.job.listening.grid.every > options.job.listening.grid.length) {
+    throw UsageError("--every must not be longer than --window");
+  }
+  const InterruptGuard guard;
+  const ReferenceDatabase database(options.database);
+  return options.fromPipe() ? matchPipe(options, database) : matchFiles(options, database);
+}
+
+void addThresholds(CLI::App& command, Thresholds& thresholds) {
+  command
+      .add_option("--min-agreeing", thresholds.agreeing,
+                  fmt::format("Agreeing features that a recording must have to be recognised "
+                              "(default {})",
+                              kThresholds.agreeing))
+      ->check(between(1, 1'000'000))
+      ->type_name("N");
+  command
+      .add_option("--min-discrimination", thresholds.discrimination,
+                  fmt::format("Discrimination from the best audio of another name that it must "
+                              "have (default {})",
+                              kThresholds.discrimination))
+      ->check(between(0.0, 1.0))
+      ->type_name("X");
+}
+
+void addWindows(CLI::App& command, const std::shared_ptr<MatchOptions>& options) {
+  WindowGrid& grid = options->job.listening.grid;
+  command.add_flag("--timeline", options->timeline,
+                   "What was heard from when to when, also of short recordings");
+  command.add_flag("--whole", options->whole, "One answer for each recording, however long");
+  command
+      .add_option("--window", grid.length,
+                  fmt::format("Seconds listened to at a time (default {})", grid.length))
+      ->check(between(1.0, 60.0))
+      ->type_name("S");
+  command
+      .add_option("--every", grid.every,
+                  fmt::format("Seconds from one window to the next (default {})", grid.every))
+      ->check(between(0.5, 60.0))
+      ->type_name("S");
 }
 
 }  // namespace
 
 void addMatchCommand(CLI::App& app, Action& action) {
   auto options = std::make_shared<MatchOptions>();
-  CLI::App* command = app.add_subcommand("match", "Name recordings by a database");
+  CLI::App* command = app.add_subcommand("match", "Recognise recordings by a database");
   command->add_option("DB", options->database, "Database made by index")->required()->type_name("");
-  command->add_option("FILE", options->files, "Recordings, each matched on its own")
+  command
+      ->add_option("FILE-OR-FOLDER", options->inputs,
+                   "Recordings, each on its own, or - for sound on standard input")
       ->required()
       ->type_name("");
+  addWindows(*command, options);
+  addThresholds(*command, options->job.listening.thresholds);
+  command->add_flag("--explain", options->explain, "List the leading candidates too");
+  command->add_option("--jobs", options->jobs, "Files matched at a time (default: all cores)")
+      ->check(between(1u, 1024u))
+      ->type_name("N");
+  const auto* rate =
+      command->add_option("--rate", options->raw.rate, "Hz of raw samples on standard input");
+  const auto* channels =
+      command->add_option("--channels", options->raw.channels, "Their channels (default 1)");
+  const auto* format =
+      command->add_option("--format", options->raw.encoding, "Their encoding (default s16le)");
   addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of a table");
   command->footer(std::string(kMatchHelp) + kExitCodesHelp);
-  command->callback([options, &action] { action = [options] { return runMatch(*options); }; });
+  command->callback([=, &action] {
+    options->raw_given = rate->count() + channels->count() + format->count() > 0;
+    if (options->timeline) options->job.shape = MatchJob::Shape::kTimeline;
+    if (options->whole) options->job.shape = MatchJob::Shape::kWhole;
+    action = [options] { return runMatch(*options); };
+  });
 }
 
 }  // namespace audiomatch

@@ -1,0 +1,138 @@
+#include "tool/recognition/match_job.h"
+
+#include <cmath>
+#include <cstdint>
+#include <memory>
+#include <new>
+#include <utility>
+#include <vector>
+
+#include "tool/base/interrupt.h"
+#include "tool/input/recording.h"
+
+namespace audiomatch {
+namespace {
+
+/// Collects what a timeline comes to.
+class TimelineRows {
+ public:
+  TimelineRows(std::string file, const RowSink& rows) : file_(std::move(file)), rows_(rows) {}
+
+  void add(const Heard& heard) {
+    const MatchRow row{.file = file_, .heard = heard, .features = {}, .hits = {}, .error = {}};
+    if (row.isRecognised()) code_ = ExitCode::kSuccess;
+    rows_(row);
+  }
+
+  ExitCode code() const noexcept { return code_; }
+
+ private:
+  std::string file_;
+  const RowSink& rows_;
+  ExitCode code_ = ExitCode::kNoMatch;
+};
+
+ExitCode matchTimeline(SoundSource& source, const std::string& file,
+                       const ReferenceDatabase& database, const MatchJob& job,
+                       const RowSink& rows) {
+  TimelineRows timeline(file, rows);
+  listen(
+      source, database, job.listening, [&](const Heard& heard) { timeline.add(heard); },
+      [](const HeardSoFar&) { return true; });
+  return timeline.code();
+}
+
+std::size_t framesOf(double seconds, const SoundSource& source) {
+  return static_cast<std::size_t>(std::llround(seconds * source.sampleRate()));
+}
+
+bool promisesToBeLong(const SoundSource& source) {
+  return source.promisedFrames() > framesOf(kLongestWhole, source);
+}
+
+/// Nothing when the recording turns out to be long.
+std::optional<std::vector<std::int16_t>> readShort(SoundSource& source) {
+  std::vector<std::int16_t> samples;
+  const std::size_t most = framesOf(kLongestWhole, source);
+  samples.reserve(source.roomFor(most + 1));
+  if (source.read(samples, most + 1) > most) return std::nullopt;
+  return samples;
+}
+
+ExitCode matchWhole(const audio::AudioData& recording, const std::string& file,
+                    const ReferenceDatabase& database, const MatchJob& job, const RowSink& rows) {
+  Recogniser recogniser(database, job.listening.thresholds);
+  const Answer answer = recogniser.recognise(recording);
+  const double seconds = static_cast<double>(recording.dataLen()) / recording.sampleRate();
+  if (!answer.problem.empty()) report(file + ": " + answer.problem);
+  rows(rowOf(file, seconds, answer));
+  return answer.code;
+}
+
+ExitCode matchSound(std::unique_ptr<SoundSource> source, const std::filesystem::path& file,
+                    const ReferenceDatabase& database, const MatchJob& job, const RowSink& rows) {
+  const bool by_windows = job.shape == MatchJob::Shape::kTimeline ||
+                          (job.shape == MatchJob::Shape::kByLength && promisesToBeLong(*source));
+  if (!by_windows) {
+    const std::optional<std::vector<std::int16_t>> samples = readShort(*source);
+    if (samples && samples->empty()) throw FileError(file, "holds no sound");
+    if (samples) {
+      const auto recording = toAudio(*samples, source->channels(), source->sampleRate());
+      return matchWhole(*recording, file.string(), database, job, rows);
+    }
+    source = openSound(file, job.sound);
+  }
+  return matchTimeline(*source, file.string(), database, job, rows);
+}
+
+}  // namespace
+
+ExitCode matchFile(const InputFile& file, const ReferenceDatabase& database, const MatchJob& job,
+                   const RowSink& rows) {
+  const std::filesystem::path& path = file.path;
+  std::string error;
+  try {
+    if (job.shape != MatchJob::Shape::kWhole) {
+      return matchSound(openSound(path, job.sound), path, database, job, rows);
+    }
+    return matchWhole(*readRecording(path), path.string(), database, job, rows);
+  } catch (const FileError& problem) {
+    error = problem.what();
+    if (!file.named) {
+      report("skipped: " + error);
+      return ExitCode::kSuccess;
+    }
+  } catch (const std::bad_alloc&) {
+    error = path.string() + ": too long for the memory there is; match it without --whole";
+  }
+  report(error);
+  rows(failedRow(path.string(), error));
+  return ExitCode::kFailure;
+}
+
+ExitCode matchStandardInput(const std::optional<RawFormat>& raw, const ReferenceDatabase& database,
+                            const MatchJob& job, const RowSink& rows, const RowSink& now) {
+  TimelineRows timeline("-", rows);
+  std::optional<Heard> latest;
+  const auto follow = [&](const HeardSoFar& heard) {
+    // A first window that isn't whole says little against a recording.
+    const bool too_early =
+        heard.now.kind == Heard::Kind::kUnknown && heard.seconds < job.listening.grid.length;
+    const bool same = latest && latest->kind == heard.now.kind && latest->name == heard.now.name &&
+                      (latest->kind != Heard::Kind::kRecognised || latest->from == heard.now.from);
+    if (too_early || same) return true;
+    latest = heard.now;
+    now({.file = "-", .heard = heard.now, .features = {}, .hits = {}, .error = {}});
+    return true;
+  };
+  try {
+    const std::unique_ptr<SoundSource> source = openStandardInput(raw, job.sound);
+    listen(
+        *source, database, job.listening, [&](const Heard& heard) { timeline.add(heard); }, follow);
+  } catch (const Interrupted&) {
+    // The user has heard enough.
+  }
+  return timeline.code();
+}
+
+}  // namespace audiomatch

@@ -1,0 +1,148 @@
+#include "tool/recognition/match_row.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "tool/output/text.h"
+
+namespace audiomatch {
+namespace {
+
+constexpr std::size_t kMostExplained = 5;
+
+/// The value rounded for people and programs: milliseconds are enough.
+double thousandths(double value) { return std::round(value * 1000.0) / 1000.0; }
+
+template <typename Value>
+nlohmann::ordered_json orNull(const std::optional<Value>& value) {
+  return value ? nlohmann::ordered_json(*value) : nlohmann::ordered_json();
+}
+
+nlohmann::ordered_json candidatesAsJson(const std::vector<Candidate>& candidates) {
+  auto list = nlohmann::ordered_json::array();
+  for (const Candidate& candidate : candidates) {
+    list.push_back({{"name", candidate.name},
+                    {"hits", candidate.hits},
+                    {"agreeing", candidate.agreeing},
+                    {"position", thousandths(candidate.position())}});
+  }
+  return list;
+}
+
+}  // namespace
+
+MatchRow rowOf(const std::string& file, double seconds, const Answer& answer) {
+  MatchRow row{.file = file,
+               .heard = {},
+               .features = answer.features,
+               .hits = answer.hits,
+               .error = answer.problem,
+               .code = answer.code};
+  row.heard.to = seconds;
+  if (answer.verdict.candidates.empty() || !answer.problem.empty()) return row;
+  const Candidate& best = answer.verdict.candidates[0];
+  row.heard.kind = answer.verdict.recognised ? Heard::Kind::kRecognised : Heard::Kind::kUnknown;
+  row.heard.name = best.name;
+  row.heard.position = best.position();
+  row.heard.surest = surestOf(best, answer);
+  return row;
+}
+
+MatchRow failedRow(const std::string& file, const std::string& error) {
+  return {.file = file,
+          .heard = {},
+          .features = {},
+          .hits = {},
+          .error = error,
+          .code = ExitCode::kFailure};
+}
+
+std::string kindName(Heard::Kind kind) {
+  switch (kind) {
+    case Heard::Kind::kRecognised:
+      return "recognised";
+    case Heard::Kind::kSilence:
+      return "silence";
+    default:
+      return "unknown";
+  }
+}
+
+std::string clockTime(double seconds) {
+  const auto tenths = static_cast<long long>(std::llround(std::abs(seconds) * 10.0));
+  const long long whole = tenths / 10;
+  const char* sign = seconds < 0 && tenths > 0 ? "-" : "";
+  if (whole < 3600) return fmt::format("{}{}:{:02}.{}", sign, whole / 60, whole % 60, tenths % 10);
+  return fmt::format("{}{}:{:02}:{:02}.{}", sign, whole / 3600, whole / 60 % 60, whole % 60,
+                     tenths % 10);
+}
+
+nlohmann::ordered_json asJson(const MatchRow& row, const char* event, bool explain) {
+  const Surest& surest = row.heard.surest;
+  const bool named = !row.heard.name.empty();
+  std::optional<double> engine_discrimination;
+  if (surest.engine_discrimination) {
+    engine_discrimination = shortest(*surest.engine_discrimination);
+  }
+  nlohmann::ordered_json object{
+      {"file", row.file},
+      {"name", row.heard.name},
+      {"level", orNull(surest.level)},
+      {"discrimination", orNull(engine_discrimination)},
+      {"features", orNull(row.features)},
+      {"hits", orNull(row.hits)},
+      {"error", orNull(row.error.empty() ? std::nullopt : std::optional(row.error))},
+      {"recognised", row.isRecognised()},
+      {"kind", row.error.empty() ? nlohmann::ordered_json(kindName(row.heard.kind))
+                                 : nlohmann::ordered_json()},
+      {"agreeing", surest.agreeing},
+      {"name_discrimination", named ? nlohmann::ordered_json(thousandths(surest.discrimination))
+                                    : nlohmann::ordered_json()},
+      {"position",
+       named ? nlohmann::ordered_json(thousandths(row.heard.position)) : nlohmann::ordered_json()},
+      {"from", thousandths(row.heard.from)},
+      {"to", thousandths(row.heard.to)},
+      {"event", event}};
+  if (explain) object["candidates"] = candidatesAsJson(surest.candidates);
+  return object;
+}
+
+std::vector<std::string> matchHeadings() {
+  return {"FILE", "FROM", "TO", "MATCH", "AT", "AGREEING", "DISCR.", "LEVEL"};
+}
+
+std::vector<std::string> cellsOf(const MatchRow& row) {
+  const Surest& surest = row.heard.surest;
+  std::string match = "-";
+  if (row.isRecognised()) {
+    match = row.heard.name;
+  } else if (row.heard.kind == Heard::Kind::kSilence) {
+    match = "(silence)";
+  } else if (!row.heard.name.empty()) {
+    match = "- (best: " + row.heard.name + ")";
+  }
+  const bool named = !row.heard.name.empty();
+  return {row.file,
+          clockTime(row.heard.from),
+          clockTime(row.heard.to),
+          match,
+          named ? clockTime(row.heard.position) : "-",
+          named ? std::to_string(surest.agreeing) : "-",
+          named ? fmt::format("{:.2f}", surest.discrimination) : "-",
+          surest.level ? std::to_string(*surest.level) : "-"};
+}
+
+std::string explanation(const MatchRow& row) {
+  std::string text;
+  const auto& candidates = row.heard.surest.candidates;
+  for (std::size_t i = 0; i < std::min(candidates.size(), kMostExplained); ++i) {
+    const Candidate& candidate = candidates[i];
+    text += fmt::format("  {}. {}: {} of {} hits agree, on {}\n", i + 1, candidate.name,
+                        candidate.agreeing, candidate.hits, clockTime(candidate.position()));
+  }
+  return text;
+}
+
+}  // namespace audiomatch

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tool/base/errors.h"
+#include "tool/recognition/recogniser.h"
+#include "tool/recognition/timeline.h"
+
+namespace audiomatch {
+
+/// One line of what `match` prints: a recording, or a stretch of a long one.
+struct MatchRow {
+  std::string file;
+  Heard heard;
+  // Of a recording that was matched as a whole.
+  std::optional<std::size_t> features;
+  std::optional<std::size_t> hits;
+  std::string error;  ///< why there is no candidate; or empty
+  ExitCode code = ExitCode::kSuccess;
+
+  /// The verdict.
+  bool isRecognised() const noexcept { return heard.kind == Heard::Kind::kRecognised; }
+};
+
+/// The row of a recording that was matched as a whole.
+MatchRow rowOf(const std::string& file, double seconds, const Answer& answer);
+
+/// The row of a file of which there is no answer.
+MatchRow failedRow(const std::string& file, const std::string& error);
+
+/// What a kind of stretch is called: "recognised", "unknown", "silence".
+std::string kindName(Heard::Kind kind);
+
+/// A time of day's shape, h:mm:ss.t or m:ss.t.
+std::string clockTime(double seconds);
+
+/// The row as an object.
+///
+/// @param event    what is told: "heard", or of a stretch that goes on, "now"
+/// @param explain  with the leading candidates
+nlohmann::ordered_json asJson(const MatchRow& row, const char* event, bool explain);
+
+/// The headings and cells of the rows' table.
+std::vector<std::string> matchHeadings();
+std::vector<std::string> cellsOf(const MatchRow& row);
+
+/// Lines that list the leading candidates, each with its hits.
+std::string explanation(const MatchRow& row);
+
+}  // namespace audiomatch
