@@ -71,6 +71,7 @@ int main(int argc, char** argv) {
   audiomatch::addMatchCommand(app, action);
   audiomatch::addFeaturesCommand(app, action);
   audiomatch::addStreamCommand(app, action);
+  audiomatch::addChannelsCommand(app, action);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

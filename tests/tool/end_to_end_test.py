@@ -167,7 +167,7 @@ class ToolTest(unittest.TestCase):
         self.assertEqual(run("features", file, "--picture", "none/p.png")[0], 3)
 
     def test_stream_gives_the_same_from_file_and_pipe(self):
-        arguments = ("stream", "--id", "5", "--monitor", "2")
+        arguments = ("stream", "--id", "5", "--monitor", "2", "--json")
         code, output, _ = run(*arguments, "music/four.wav")
         samples = self.recordings["four"].tobytes()
         self.assertEqual(run(*arguments, "-", stdin=samples + b"left over"), (code, output, ""))
@@ -187,7 +187,7 @@ class ToolTest(unittest.TestCase):
 
     def test_stream_ends_well_by_signal_and_without_reader(self):
         for ending in (signal.SIGINT, signal.SIGTERM, None):
-            stream = subprocess.Popen([TOOL, "stream", "--id", "1", "-"], bufsize=0,
+            stream = subprocess.Popen([TOOL, "stream", "--id", "1", "--json", "-"], bufsize=0,
                                       stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                       stderr=subprocess.PIPE)
             with stream:

@@ -53,6 +53,8 @@ InterruptGuard::~InterruptGuard() {
 
 bool InterruptGuard::raised() const noexcept { return raised_signal.load() != 0; }
 
+void InterruptGuard::raise() const noexcept { noteSignal(SIGTERM); }
+
 bool InterruptGuard::wait(int descriptor, short events) const noexcept {
   pollfd watched[] = {{descriptor, events, 0}, {wake_up[0], POLLIN, 0}};
   while (!raised()) {

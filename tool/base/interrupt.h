@@ -29,6 +29,9 @@ class InterruptGuard {
   /// True once a signal came; any thread.
   bool raised() const noexcept;
 
+  /// Ends what waits for a signal, as if one had come.
+  void raise() const noexcept;
+
   /// Waits until `descriptor` is ready for `events` of poll(2), or has ended.
   /// False when a signal came first, or had come before.
   bool wait(int descriptor, short events) const noexcept;

@@ -12,7 +12,7 @@
 #include "base/analysis_grid.h"
 #include "tool/base/errors.h"
 #include "tool/input/audio_reader.h"
-#include "tool/input/standard_input.h"
+#include "tool/input/live_input.h"
 
 namespace audiomatch {
 namespace {
@@ -46,6 +46,14 @@ std::unique_ptr<SoundSource> openInput(SoundInput input, const SoundOptions& opt
   return reader;
 }
 
+std::unique_ptr<SoundSource> openLive(int live, const std::filesystem::path& name,
+                                      const std::optional<RawFormat>& raw,
+                                      const SoundOptions& options) {
+  auto input = std::make_unique<LiveInput>(live, name);
+  const int descriptor = input->descriptor();
+  return openInput({name, descriptor, raw, std::move(input)}, options);
+}
+
 }  // namespace
 
 std::uint64_t SoundSource::skip(std::uint64_t frames) {
@@ -75,9 +83,16 @@ std::unique_ptr<SoundSource> openSound(const std::filesystem::path& path,
 
 std::unique_ptr<SoundSource> openStandardInput(const std::optional<RawFormat>& raw,
                                                const SoundOptions& options) {
-  auto input = std::make_unique<StandardInput>();
-  const int descriptor = input->descriptor();
-  return openInput({"standard input", descriptor, raw, std::move(input)}, options);
+  return openLive(STDIN_FILENO, "standard input", raw, options);
+}
+
+std::unique_ptr<SoundSource> openNamedPipe(const std::filesystem::path& path,
+                                           const std::optional<RawFormat>& raw,
+                                           const SoundOptions& options) {
+  // Opening doesn't wait for a writer, as no signal would end that.
+  const int live = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (live < 0) throw FileError(path, std::strerror(errno));
+  return openLive(live, path, raw, options);
 }
 
 std::string damageMessage(const std::filesystem::path& path, const Damage& damage) {

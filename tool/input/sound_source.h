@@ -73,6 +73,11 @@ std::unique_ptr<SoundSource> openSound(const std::filesystem::path& path,
 std::unique_ptr<SoundSource> openStandardInput(const std::optional<RawFormat>& raw,
                                                const SoundOptions& options = {});
 
+/// The same from a named pipe, whose writer may come later.
+std::unique_ptr<SoundSource> openNamedPipe(const std::filesystem::path& path,
+                                           const std::optional<RawFormat>& raw,
+                                           const SoundOptions& options = {});
+
 /// The message on a file that was used in spite of its damage.
 std::string damageMessage(const std::filesystem::path& path, const Damage& damage);
 

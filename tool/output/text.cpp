@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 
 #include "tool/base/errors.h"
@@ -22,6 +23,15 @@ std::string jsonLine(const nlohmann::ordered_json& object) {
 }
 
 double shortest(float number) { return std::stod(fmt::format("{}", number)); }
+
+std::string clockTime(double seconds) {
+  const auto tenths = static_cast<long long>(std::llround(std::abs(seconds) * 10.0));
+  const long long whole = tenths / 10;
+  const char* sign = seconds < 0 && tenths > 0 ? "-" : "";
+  if (whole < 3600) return fmt::format("{}{}:{:02}.{}", sign, whole / 60, whole % 60, tenths % 10);
+  return fmt::format("{}{}:{:02}:{:02}.{}", sign, whole / 3600, whole / 60 % 60, whole % 60,
+                     tenths % 10);
+}
 
 std::string validUtf8(const std::string& text) {
   const std::string quoted = nlohmann::ordered_json(text).dump(-1, ' ', false, kReplace);

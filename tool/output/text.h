@@ -16,6 +16,9 @@ std::string jsonLine(const nlohmann::ordered_json& object);
 /// A float as the shortest number that reads back as the same float.
 double shortest(float number);
 
+/// A time for people, m:ss.t or h:mm:ss.t.
+std::string clockTime(double seconds);
+
 /// The text with bytes that aren't UTF-8 replaced.
 std::string validUtf8(const std::string& text);
 

@@ -1,6 +1,7 @@
 #include "tool/recognition/attribute_index.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "match/database/packed_entry.h"
 
@@ -26,6 +27,16 @@ void AttributeIndex::apply(std::span<const audio::AudioAttribute> current,
   }
   for (const audio::AudioAttribute& attribute : current) {
     by_key_[attribute.hashKey].push_back(attribute);
+  }
+}
+
+void AttributeIndex::forget(std::uint32_t streamId) {
+  const std::lock_guard lock(mutex_);
+  for (auto bucket = by_key_.begin(); bucket != by_key_.end();) {
+    std::erase_if(bucket->second, [streamId](const audio::AudioAttribute& attribute) {
+      return audio::entryAudioIndex(attribute.hashValue) == streamId;
+    });
+    bucket = bucket->second.empty() ? by_key_.erase(bucket) : std::next(bucket);
   }
 }
 

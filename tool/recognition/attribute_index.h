@@ -21,6 +21,9 @@ class AttributeIndex {
   void apply(std::span<const audio::AudioAttribute> current,
              std::span<const audio::AudioAttribute> expired);
 
+  /// Removes every attribute of a stream.
+  void forget(std::uint32_t streamId);
+
   /// The attributes of each feature, in the order that scoring expects.
   ///
   /// Scoring gives all attributes of a key to the first of the features with

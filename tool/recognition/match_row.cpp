@@ -70,15 +70,6 @@ std::string kindName(Heard::Kind kind) {
   }
 }
 
-std::string clockTime(double seconds) {
-  const auto tenths = static_cast<long long>(std::llround(std::abs(seconds) * 10.0));
-  const long long whole = tenths / 10;
-  const char* sign = seconds < 0 && tenths > 0 ? "-" : "";
-  if (whole < 3600) return fmt::format("{}{}:{:02}.{}", sign, whole / 60, whole % 60, tenths % 10);
-  return fmt::format("{}{}:{:02}:{:02}.{}", sign, whole / 3600, whole / 60 % 60, whole % 60,
-                     tenths % 10);
-}
-
 nlohmann::ordered_json asJson(const MatchRow& row, const char* event, bool explain) {
   const Surest& surest = row.heard.surest;
   const bool named = !row.heard.name.empty();

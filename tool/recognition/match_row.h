@@ -35,9 +35,6 @@ MatchRow failedRow(const std::string& file, const std::string& error);
 /// What a kind of stretch is called: "recognised", "unknown", "silence".
 std::string kindName(Heard::Kind kind);
 
-/// A time of day's shape, h:mm:ss.t or m:ss.t.
-std::string clockTime(double seconds);
-
 /// The row as an object.
 ///
 /// @param event    what is told: "heard", or of a stretch that goes on, "now"

@@ -22,6 +22,9 @@ void addFeaturesCommand(CLI::App& app, Action& action);
 /// Adds `stream`, which turns a stream into attributes.
 void addStreamCommand(CLI::App& app, Action& action);
 
+/// Adds `channels`, which says on which live channel a recording is heard.
+void addChannelsCommand(CLI::App& app, Action& action);
+
 /// Options that every command has.
 struct CommonOptions {
   bool json = false;

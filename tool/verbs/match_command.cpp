@@ -16,6 +16,7 @@
 #include "tool/output/text.h"
 #include "tool/recognition/match_job.h"
 #include "tool/verbs/commands.h"
+#include "tool/verbs/shared_options.h"
 
 namespace audiomatch {
 namespace {
@@ -153,23 +154,6 @@ ExitCode runMatch(const MatchOptions& options) {
   return options.fromPipe() ? matchPipe(options, database) : matchFiles(options, database);
 }
 
-void addThresholds(CLI::App& command, Thresholds& thresholds) {
-  command
-      .add_option("--min-agreeing", thresholds.agreeing,
-                  fmt::format("Agreeing features that a recording must have to be recognised "
-                              "(default {})",
-                              kThresholds.agreeing))
-      ->check(between(1, 1'000'000))
-      ->type_name("N");
-  command
-      .add_option("--min-discrimination", thresholds.discrimination,
-                  fmt::format("Discrimination from the best audio of another name that it must "
-                              "have (default {})",
-                              kThresholds.discrimination))
-      ->check(between(0.0, 1.0))
-      ->type_name("X");
-}
-
 void addWindows(CLI::App& command, const std::shared_ptr<MatchOptions>& options) {
   WindowGrid& grid = options->job.listening.grid;
   command.add_flag("--timeline", options->timeline,
@@ -199,21 +183,16 @@ void addMatchCommand(CLI::App& app, Action& action) {
       ->required()
       ->type_name("");
   addWindows(*command, options);
-  addThresholds(*command, options->job.listening.thresholds);
+  addThresholdOptions(*command, options->job.listening.thresholds);
   command->add_flag("--explain", options->explain, "List the leading candidates too");
   command->add_option("--jobs", options->jobs, "Files matched at a time (default: all cores)")
       ->check(between(1u, 1024u))
       ->type_name("N");
-  const auto* rate =
-      command->add_option("--rate", options->raw.rate, "Hz of raw samples on standard input");
-  const auto* channels =
-      command->add_option("--channels", options->raw.channels, "Their channels (default 1)");
-  const auto* format =
-      command->add_option("--format", options->raw.encoding, "Their encoding (default s16le)");
+  const auto raw_given = addRawOptions(*command, options->raw, "standard input");
   addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of a table");
   command->footer(std::string(kMatchHelp) + kExitCodesHelp);
   command->callback([=, &action] {
-    options->raw_given = rate->count() + channels->count() + format->count() > 0;
+    options->raw_given = raw_given();
     if (options->timeline) options->job.shape = MatchJob::Shape::kTimeline;
     if (options->whole) options->job.shape = MatchJob::Shape::kWhole;
     action = [options] { return runMatch(*options); };

@@ -18,10 +18,10 @@ namespace audiomatch {
 namespace {
 
 constexpr const char* kStreamHelp =
-    "Prints one JSON object a line for each analysis, at once. Raw PCM is signed 16-bit\n"
-    "little-endian, interleaved by channel. Ends with exit code 0 at the end of its input, on\n"
-    "SIGINT or SIGTERM, and when nobody reads its output. A last packet that isn't full isn't\n"
-    "analysed.\n\n";
+    "Prints a line for each analysis, at once: its time, how many attributes it gave and how many\n"
+    "expired; with --json the attributes themselves. Ends with exit code 0 at the end of its\n"
+    "input, on SIGINT or SIGTERM, and when nobody reads its output. A last packet that isn't full\n"
+    "isn't analysed.\n\n";
 
 struct StreamOptions {
   CommonOptions common;
@@ -43,6 +43,19 @@ nlohmann::ordered_json asJson(const std::vector<audio::AudioAttribute>& attribut
     list.push_back({{"hashValue", attribute.hashValue}, {"hashKey", attribute.hashKey}});
   }
   return list;
+}
+
+std::string jsonOf(const audio::StreamAttributeExtractor& extractor, std::uint64_t packet,
+                   double seconds) {
+  return jsonLine({{"packet", packet},
+                   {"seconds", seconds},
+                   {"attributes", asJson(extractor.currentAttributes())},
+                   {"expired", asJson(extractor.expiredAttributes())}});
+}
+
+std::string lineOf(const audio::StreamAttributeExtractor& extractor, double seconds) {
+  return fmt::format("{:>10}  {:>5} attributes, {:>5} expired\n", clockTime(seconds),
+                     extractor.currentAttributes().size(), extractor.expiredAttributes().size());
 }
 
 /// Samples per channel of a packet.
@@ -79,11 +92,9 @@ void streamPackets(SoundSource& source, const StreamOptions& options, const Inte
     if (!extractor.update(toAudio(samples, source.channels(), rate).get())) throw std::bad_alloc();
     if (!extractor.lastAnalysis()) continue;
     const double seconds = static_cast<double>((packet - 1) * length) / rate;
-    const bool written = writeLine(jsonLine({{"packet", packet},
-                                             {"seconds", seconds},
-                                             {"attributes", asJson(extractor.currentAttributes())},
-                                             {"expired", asJson(extractor.expiredAttributes())}}),
-                                   guard);
+    const bool written = writeLine(
+        options.common.json ? jsonOf(extractor, packet, seconds) : lineOf(extractor, seconds),
+        guard);
     if (!written) return;
   }
   if (options.common.verbose && !samples.empty()) {
@@ -134,7 +145,7 @@ void addStreamCommand(CLI::App& app, Action& action) {
                             "Hz of standard input (default 8000)");
   const auto* channels =
       number("--channels", options->channels, 1, 1024, "Channels of standard input (default 1)");
-  addCommonOptions(*command, options->common, "Changes nothing: the output is always JSON");
+  addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of text");
   command->footer(std::string(kStreamHelp) + kExitCodesHelp);
   command->callback([=, &action] {
     options->shape_given = rate->count() + channels->count() > 0;

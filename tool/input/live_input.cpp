@@ -1,4 +1,4 @@
-#include "tool/input/standard_input.h"
+#include "tool/input/live_input.h"
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <system_error>
+#include <utility>
 
 #include "tool/base/errors.h"
 #include "tool/base/interrupt.h"
@@ -17,9 +18,8 @@ namespace {
 
 /// Waits until there is something to read. False when a signal came first, or
 /// nobody reads what is passed on.
-bool waitForInput(int write_end) noexcept {
-  pollfd watched[] = {
-      {STDIN_FILENO, POLLIN, 0}, {interruptDescriptor(), POLLIN, 0}, {write_end, 0, 0}};
+bool waitForInput(int live, int write_end) noexcept {
+  pollfd watched[] = {{live, POLLIN, 0}, {interruptDescriptor(), POLLIN, 0}, {write_end, 0, 0}};
   while (poll(watched, 3, -1) <= 0) {
     if (errno != EINTR && errno != EAGAIN) return false;
   }
@@ -40,7 +40,7 @@ bool sendAll(int write_end, const char* bytes, std::size_t size) noexcept {
 
 }  // namespace
 
-StandardInput::StandardInput() {
+LiveInput::LiveInput(int live, std::filesystem::path name) : live_(live), name_(std::move(name)) {
   // A socket, since writing to a pipe that nobody reads raises a signal.
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
@@ -50,10 +50,15 @@ StandardInput::StandardInput() {
   thread_ = std::jthread([this, write_end = ends[1]] { passOn(write_end); });
 }
 
-void StandardInput::passOn(int write_end) noexcept {
+LiveInput::~LiveInput() {
+  thread_ = {};
+  if (live_ != STDIN_FILENO) close(live_);
+}
+
+void LiveInput::passOn(int write_end) noexcept {
   std::array<char, 16384> bytes;
-  while (waitForInput(write_end)) {
-    const ssize_t came = ::read(STDIN_FILENO, bytes.data(), bytes.size());
+  while (waitForInput(live_, write_end)) {
+    const ssize_t came = ::read(live_, bytes.data(), bytes.size());
     if (came < 0 && (errno == EINTR || errno == EAGAIN)) continue;
     if (came < 0) error_ = errno;
     if (came <= 0 || !sendAll(write_end, bytes.data(), static_cast<std::size_t>(came))) break;
@@ -61,8 +66,8 @@ void StandardInput::passOn(int write_end) noexcept {
   close(write_end);
 }
 
-std::string StandardInput::problem(bool ended) {
-  if (ended && error_ != 0) throw FileError("standard input", std::strerror(error_));
+std::string LiveInput::problem(bool ended) {
+  if (ended && error_ != 0) throw FileError(name_, std::strerror(error_));
   return {};
 }
 

@@ -1,0 +1,72 @@
+// Listening, as far as a whole tool isn't needed: silences, attributes of live channels.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "base/logger.h"
+#include "feature/audio_feature.h"
+#include "match/database/packed_entry.h"
+#include "tool/recognition/live_channels.h"
+#include "tool/recognition/loudness.h"
+
+namespace {
+
+using audiomatch::LiveChannels;
+using audiomatch::SilenceFinder;
+
+TEST(Silence, IsFoundAcrossPiecesAndForgotten) {
+  SilenceFinder finder(8000, 2);
+  // Two seconds of hum, three of something 70 dB below full scale, one of hum.
+  std::vector<std::int16_t> sound(6 * 16000, 3000);
+  std::fill(sound.begin() + 2 * 16000, sound.begin() + 5 * 16000, std::int16_t{10});
+  for (std::size_t at = 0; at < sound.size(); at += 1002) {
+    finder.add(std::span(sound).subspan(at, std::min<std::size_t>(1002, sound.size() - at)));
+  }
+  ASSERT_EQ(finder.since(0.0).size(), 1u);
+  EXPECT_EQ(finder.since(0.0)[0].from, 2.0);
+  EXPECT_EQ(finder.since(4.9)[0].to, 5.0);
+  EXPECT_TRUE(finder.since(5.0).empty());
+}
+
+/// Features every ten frames from `first` on, their keys in runs of three.
+std::vector<audio::AudioFeature> features(std::uint32_t first, std::uint32_t count) {
+  std::vector<audio::AudioFeature> list;
+  for (std::uint32_t i = 0; i < count; ++i) list.push_back({first + 10 * i, 1000 + i / 3});
+  return list;
+}
+
+std::vector<audio::AudioAttribute> attributes(const std::vector<audio::AudioFeature>& features,
+                                              std::uint32_t stream, std::uint32_t later) {
+  std::vector<audio::AudioAttribute> list;
+  for (const auto& feature : features) {
+    list.push_back({audio::packEntry(stream, feature.startTime + later), feature.hashKey});
+  }
+  return list;
+}
+
+TEST(LiveChannels, CountsEveryFeatureOnceAndTellsTheTime) {
+  audio::gLogger.setEnabled(false);
+  LiveChannels channels({"a", "b"}, {.update = 1, .monitor = 10}, {12, 0.35});
+  const auto heard = features(5, 60);
+  EXPECT_EQ(channels.find(heard).name, "");
+  // Channel b played it 64 frames, two updates, after its time code's end: the
+  // code wraps. Whatever the attributes call their stream, they are b's.
+  const std::uint32_t end = 1u << audio::kEntryTimeBits;
+  const auto played = attributes(heard, 77, end + 64);
+  channels.apply(1, 512 + 6, played, {});
+  channels.apply(0, 3, attributes(features(900, 6), 0, 7), {});
+  const audiomatch::ChannelAnswer answer = channels.find(heard);
+  EXPECT_TRUE(answer.recognised);
+  EXPECT_EQ(answer.name, "b");
+  EXPECT_EQ(answer.agreeing, 60);
+  // It began at code 64; the latest analysis starts at 6 x 32 and lasts 5 s.
+  EXPECT_NEAR(answer.seconds_ago, 4.0 + 5.0, 0.05);
+  channels.apply(1, 512 + 7, {}, {played.begin(), played.begin() + 50});
+  EXPECT_EQ(channels.find(heard).agreeing, 10);
+  channels.end(1);
+  EXPECT_NE(channels.find(heard).name, "b");
+}
+
+}  // namespace

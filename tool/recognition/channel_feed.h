@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+
+#include "tool/input/raw_format.h"
+#include "tool/recognition/live_channels.h"
+
+namespace audiomatch {
+
+/// A channel as the user names it.
+struct ChannelInput {
+  std::string name;
+  std::filesystem::path input;  ///< a sound file, a named pipe, or - for standard input
+};
+
+/// The channel that an argument stands for: NAME=INPUT, or INPUT alone, which
+/// is then called after its file.
+ChannelInput parseChannel(const std::string& argument);
+
+/// How channels are fed.
+struct FeedOptions {
+  std::optional<RawFormat> raw;  ///< of pipes; none for sound files through pipes
+  double speed = 1.0;            ///< of files: they play in their own time, or faster
+};
+
+/// Feeds a channel until its input ends or a signal comes, and says when it is
+/// on air and when it ends, which is when what it played is forgotten. Throws FileError and
+/// std::bad_alloc.
+void feedChannel(const ChannelInput& input, std::size_t channel, LiveChannels& channels,
+                 const FeedOptions& options);
+
+}  // namespace audiomatch

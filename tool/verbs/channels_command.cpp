@@ -1,0 +1,193 @@
+#include <fmt/core.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "feature/feature_extractor.h"
+#include "tool/base/errors.h"
+#include "tool/base/interrupt.h"
+#include "tool/input/input_lines.h"
+#include "tool/input/recording.h"
+#include "tool/output/text.h"
+#include "tool/recognition/channel_feed.h"
+#include "tool/verbs/commands.h"
+#include "tool/verbs/shared_options.h"
+
+namespace audiomatch {
+namespace {
+
+constexpr const char* kChannelsHelp =
+    "Follows channels, each a named pipe that sound comes from, or a sound file, which plays in\n"
+    "its own time. The recordings to be recognised are named on standard input, a file a line,\n"
+    "and each is answered at once: on which channel it was heard, and how long ago it began. Of\n"
+    "a longer recording the last ten seconds count. Ends with standard input, or by SIGINT.\n\n";
+
+// More wouldn't agree: a channel's time code runs a little faster than time.
+constexpr double kHeardSeconds = 10.0;
+
+struct ChannelsOptions {
+  CommonOptions common;
+  std::vector<std::string> channels;
+  ChannelPeriods periods;
+  Thresholds thresholds = kThresholds;
+  RawFormat raw;
+  FeedOptions feed;
+};
+
+/// The features of a recording's last seconds.
+std::vector<audio::AudioFeature> featuresOf(const std::string& file) {
+  const std::unique_ptr<SoundSource> source = openSound(file);
+  const auto most = static_cast<std::size_t>(kHeardSeconds * source->sampleRate());
+  std::vector<std::int16_t> samples;
+  while (source->read(samples, most) == most) {
+    const std::size_t kept = most * source->channels();
+    samples.erase(samples.begin(), samples.end() - static_cast<std::ptrdiff_t>(kept));
+  }
+  const std::size_t kept = std::min(samples.size(), most * source->channels());
+  samples.erase(samples.begin(), samples.end() - static_cast<std::ptrdiff_t>(kept));
+  if (samples.empty()) throw FileError(file, "holds no sound");
+  audio::FeatureExtractor extractor;
+  const auto recording = toAudio(samples, source->channels(), source->sampleRate());
+  if (!extractor.init(false) || !extractor.loadAudio(recording.get())) throw std::bad_alloc();
+  if (!extractor.extractFeatures()) throw FileError(file, describe(extractor.outcome()));
+  return extractor.getFeatures();
+}
+
+std::string lineOf(const std::string& file, const ChannelAnswer& answer, bool json) {
+  if (json) {
+    return jsonLine({{"file", file},
+                     {"name", answer.name},
+                     {"recognised", answer.recognised},
+                     {"agreeing", answer.agreeing},
+                     {"name_discrimination", answer.discrimination},
+                     {"seconds_ago", answer.seconds_ago},
+                     {"error", nullptr}});
+  }
+  if (answer.name.empty()) return file + ": on no channel\n";
+  if (!answer.recognised) {
+    return fmt::format("{}: on no channel (best: {}, {} features agree)\n", file, answer.name,
+                       answer.agreeing);
+  }
+  return fmt::format("{}: on {}, {:.0f} s ago ({} features agree)\n", file, answer.name,
+                     answer.seconds_ago, answer.agreeing);
+}
+
+/// Answers what standard input names, until it ends.
+ExitCode answerAll(const LiveChannels& channels, const ChannelsOptions& options,
+                   const InterruptGuard& guard) {
+  ExitCode code = ExitCode::kSuccess;
+  InputLines lines(guard);
+  while (const std::optional<std::string> file = lines.next()) {
+    std::string line;
+    try {
+      const ChannelAnswer answer = channels.find(featuresOf(*file));
+      if (!answer.recognised) code = worse(code, ExitCode::kNoMatch);
+      line = lineOf(*file, answer, options.common.json);
+    } catch (const FileError& error) {
+      report(error.what());
+      code = worse(code, ExitCode::kFailure);
+      if (options.common.json) {
+        line = jsonLine(
+            {{"file", *file}, {"name", ""}, {"recognised", false}, {"error", error.what()}});
+      }
+    }
+    if (!writeLine(line, guard)) break;
+  }
+  return code;
+}
+
+/// Threads that feed the channels; they end with the signal that ends all.
+class Feeds {
+ public:
+  Feeds(const std::vector<ChannelInput>& inputs, LiveChannels& channels,
+        const FeedOptions& options) {
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+      threads_.emplace_back([this, input = inputs[i], i, &channels, options] {
+        try {
+          feedChannel(input, i, channels, options);
+        } catch (const std::exception& error) {
+          report(error.what());
+          failed_ = true;
+        }
+      });
+    }
+  }
+
+  bool failed() const noexcept { return failed_; }
+
+ private:
+  std::atomic<bool> failed_ = false;
+  std::vector<std::jthread> threads_;
+};
+
+ExitCode runChannels(const ChannelsOptions& options) {
+  applyCommonOptions(options.common);
+  std::vector<ChannelInput> inputs;
+  std::set<std::string> names;
+  for (const std::string& argument : options.channels) {
+    inputs.push_back(parseChannel(argument));
+    if (!names.insert(inputs.back().name).second) {
+      throw UsageError(inputs.back().name + ": two channels have that name; give NAME=INPUT");
+    }
+  }
+  if (options.periods.monitor % options.periods.update != 0) {
+    throw UsageError("--monitor must be a multiple of --update");
+  }
+  std::vector<std::string> in_order;
+  for (const ChannelInput& input : inputs) in_order.push_back(input.name);
+  const InterruptGuard guard;
+  std::signal(SIGPIPE, SIG_IGN);
+  LiveChannels channels(in_order, options.periods, options.thresholds);
+  ExitCode code = ExitCode::kSuccess;
+  {
+    const Feeds feeds(inputs, channels, options.feed);
+    code = answerAll(channels, options, guard);
+    guard.raise();
+    if (feeds.failed()) code = ExitCode::kFailure;
+  }
+  return code;
+}
+
+}  // namespace
+
+void addChannelsCommand(CLI::App& app, Action& action) {
+  auto options = std::make_shared<ChannelsOptions>();
+  CLI::App* command =
+      app.add_subcommand("channels", "Follow live channels and say on which a recording is heard");
+  command->add_option("[NAME=]INPUT", options->channels, "Channels: named pipes or sound files")
+      ->required()
+      ->type_name("");
+  command
+      ->add_option("--update", options->periods.update,
+                   "Seconds from one analysis of a channel to the next (default 1)")
+      ->check(between(1u, 5u))
+      ->type_name("N");
+  command
+      ->add_option("--monitor", options->periods.monitor,
+                   "Seconds that are remembered of each channel (default 60)")
+      ->check(between(1u, 86400u))
+      ->type_name("N");
+  command->add_option("--speed", options->feed.speed, "How fast files play (default 1)")
+      ->check(between(0.1, 1000.0))
+      ->type_name("X");
+  addThresholdOptions(*command, options->thresholds);
+  const auto raw_given = addRawOptions(*command, options->raw, "pipes");
+  addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of text");
+  command->footer(std::string(kChannelsHelp) + kExitCodesHelp);
+  command->callback([=, &action] {
+    if (raw_given()) options->feed.raw = options->raw;
+    action = [options] { return runChannels(*options); };
+  });
+}
+
+}  // namespace audiomatch

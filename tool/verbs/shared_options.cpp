@@ -1,0 +1,49 @@
+#include "tool/verbs/shared_options.h"
+
+#include <fmt/format.h>
+
+#include "base/analysis_grid.h"
+#include "tool/verbs/commands.h"
+
+namespace audiomatch {
+
+void addThresholdOptions(CLI::App& command, Thresholds& thresholds) {
+  command
+      .add_option("--min-agreeing", thresholds.agreeing,
+                  fmt::format("Agreeing features that make it recognised (default {})",
+                              kThresholds.agreeing))
+      ->check(between(1, 1'000'000))
+      ->type_name("N");
+  command
+      .add_option("--min-discrimination", thresholds.discrimination,
+                  fmt::format("Discrimination from the best of another name that it takes, too "
+                              "(default {})",
+                              kThresholds.discrimination))
+      ->check(between(0.0, 1.0))
+      ->type_name("X");
+}
+
+std::function<bool()> addRawOptions(CLI::App& command, RawFormat& raw, const std::string& of) {
+  const CLI::Option* rate =
+      command
+          .add_option("--rate", raw.rate,
+                      fmt::format("Hz of raw samples from {} (default {})", of, raw.rate))
+          ->check(between(audio::kLowestRate, audio::kHighestRate))
+          ->type_name("N");
+  const CLI::Option* channels =
+      command
+          .add_option("--channels", raw.channels,
+                      fmt::format("Their channels (default {})", raw.channels))
+          ->check(between(1u, 1024u))
+          ->type_name("N");
+  const CLI::Option* format =
+      command
+          .add_option("--format", raw.encoding,
+                      fmt::format("Their encoding: {} (default {})",
+                                  fmt::join(rawEncodings(), ", "), raw.encoding))
+          ->check(CLI::IsMember(rawEncodings()).description(""))
+          ->type_name("F");
+  return [=] { return rate->count() + channels->count() + format->count() > 0; };
+}
+
+}  // namespace audiomatch
