@@ -23,6 +23,7 @@ public final class AttributeIndex {
     /**
      * Follows a stream by one packet: adds what is current and removes what has expired.
      *
+     * @param update what the stream's extractor returned for the packet
      * @throws NullPointerException if {@code update} is null
      */
     public synchronized void apply(AudioAttributeExtractor.Update update) {
@@ -34,15 +35,16 @@ public final class AttributeIndex {
     /**
      * Adds attributes. One that is added twice is held twice, as it counts twice in a match.
      *
+     * @param attributes what to hold
      * @throws NullPointerException if the array or an element is null; then nothing is added
      */
     public synchronized void add(AudioAttribute[] attributes) {
         Arguments.noNullElement(attributes, "attributes");
         for (AudioAttribute attribute : attributes) {
-            List<AudioAttribute> bucket = byKey.get(key(attribute.hashKey));
+            List<AudioAttribute> bucket = byKey.get(FeatureRun.key(attribute.hashKey));
             if (bucket == null) {
                 bucket = new ArrayList<AudioAttribute>(1);
-                byKey.put(key(attribute.hashKey), bucket);
+                byKey.put(FeatureRun.key(attribute.hashKey), bucket);
             }
             bucket.add(attribute);
         }
@@ -53,23 +55,28 @@ public final class AttributeIndex {
      * Removes as many equal attributes as are given: one that was added twice and is removed once
      * is held once. Those that aren't held are passed over.
      *
+     * @param attributes what to hold no longer
      * @throws NullPointerException if the array or an element is null; then nothing is removed
      */
     public synchronized void remove(AudioAttribute[] attributes) {
         Arguments.noNullElement(attributes, "attributes");
         for (AudioAttribute attribute : attributes) {
-            List<AudioAttribute> bucket = byKey.get(key(attribute.hashKey));
+            List<AudioAttribute> bucket = byKey.get(FeatureRun.key(attribute.hashKey));
             if (bucket == null || !bucket.remove(attribute)) {
                 continue;
             }
             size--;
             if (bucket.isEmpty()) {
-                byKey.remove(key(attribute.hashKey));
+                byKey.remove(FeatureRun.key(attribute.hashKey));
             }
         }
     }
 
-    /** Number of attributes held, duplicates counted. */
+    /**
+     * Counts the attributes that are held.
+     *
+     * @return their number, duplicates counted
+     */
     public synchronized int size() {
         return size;
     }
@@ -81,10 +88,7 @@ public final class AttributeIndex {
      *
      * <p>A hash key often occurs several times in a recording, and its features stand next to each
      * other. The server then lets the first of them take the attributes of all, and measures every
-     * attribute's time from the first one's start. Returned as they are, the attributes would
-     * count at the first feature's distance once for each feature of the run: a chance agreement
-     * counts several times, and a true one of a later feature is missed. Returned once per run,
-     * the later features would not count at all. So the attributes that are returned for a later
+     * attribute's time from the first one's start. So the attributes that are returned for a later
      * feature are copies whose time code is moved back by the frames between the first feature and
      * it (within the code's 14 bits). The server's distance then comes out as that feature's own,
      * and every feature counts once, just as in a match against a database.
@@ -97,31 +101,18 @@ public final class AttributeIndex {
     public synchronized AudioAttribute[] lookUp(AudioFeature[] features) {
         Arguments.noNullElement(features, "features");
         List<AudioAttribute> found = new ArrayList<AudioAttribute>();
-        AudioFeature taker = null; // The feature that the server gives the latest attributes to.
+        FeatureRun run = new FeatureRun();
         for (AudioFeature feature : features) {
-            List<AudioAttribute> bucket = byKey.get(key(feature.hashKey));
+            List<AudioAttribute> bucket = byKey.get(FeatureRun.key(feature.hashKey));
             if (bucket == null) {
                 continue;
             }
-            if (taker == null || key(taker.hashKey) != key(feature.hashKey)) {
-                taker = feature;
-            }
-            long framesLater = feature.startTime - taker.startTime;
+            long behind = run.framesBehindFirst(feature);
             for (AudioAttribute attribute : bucket) {
-                found.add(framesLater == 0 ? attribute : earlier(attribute, framesLater));
+                found.add(behind == 0 ? attribute : new AudioAttribute(
+                        FeatureRun.earlier(attribute.hashValue, behind), attribute.hashKey));
             }
         }
         return found.toArray(new AudioAttribute[0]);
-    }
-
-    private static AudioAttribute earlier(AudioAttribute attribute, long frames) {
-        long time = attribute.hashValue - frames & AudioAttribute.TIME_MASK;
-        return new AudioAttribute(
-                attribute.hashValue & ~AudioAttribute.TIME_MASK | time, attribute.hashKey);
-    }
-
-    /** The part of a hash key that the engine compares. */
-    private static long key(long hashKey) {
-        return hashKey & 0xFFFFFFFFL;
     }
 }
