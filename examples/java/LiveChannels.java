@@ -16,7 +16,7 @@ import javax.sound.sampled.UnsupportedAudioFileException;
  *
  * <p>Each WAV file is a channel on air. All are streamed side by side until the shortest ends. Then
  * each channel is "heard": a piece of it with noise on top is fingerprinted and looked up. So is a
- * file that isn't on air, to show what a wrong answer looks like. The exit code is 0 only if every
+ * file that isn't on air, to show what becomes of it. The exit code is 0 only if every
  * channel was named.
  */
 public final class LiveChannels {
@@ -110,7 +110,7 @@ public final class LiveChannels {
         }
     }
 
-    /** Hears the seconds before {@code end}, prints a row of the table, returns the answer's id. */
+    /** Hears the seconds before {@code end}, prints a row, returns the id of the answer or -1. */
     private long name(Wav heard, double end, AttributeIndex index, Random random) {
         short[] recording = heard.cut(Math.max(0, end - heardSeconds), end);
         addNoise(recording, random);
@@ -118,10 +118,10 @@ public final class LiveChannels {
                 AudioFeatureExtractor.extract(recording, heard.channels, heard.rate);
         AudioMatchServer.Result result =
                 AudioMatchServer.match(features, index.lookUp(features));
-        String answer =
-                result.isMatched() ? channels.get((int) result.streamId()).name : "no match";
+        String answer = result.isRecognised()
+                ? channels.get((int) result.streamId()).name : "not recognised";
         System.out.printf("%-28s %-28s %.3f%n", heard.name, answer, result.discrimination());
-        return result.index();
+        return result.isRecognised() ? result.index() : -1;
     }
 
     private void addNoise(short[] pcm, Random random) {

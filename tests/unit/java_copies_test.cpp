@@ -9,7 +9,9 @@
 #include <string>
 
 #include "base/analysis_grid.h"
+#include "match/database/database_format.h"
 #include "match/database/packed_entry.h"
+#include "match/scoring/offset_consensus.h"
 #include "stream/stream_grid.h"
 
 namespace {
@@ -31,6 +33,9 @@ TEST(JavaCopies, AreTheEnginesNumbers) {
   EXPECT_EQ(constantOf("AudioAttributeExtractor", "BUFFER_SECONDS"), audio::kBufferSeconds);
   EXPECT_EQ(constantOf("AudioAttribute", "TIME_MASK"), audio::kEntryTimeMask);
   EXPECT_EQ(constantOf("AudioAttribute", "TIME_BITS"), audio::kEntryTimeBits);
+  EXPECT_EQ(constantOf("DatabaseFile", "TABLE_SIZE"), audio::kTableSize);
+  EXPECT_EQ(constantOf("DatabaseFile", "TIME_SLOTS"), audio::kTimeSlots);
+  EXPECT_EQ(constantOf("Candidate", "OFFSET_TOLERANCE"), audio::kOffsetTolerance);
   // Two frames: fewer have no pair of peaks.
   EXPECT_EQ(constantOf("Pcm", "MIN_MILLISECONDS"), 2 * audio::kFrameMs - audio::kOverlapMs);
 }

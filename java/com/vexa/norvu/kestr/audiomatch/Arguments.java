@@ -8,10 +8,12 @@ final class Arguments {
 
     private Arguments() {}
 
-    static void notNull(Object value, String name) {
+    /** Returns the value, so that a constructor can check what it hands on. */
+    static <T> T notNull(T value, String name) {
         if (value == null) {
             throw new NullPointerException(name + " must not be null");
         }
+        return value;
     }
 
     static void noNullElement(Object[] values, String name) {

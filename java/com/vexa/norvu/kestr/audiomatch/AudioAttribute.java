@@ -32,15 +32,21 @@ public final class AudioAttribute {
         this.hashKey = hashKey;
     }
 
-    /** The id of the stream on which the hash was heard, 0 to 4,294,967,295. */
+    /**
+     * The id of the stream on which the hash was heard.
+     *
+     * @return 0 to 4,294,967,295
+     */
     public long streamId() {
         return hashValue >>> TIME_BITS & 0xFFFFFFFFL;
     }
 
     /**
-     * The stream's time code when the hash was heard, 0 to 16,383: frames of 32 ms within an
-     * update, each of which starts at a whole code, 32 codes apart with updates of one second. The
-     * code starts again from 0 after 512 such updates.
+     * The stream's time code when the hash was heard: frames of 32 ms within an update, each of
+     * which starts at a whole code, 32 codes apart with updates of one second. The code starts
+     * again from 0 after 512 such updates.
+     *
+     * @return 0 to 16,383
      */
     public int timeCode() {
         return (int) (hashValue & TIME_MASK);

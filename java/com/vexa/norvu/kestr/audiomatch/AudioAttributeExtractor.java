@@ -44,12 +44,20 @@ public final class AudioAttributeExtractor implements AutoCloseable {
             this.expired = expired;
         }
 
-        /** The attributes of the analysis that the packet set off; empty when there are none. */
+        /**
+         * The attributes of the analysis that the packet set off.
+         *
+         * @return the attributes; empty when there are none
+         */
         public AudioAttribute[] current() {
             return current;
         }
 
-        /** The attributes that left the monitor window; empty when there are none. */
+        /**
+         * The attributes that left the monitor window.
+         *
+         * @return the attributes; empty when there are none
+         */
         public AudioAttribute[] expired() {
             return expired;
         }
@@ -107,6 +115,8 @@ public final class AudioAttributeExtractor implements AutoCloseable {
     /**
      * Switches the engine's log on or off. The switch is one for the whole process and all classes
      * of this package; it is on when the library has been loaded.
+     *
+     * @param verbose whether to log
      */
     public static void setVerbose(boolean verbose) {
         nativeSetNativeVerbose(verbose);

@@ -17,6 +17,8 @@ public final class AudioFeatureExtractor {
     /**
      * Switches the engine's log on or off. The switch is one for the whole process and all classes
      * of this package; it is on when the library has been loaded.
+     *
+     * @param verbose whether to log
      */
     public static void setVerbose(boolean verbose) {
         nativeSetNativeVerbose(verbose);

@@ -1,8 +1,9 @@
 package com.vexa.norvu.kestr.audiomatch;
 
 /**
- * Matches a recording's features with the attributes that were found for them, without audio and
- * without a database: the side that knows what all streams play.
+ * Matches a recording's features with the attributes that were found for them, without audio: the
+ * side that knows what all streams play, by an {@link AttributeIndex}, or what all references hold,
+ * by a {@link FingerprintDatabase}.
  *
  * <p>Nothing is kept between calls, so any number of threads may call at once.
  */
@@ -23,45 +24,77 @@ public final class AudioMatchServer {
             this.discrimination = discrimination;
         }
 
-        /** Whether any stream matched. A low discrimination still says that it may be chance. */
+        /**
+         * Whether the best match is clear enough to be taken for the right one: from a
+         * discrimination of 0.35 on. True proves little where no other stream or audio has an
+         * attribute of the recording; see {@link #discrimination}.
+         *
+         * @return whether to trust the {@link #index}
+         */
+        public boolean isRecognised() {
+            return isMatched() && Level.of(discrimination) >= Level.RECOGNISED;
+        }
+
+        /**
+         * Whether there is a best candidate at all, right or wrong. A recording of something else
+         * has one too, as single attributes agree by chance; {@link #isRecognised} tells them
+         * apart.
+         *
+         * @return whether any stream has an attribute of the recording
+         */
         public boolean isMatched() {
             return index != -1;
         }
 
         /**
-         * The best match as the engine numbers it, in 32 bits with a sign: stream ids from 2^31
-         * come out negative; -1 without a match.
+         * The best candidate as the engine numbers it, in 32 bits with a sign: a stream's id, which
+         * comes out negative from 2^31 on, or the audio index of attributes that {@link
+         * FingerprintDatabase#lookUp} found.
+         *
+         * @return the index; -1 without a match
          */
         public long index() {
             return index;
         }
 
-        /** The id of the best stream, 0 to 4,294,967,294; 4,294,967,295 without a match. */
+        /**
+         * The id of the best stream, without a sign.
+         *
+         * @return 0 to 4,294,967,294; 4,294,967,295 without a match
+         */
         public long streamId() {
             return index & 0xFFFFFFFFL;
         }
 
         /**
-         * How clearly the best stream beat the second best, from 0 (not at all) to 1: with b and s
-         * features that agree with them, (b - s) / (b + s). Where no other stream has a single
-         * attribute, even one that agrees by chance gives 1. Without a match 0.
+         * How clearly the best stream beat the second best: with b and s features that agree with
+         * them, (b - s) / (b + s). Where no other stream has a single attribute, even one that
+         * agrees by chance gives 1.
+         *
+         * @return 0 (not at all) to 1; 0 without a match
          */
         public float discrimination() {
             return discrimination;
         }
 
-        /** Stream and discrimination, or "no match". */
+        /** Stream and discrimination where it is recognised; else the candidate or "no match". */
         @Override
         public String toString() {
-            return isMatched()
+            if (!isMatched()) {
+                return "no match";
+            }
+            return isRecognised()
                     ? "stream " + streamId() + " (discrimination " + discrimination + ")"
-                    : "no match";
+                    : "not recognised (best candidate stream " + streamId() + ", discrimination "
+                            + discrimination + ")";
         }
     }
 
     /**
      * Switches the engine's log on or off. The switch is one for the whole process and all classes
      * of this package; it is on when the library has been loaded.
+     *
+     * @param verbose whether to log
      */
     public static void setVerbose(boolean verbose) {
         nativeSetNativeVerbose(verbose);
@@ -76,8 +109,8 @@ public final class AudioMatchServer {
      * they have its hash key; the first one with another key waits for a later feature. One that
      * no feature takes stops the walk there, and all that were left count together as a candidate
      * of their own, so that many of them make "no match" out of a match. Of features with the same
-     * key in a row the first takes all the attributes. {@link AttributeIndex#lookUp} returns them
-     * as this method needs them.
+     * key in a row the first takes all the attributes. {@link AttributeIndex#lookUp} and {@link
+     * FingerprintDatabase#lookUp} return them as this method needs them.
      *
      * @param features the recording's features; none give no match
      * @param attributes the attributes found for them; none give no match

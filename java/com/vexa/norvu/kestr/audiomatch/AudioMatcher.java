@@ -2,6 +2,7 @@ package com.vexa.norvu.kestr.audiomatch;
 
 import java.io.File;
 import java.io.IOException;
+import java.nio.file.Path;
 
 /**
  * Matches recordings against a fingerprint database that is loaded once.
@@ -29,32 +30,64 @@ public final class AudioMatcher implements AutoCloseable {
             this.level = level;
         }
 
-        /** Whether the recording was found in the database. */
+        /**
+         * Whether the best match is clear enough to be taken for the right one: from level 1 on.
+         *
+         * <p>False doesn't prove that the recording is unknown. A right answer has level 0 too
+         * where the second best audio is the same recording once more, under another index; {@link
+         * FingerprintDatabase#recognise(AudioFeature[])} compares with audios of other names. And
+         * true proves little in a database of very few audios, where nothing is second: see {@link
+         * #level}.
+         *
+         * @return whether to trust the {@link #name}
+         */
+        public boolean isRecognised() {
+            return level >= Level.RECOGNISED;
+        }
+
+        /**
+         * Whether there is a best candidate at all, right or wrong. That is no recognition: some
+         * audio shares a few features with nearly every recording by chance, so one that isn't in
+         * the database has a best candidate too, mostly at level 0. {@link #isRecognised} tells
+         * them apart.
+         *
+         * @return whether any audio shares a feature with the recording
+         */
         public boolean isMatched() {
             return level >= 0;
         }
 
-        /** The database's name of the best match; empty when there is no match. */
+        /**
+         * The database's name of the best candidate, recognised or not.
+         *
+         * @return the name; empty when there is no candidate
+         */
         public String name() {
             return name;
         }
 
         /**
-         * How clearly the best match beat the second best. With b and s features that agree with
-         * the best and with the second best, (b - s) / (b + s) is below 0.35 at level 0, below 0.5
-         * at level 1, and 0.5 or more at level 2. Without a match the level is -1.
+         * How clearly the best candidate beat the second best. With b and s features that agree
+         * with the best and with the second best, (b - s) / (b + s) is below 0.35 at level 0, below
+         * 0.5 at level 1, and 0.5 or more at level 2.
          *
          * <p>Where no other audio shares a single feature with the recording, as in a database of
          * one, even one feature that agrees by chance gives level 2.
+         *
+         * @return 0, 1 or 2; -1 without a candidate
          */
         public int level() {
             return level;
         }
 
-        /** Name and level, or "no match". */
+        /** Name and level, where it is recognised; otherwise the best candidate, or "no match". */
         @Override
         public String toString() {
-            return isMatched() ? name + " (level " + level + ")" : "no match";
+            if (!isMatched()) {
+                return "no match";
+            }
+            return isRecognised() ? name + " (level " + level + ")"
+                    : "not recognised (best candidate " + name + ", level " + level + ")";
         }
     }
 
@@ -75,35 +108,47 @@ public final class AudioMatcher implements AutoCloseable {
      * @throws IOException if the file can't be read or isn't a fingerprint database
      */
     public AudioMatcher(String databasePath) throws IOException {
-        Arguments.notNull(databasePath, "databasePath");
-        if (databasePath.indexOf('\0') >= 0) {
+        this(new File(Arguments.notNull(databasePath, "databasePath")));
+    }
+
+    /**
+     * Loads a database into a new matcher. Android has {@code Path} from 8.0 (API 26) on.
+     *
+     * @param databasePath path of the database file in the default file system
+     * @throws NullPointerException if {@code databasePath} is null
+     * @throws IOException if the file can't be read or isn't a fingerprint database
+     */
+    public AudioMatcher(Path databasePath) throws IOException {
+        this(Arguments.notNull(databasePath, "databasePath").toFile());
+    }
+
+    /**
+     * Loads a database into a new matcher.
+     *
+     * @param databasePath path of the database file
+     * @throws NullPointerException if {@code databasePath} is null
+     * @throws IOException if the file can't be read or isn't a fingerprint database
+     */
+    public AudioMatcher(File databasePath) throws IOException {
+        String path = Arguments.notNull(databasePath, "databasePath").getPath();
+        if (path.indexOf('\0') >= 0) {
             throw new IOException("a database's path must not contain the character U+0000");
         }
         hasDatabase = true;
-        handle = nativeInit(databasePath);
+        handle = nativeInit(path);
         if (handle == 0) {
-            throw new IOException("cannot load the database " + databasePath + ": "
-                    + whyUnusable(new File(databasePath)));
+            String why = DatabaseFile.whyUnusable(databasePath);
+            throw new IOException("cannot load the database " + path + ": "
+                    + (why != null ? why : "it is not a fingerprint database, is damaged or"
+                            + " doesn't fit in memory; " + DatabaseFile.advice(databasePath)));
         }
-    }
-
-    private static String whyUnusable(File file) {
-        if (!file.exists()) {
-            return "there is no such file; give the path of an existing database";
-        }
-        if (!file.isFile()) {
-            return "it is not a file; give the path of the database file itself";
-        }
-        if (!file.canRead()) {
-            return "it may not be read; change its permissions";
-        }
-        return "it is not a fingerprint database, is damaged or doesn't fit in memory;"
-                + " build or copy it again";
     }
 
     /**
      * Switches the engine's log on or off. The switch is one for the whole process and all classes
      * of this package; it is on when the library has been loaded.
+     *
+     * @param verbose whether to log
      */
     public static void setVerbose(boolean verbose) {
         nativeSetNativeVerbose(verbose);

@@ -46,6 +46,19 @@ public class AudioMatchServerTest {
     }
 
     @Test
+    public void aRecordingIsRecognisedByItsDiscriminationOnly() {
+        AudioMatchServer.Result clear = new AudioMatchServer.Result(5, 0.35f);
+        assertTrue(clear.isRecognised());
+        AudioMatchServer.Result chance = new AudioMatchServer.Result(5, Math.nextDown(0.35f));
+        assertTrue(chance.isMatched());
+        assertFalse(chance.isRecognised());
+        assertTrue(chance.toString(), chance.toString().startsWith("not recognised"));
+        assertFalse(new AudioMatchServer.Result(-1, 1).isRecognised());
+        assertEquals(1, Level.of(Math.nextDown(0.5f)));
+        assertEquals(2, Level.of(0.5f));
+    }
+
+    @Test
     public void largeIdsAreNegativeAsAnIndex() {
         long id = 0x80000001L;
         AudioMatchServer.Result result = AudioMatchServer.match(features, list(heard(id, 110, 7)));

@@ -38,13 +38,29 @@ public class AudioMatcherTest {
             for (int i = 0; i < names.length; i++) {
                 AudioMatcher.Result result =
                         matcher.match(TestAudio.tones(i, FRAMES), 1, TestAudio.RATE);
-                assertTrue("a match, even if its name is empty", result.isMatched());
+                assertTrue("a match, even if its name is empty", result.isRecognised());
                 assertEquals(expected[i], result.name());
                 assertEquals(2, result.level());
             }
             AudioMatcher.Result silence = matcher.match(new short[FRAMES], 1, TestAudio.RATE);
             assertFalse(silence.isMatched());
             assertEquals(-1, silence.level());
+        }
+    }
+
+    @Test
+    public void aReferenceThatIsThereTwiceIsTheBestCandidateOnly() throws Exception {
+        short[] pcm = TestAudio.tones(1, FRAMES);
+        AudioFeature[] features = TestAudio.features(pcm);
+        File file = folder.newFile();
+        TestAudio.writeDatabase(file, new byte[][] {{'a'}, {'a'}}, features, features);
+        try (AudioMatcher matcher = new AudioMatcher(file.toPath());
+                FingerprintDatabase database = new FingerprintDatabase(file)) {
+            AudioMatcher.Result result = matcher.match(pcm, 1, TestAudio.RATE);
+            assertTrue(result.isMatched());
+            assertFalse(result.isRecognised());
+            assertEquals("not recognised (best candidate a, level 0)", result.toString());
+            assertTrue(database.recognise(features).isRecognised());
         }
     }
 
@@ -79,7 +95,7 @@ public class AudioMatcherTest {
             out.write("not a database".getBytes("UTF-8"));
         }
         File[] files = {missing, bad, folder.getRoot()};
-        String[] reasons = {"no such file", "not a fingerprint database", "not a file"};
+        String[] reasons = {"no such file", "audiomatch check", "not a file"};
         for (int i = 0; i < files.length; i++) {
             String path = files[i].getPath();
             String message =
