@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "tests/tool/tool_files.h"
+#include "tool/input/decoder.h"
 #include "tool/input/recording.h"
 
 namespace {

@@ -4,8 +4,7 @@
 
 namespace audiomatch {
 
-/// Fills the pipe that an AudioReader reads from. Its destructor ends it, after
-/// the reader closed its end of the pipe.
+/// Fills the pipe that an AudioReader reads from. Its destructor ends that.
 class Feeder {
  public:
   virtual ~Feeder() = default;

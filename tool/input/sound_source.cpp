@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <fmt/core.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -11,47 +10,92 @@
 
 #include "base/analysis_grid.h"
 #include "tool/base/errors.h"
+#include "tool/base/interrupt.h"
 #include "tool/input/audio_reader.h"
-#include "tool/input/live_input.h"
+#include "tool/input/descriptor.h"
+#include "tool/input/ffmpeg.h"
+#include "tool/input/rate_reducer.h"
+#include "tool/input/sndfile_decoder.h"
+#include "tool/input/sound_kind.h"
+#include "tool/input/standard_input.h"
 
 namespace audiomatch {
 namespace {
 
+constexpr const char* kNotAudio = "not audio that can be read (WAV, FLAC, Ogg, Opus, MP3, ...)";
 constexpr std::size_t kSkippedFrames = 8192;
 constexpr std::uint64_t kMostReservedSamples = std::uint64_t{1} << 22;
 
 /// Opened here and not by libsndfile, which neither says why a file can't be
 /// opened nor leaves folders alone, and which guesses from extensions.
-int openForReading(const std::filesystem::path& path) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) throw FileError(path, std::strerror(errno));
+Descriptor openForReading(const std::filesystem::path& path) {
+  Descriptor descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (descriptor.get() < 0) throw FileError(path, std::strerror(errno));
   struct stat status {};
-  if (fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
-    close(descriptor);
+  if (fstat(descriptor.get(), &status) == 0 && S_ISDIR(status.st_mode)) {
     throw FileError(path, "is a folder, not a sound file");
   }
   return descriptor;
 }
 
-/// Opens the input at a rate that the engine takes.
-std::unique_ptr<SoundSource> openInput(SoundInput input, const SoundOptions& options) {
-  const std::filesystem::path name = input.name;
-  auto reader = std::make_unique<AudioReader>(std::move(input), options);
-  if (!audio::isSupportedRate(reader->sampleRate())) {
-    throw FileError(name,
-                    fmt::format("its sample rate of {} Hz is outside {} to {} Hz; convert it "
-                                "first, for example to 44100 Hz",
-                                reader->sampleRate(), audio::kLowestRate, audio::kHighestRate));
+/// Brings a source to a rate that the engine takes.
+std::unique_ptr<SoundSource> atEngineRate(std::unique_ptr<SoundSource> source,
+                                          const std::filesystem::path& name) {
+  const std::uint32_t rate = source->sampleRate();
+  if (rate < audio::kLowestRate || rate > kHighestReducibleRate) {
+    throw FileError(name, fmt::format("its sample rate of {} Hz is outside {} to {} Hz; convert it "
+                                      "first, for example to 44100 Hz",
+                                      rate, audio::kLowestRate, kHighestReducibleRate));
   }
-  return reader;
+  if (audio::isSupportedRate(rate)) return source;
+  return std::make_unique<RateReducer>(std::move(source));
 }
 
-std::unique_ptr<SoundSource> openLive(int live, const std::filesystem::path& name,
+/// A source of what was opened. Throws FileError when that failed.
+std::unique_ptr<SoundSource> assemble(const std::filesystem::path& name,
+                                      std::unique_ptr<Decoder> decoder,
+                                      std::unique_ptr<Feeder> feeder, const SoundOptions& options) {
+  if (!decoder) {
+    checkInterrupt();
+    const std::string problem = feeder ? feeder->problem(true) : "";
+    throw FileError(name, problem.empty() ? kNotAudio : "not audio that can be read: " + problem);
+  }
+  return atEngineRate(
+      std::make_unique<AudioReader>(name, std::move(decoder), std::move(feeder), options), name);
+}
+
+/// Opens a file by libsndfile, and what is beyond it by ffmpeg.
+std::unique_ptr<SoundSource> openFile(const Descriptor& file, const std::filesystem::path& name,
+                                      const SoundOptions& options) {
+  const SoundKind kind = soundKind(firstBytes(file, kTellingBytes));
+  std::unique_ptr<Decoder> decoder;
+  std::unique_ptr<Feeder> feeder;
+  if (kind != SoundKind::kFfmpeg) decoder = SndfileDecoder::open(file.duplicate());
+  if (!decoder && kind != SoundKind::kSndfile) {
+    SocketPair sockets;
+    feeder = Ffmpeg::ofFile(file, name, sockets.writing);
+    sockets.writing = Descriptor();
+    decoder = SndfileDecoder::open(std::move(sockets.reading));
+  }
+  return assemble(name, std::move(decoder), std::move(feeder), options);
+}
+
+/// Opens what comes live.
+std::unique_ptr<SoundSource> openPipe(Descriptor live, const std::filesystem::path& name,
                                       const std::optional<RawFormat>& raw,
                                       const SoundOptions& options) {
-  auto input = std::make_unique<LiveInput>(live, name);
-  const int descriptor = input->descriptor();
-  return openInput({name, descriptor, raw, std::move(input)}, options);
+  SocketPair sockets;
+  std::unique_ptr<Feeder> feeder =
+      std::make_unique<StandardInput>(std::move(live), name, std::move(sockets.writing));
+  const std::string start = raw ? "" : firstBytes(sockets.reading, kTellingBytes);
+  if (soundKind(start) == SoundKind::kFfmpeg || needsGoingBack(start)) {
+    SocketPair behind;
+    feeder = Ffmpeg::ofPipe(sockets.reading, std::move(feeder), name, behind.writing);
+    behind.writing = Descriptor();
+    sockets.reading = std::move(behind.reading);
+  }
+  std::unique_ptr<Decoder> decoder = SndfileDecoder::open(std::move(sockets.reading), raw);
+  return assemble(name, std::move(decoder), std::move(feeder), options);
 }
 
 }  // namespace
@@ -78,21 +122,26 @@ std::size_t SoundSource::roomFor(std::uint64_t frames) const noexcept {
 
 std::unique_ptr<SoundSource> openSound(const std::filesystem::path& path,
                                        const SoundOptions& options) {
-  return openInput({path, openForReading(path), {}, nullptr}, options);
+  return openFile(openForReading(path), path, options);
 }
 
 std::unique_ptr<SoundSource> openStandardInput(const std::optional<RawFormat>& raw,
                                                const SoundOptions& options) {
-  return openLive(STDIN_FILENO, "standard input", raw, options);
+  const std::filesystem::path name = "standard input";
+  struct stat status {};
+  if (!raw && fstat(STDIN_FILENO, &status) == 0 && S_ISREG(status.st_mode)) {
+    return openFile(openForReading("/dev/stdin"), name, options);
+  }
+  return openPipe(Descriptor(dup(STDIN_FILENO)), name, raw, options);
 }
 
 std::unique_ptr<SoundSource> openNamedPipe(const std::filesystem::path& path,
                                            const std::optional<RawFormat>& raw,
                                            const SoundOptions& options) {
   // Opening doesn't wait for a writer, as no signal would end that.
-  const int live = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (live < 0) throw FileError(path, std::strerror(errno));
-  return openLive(live, path, raw, options);
+  Descriptor live(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  if (live.get() < 0) throw FileError(path, std::strerror(errno));
+  return openPipe(std::move(live), path, raw, options);
 }
 
 std::string damageMessage(const std::filesystem::path& path, const Damage& damage) {

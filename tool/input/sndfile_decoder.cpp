@@ -1,0 +1,155 @@
+#include "tool/input/sndfile_decoder.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <mutex>
+#include <string_view>
+
+namespace audiomatch {
+namespace {
+
+// A file that is nothing but damage mustn't take for ever.
+constexpr unsigned kMostProblems = 100;
+
+// What libsndfile promises where it doesn't know the length is beyond.
+constexpr std::uint64_t kMostFrames = std::uint64_t{1} << 46;
+
+// Programs that write WAV into a pipe promise this many bytes or more.
+constexpr std::uint64_t kUnknownBytes = 0x7FFF'0000;
+
+/// True for formats whose decoder works in floats; the others hold integers.
+bool decodesToFloat(int format) noexcept {
+  switch (format & SF_FORMAT_SUBMASK) {
+    case SF_FORMAT_FLOAT:
+    case SF_FORMAT_DOUBLE:
+    case SF_FORMAT_VORBIS:
+    case SF_FORMAT_OPUS:
+    case SF_FORMAT_MPEG_LAYER_I:
+    case SF_FORMAT_MPEG_LAYER_II:
+    case SF_FORMAT_MPEG_LAYER_III:
+      return true;
+    default:
+      return false;
+  }
+}
+
+/// The number that follows `label` in the text; 0 for none.
+std::uint64_t numberBehind(std::string_view text, std::string_view label) noexcept {
+  const std::size_t place = text.find(label);
+  if (place == std::string_view::npos) return 0;
+  text.remove_prefix(std::min(text.find_first_not_of(' ', place + label.size()), text.size()));
+  std::uint64_t number = 0;
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
+
+/// Frames that the header promises. libsndfile itself counts those that a cut
+/// file has; what its header says stands only in the log of its parser.
+std::uint64_t promisedBy(SNDFILE* file, const SF_INFO& info) {
+  std::array<char, 16384> buffer{};
+  sf_command(file, SFC_GET_LOG_INFO, buffer.data(), static_cast<int>(buffer.size()));
+  const std::string_view log(buffer.data());
+  for (const char* label : {"'COMM' chunk (", "'ds64' chunk of "}) {
+    if (const std::uint64_t frames = numberBehind(log, label); frames > 0) return frames;
+  }
+  const auto frames = static_cast<std::uint64_t>(std::max<sf_count_t>(info.frames, 0));
+  for (const char* label : {"\ndata :", "\n  Data Size   :"}) {
+    const std::uint64_t bytes = numberBehind(log, label);
+    if (bytes >= kUnknownBytes) return 0;
+    const std::string_view line = log.substr(std::min(log.find(label), log.size()));
+    const std::uint64_t there = numberBehind(line.substr(0, line.find('\n', 1)), "(should be");
+    if (bytes > there && there > 0 && frames < kMostFrames) {
+      const double ratio = static_cast<double>(bytes) / static_cast<double>(there);
+      return static_cast<std::uint64_t>(static_cast<double>(frames) * ratio);
+    }
+  }
+  return frames < kMostFrames ? frames : 0;
+}
+
+}  // namespace
+
+std::unique_ptr<SndfileDecoder> SndfileDecoder::open(Descriptor descriptor,
+                                                     const std::optional<RawFormat>& raw) {
+  std::unique_ptr<SndfileDecoder> decoder(new SndfileDecoder(std::move(descriptor)));
+  if (raw) {
+    decoder->info_.samplerate = static_cast<int>(raw->rate);
+    decoder->info_.channels = static_cast<int>(raw->channels);
+    decoder->info_.format = sndfileEncoding(raw->encoding);
+  }
+  if (!decoder->openFile() || decoder->info_.samplerate <= 0) return nullptr;
+  decoder->decodes_to_float_ = decodesToFloat(decoder->info_.format);
+  if (!raw) decoder->promised_ = promisedBy(decoder->file_.get(), decoder->info_);
+  return decoder;
+}
+
+/// libsndfile keeps the cause of a failed opening in one place for the whole
+/// process.
+bool SndfileDecoder::openFile() {
+  static std::mutex opening;
+  const std::lock_guard lock(opening);
+  file_.reset(sf_open_fd(descriptor_.duplicate().release(), SFM_READ, &info_, SF_TRUE));
+  return file_ != nullptr;
+}
+
+std::size_t SndfileDecoder::read(std::int16_t* samples, std::size_t frames) {
+  problem_.clear();
+  if (!file_) return 0;
+  sf_count_t came = 0;
+  if (decodes_to_float_) {
+    floats_.resize(std::max(floats_.size(), frames * channels()));
+    came = sf_readf_float(file_.get(), floats_.data(), static_cast<sf_count_t>(frames));
+    const auto count = static_cast<std::ptrdiff_t>(came) * info_.channels;
+    std::transform(floats_.begin(), floats_.begin() + count, samples, toPcm16);
+  } else {
+    came = sf_readf_short(file_.get(), samples, static_cast<sf_count_t>(frames));
+  }
+  const auto count = static_cast<std::size_t>(std::max<sf_count_t>(came, 0));
+  position_ += count;
+  if (count < frames && sf_error(file_.get()) != SF_ERR_NO_ERROR) {
+    problem_ = sf_strerror(file_.get());
+  }
+  return count;
+}
+
+/// FLAC's decoder doesn't recover: the file is opened again and searched for
+/// the next frame that is whole. Others go on from where they are.
+std::optional<std::uint64_t> SndfileDecoder::resume() {
+  if (++problems_ > kMostProblems) return {};
+  if ((info_.format & SF_FORMAT_TYPEMASK) != SF_FORMAT_FLAC) return 0;
+  // Steps of 10 ms first, no longer than a tenth of what is missing later.
+  const sf_count_t end = info_.frames;
+  const auto start = static_cast<sf_count_t>(position_);
+  for (sf_count_t missing = info_.samplerate / 100 + 1; start + missing < end;
+       missing += std::max<sf_count_t>(info_.samplerate / 100, missing / 10)) {
+    if (const sf_count_t found = frameBehind(start + missing); found > start) {
+      position_ = static_cast<std::uint64_t>(found);
+      return position_ - static_cast<std::uint64_t>(start);
+    }
+  }
+  return {};
+}
+
+/// Opens the file again at a frame that can be decoded: `target`, or -1.
+sf_count_t SndfileDecoder::frameBehind(sf_count_t target) {
+  file_.reset();
+  if (lseek(descriptor_.get(), 0, SEEK_SET) != 0 || !openFile()) return -1;
+  std::vector<short> probe(channels());
+  if (sf_seek(file_.get(), target, SEEK_SET) != target ||
+      sf_readf_short(file_.get(), probe.data(), 1) != 1) {
+    return -1;
+  }
+  return sf_seek(file_.get(), target, SEEK_SET);
+}
+
+std::int16_t toPcm16(float sample) noexcept {
+  if (std::isnan(sample)) return 0;
+  // Exact in double precision, so that there is one rounding.
+  const double scaled = std::round(static_cast<double>(sample) * 32767.0);
+  return static_cast<std::int16_t>(std::clamp(scaled, -32768.0, 32767.0));
+}
+
+}  // namespace audiomatch
