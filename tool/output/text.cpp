@@ -4,7 +4,6 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -36,12 +35,6 @@ std::string clockTime(double seconds) {
 std::string validUtf8(const std::string& text) {
   const std::string quoted = nlohmann::ordered_json(text).dump(-1, ' ', false, kReplace);
   return nlohmann::ordered_json::parse(quoted).get<std::string>();
-}
-
-std::size_t characterCount(std::string_view text) noexcept {
-  // Every byte but those that continue a character.
-  return static_cast<std::size_t>(std::ranges::count_if(
-      text, [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; }));
 }
 
 bool writeLine(std::string_view line, const InterruptGuard& guard) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
@@ -21,9 +20,6 @@ std::string clockTime(double seconds);
 
 /// The text with bytes that aren't UTF-8 replaced.
 std::string validUtf8(const std::string& text);
-
-/// Characters of a UTF-8 text.
-std::size_t characterCount(std::string_view text) noexcept;
 
 /// Writes a line to standard output at once, past any buffer. False when the
 /// reader has gone (SIGPIPE being ignored) or a signal came first; throws

@@ -5,12 +5,16 @@
 #include <algorithm>
 #include <cmath>
 
+#include "tool/output/display_text.h"
+#include "tool/output/terminal.h"
 #include "tool/output/text.h"
 
 namespace audiomatch {
 namespace {
 
 constexpr std::size_t kMostExplained = 5;
+constexpr std::size_t kClockWidth = 9;  // h:mm:ss.t
+constexpr std::size_t kNameWidth = 24;  // of most
 
 /// The value rounded for people and programs: milliseconds are enough.
 double thousandths(double value) { return std::round(value * 1000.0) / 1000.0; }
@@ -100,8 +104,18 @@ nlohmann::ordered_json asJson(const MatchRow& row, const char* event, bool expla
   return object;
 }
 
-std::vector<std::string> matchHeadings() {
-  return {"FILE", "FROM", "TO", "MATCH", "AT", "AGREEING", "DISCR.", "LEVEL"};
+TableLayout matchLayout(std::size_t fileWidth) {
+  using Align = TableColumn::Align;
+  using Need = TableColumn::Need;
+  return TableLayout({{"FILE", Align::kLeft, fileWidth},
+                      {"FROM", Align::kRight, kClockWidth, Need::kIfThereIsRoom},
+                      {"TO", Align::kRight, kClockWidth, Need::kIfThereIsRoom},
+                      {"MATCH", Align::kLeft, kNameWidth},
+                      {"AT", Align::kRight, kClockWidth},
+                      {"AGREEING", Align::kRight},
+                      {"DISCR.", Align::kRight, 0, Need::kIfThereIsRoom},
+                      {"LEVEL", Align::kRight, 0, Need::kIfThereIsRoom}},
+                     outputWidth());
 }
 
 std::vector<std::string> cellsOf(const MatchRow& row) {
@@ -130,7 +144,7 @@ std::string explanation(const MatchRow& row) {
   const auto& candidates = row.heard.surest.candidates;
   for (std::size_t i = 0; i < std::min(candidates.size(), kMostExplained); ++i) {
     const Candidate& candidate = candidates[i];
-    text += fmt::format("  {}. {}: {} of {} hits agree, on {}\n", i + 1, candidate.name,
+    text += fmt::format("  {}. {}: {} of {} hits agree, on {}\n", i + 1, printable(candidate.name),
                         candidate.agreeing, candidate.hits, clockTime(candidate.position()));
   }
   return text;

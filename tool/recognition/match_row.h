@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tool/base/errors.h"
+#include "tool/output/table_layout.h"
 #include "tool/recognition/recogniser.h"
 #include "tool/recognition/timeline.h"
 
@@ -41,8 +42,10 @@ std::string kindName(Heard::Kind kind);
 /// @param explain  with the leading candidates
 nlohmann::ordered_json asJson(const MatchRow& row, const char* event, bool explain);
 
-/// The headings and cells of the rows' table.
-std::vector<std::string> matchHeadings();
+/// The layout of the rows' table on standard output, and a row's cells.
+///
+/// @param fileWidth  columns of the widest file name
+TableLayout matchLayout(std::size_t fileWidth);
 std::vector<std::string> cellsOf(const MatchRow& row);
 
 /// Lines that list the leading candidates, each with its hits.

@@ -12,6 +12,7 @@
 #include "tool/base/interrupt.h"
 #include "tool/base/parallel.h"
 #include "tool/input/input_files.h"
+#include "tool/output/display_text.h"
 #include "tool/output/ordered_output.h"
 #include "tool/output/text.h"
 #include "tool/recognition/match_job.h"
@@ -48,15 +49,14 @@ struct MatchOptions {
 /// Turns rows into what is printed of them.
 class RowPrinter {
  public:
-  explicit RowPrinter(const MatchOptions& options) : options_(options) {}
+  RowPrinter(const MatchOptions& options, const std::vector<InputFile>& files)
+      : options_(options), layout_(matchLayout(widestOf(files))) {}
 
-  std::string heading() const {
-    return options_.common.json ? std::string() : line(matchHeadings());
-  }
+  std::string heading() const { return options_.common.json ? std::string() : layout_.head(); }
 
   std::string text(const MatchRow& row, const char* event = "heard") const {
     if (options_.common.json) return jsonLine(asJson(row, event, options_.explain));
-    return line(cellsOf(row)) + (options_.explain ? explanation(row) : std::string());
+    return layout_.row(cellsOf(row)) + (options_.explain ? explanation(row) : std::string());
   }
 
   /// A line on what is heard now.
@@ -66,18 +66,22 @@ class RowPrinter {
     std::string line = clockTime(heard.from) + "  ";
     if (!row.isRecognised())
       return line + (heard.kind == Heard::Kind::kSilence ? "silence\n" : "unknown\n");
-    line += fmt::format("{}, from {} on ({} features agree)\n", heard.name,
+    line += fmt::format("{}, from {} on ({} features agree)\n", printable(heard.name),
                         clockTime(heard.position), heard.surest.agreeing);
     return line + (options_.explain ? explanation(row) : std::string());
   }
 
  private:
-  static std::string line(const std::vector<std::string>& cells) {
-    return fmt::format("{:<28}  {:>9}  {:>9}  {:<28}  {:>9}  {:>8}  {:>6}  {:>5}\n", cells[0],
-                       cells[1], cells[2], cells[3], cells[4], cells[5], cells[6], cells[7]);
+  static std::size_t widestOf(const std::vector<InputFile>& files) {
+    std::size_t widest = 0;
+    for (const InputFile& file : files) {
+      widest = std::max(widest, displayWidth(printable(file.path.string())));
+    }
+    return widest;
   }
 
   const MatchOptions& options_;
+  TableLayout layout_;
 };
 
 /// The recordings that the arguments stand for: each as often as it is named.
@@ -102,7 +106,7 @@ std::vector<InputFile> recordingsOf(const MatchOptions& options, ExitCode& code)
 ExitCode matchFiles(const MatchOptions& options, const ReferenceDatabase& database) {
   ExitCode code = ExitCode::kSuccess;
   const std::vector<InputFile> files = recordingsOf(options, code);
-  const RowPrinter printer(options);
+  const RowPrinter printer(options, files);
   fmt::print("{}", printer.heading());
   OrderedOutput output(files.size());
   std::vector<ExitCode> codes(files.size(), ExitCode::kSuccess);
@@ -120,7 +124,7 @@ ExitCode matchFiles(const MatchOptions& options, const ReferenceDatabase& databa
 }
 
 ExitCode matchPipe(const MatchOptions& options, const ReferenceDatabase& database) {
-  const RowPrinter printer(options);
+  const RowPrinter printer(options, {});
   const auto print = [](const std::string& text) {
     fmt::print("{}", text);
     std::fflush(stdout);
