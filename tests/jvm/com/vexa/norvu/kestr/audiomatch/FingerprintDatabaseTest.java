@@ -207,8 +207,9 @@ public class FingerprintDatabaseTest {
         try (FingerprintDatabase database = new FingerprintDatabase(write(
                 new String[] {"long", "other", "long", "long", "long"},
                 none, none, none, none, part))) {
-            assertEquals(2 * 524.288 + 990 * 0.032, database.recognise(
-                    list(new AudioFeature(10, 7), new AudioFeature(20, 8))).positionSeconds(), 1e-9);
+            Recognition recognition = database.recognise(
+                    list(new AudioFeature(10, 7), new AudioFeature(20, 8)));
+            assertEquals(2 * 524.288 + 990 * 0.032, recognition.positionSeconds(), 1e-9);
         }
     }
 
@@ -337,7 +338,8 @@ public class FingerprintDatabaseTest {
         for (int round = 0; round < 40; round++) {
             byte[] bytes = whole.clone();
             for (int i = 0; i < 3; i++) {
-                bytes[random.nextInt(round % 2 == 0 ? 150 : bytes.length)] = (byte) random.nextInt();
+                int place = random.nextInt(round % 2 == 0 ? 150 : bytes.length);
+                bytes[place] = (byte) random.nextInt();
             }
             Files.write(bad.toPath(), bytes);
             try (FingerprintDatabase database = new FingerprintDatabase(bad)) {
