@@ -24,7 +24,8 @@ tool=$(installed audiomatch)
 library=$(installed libaudio_analyzer.so)
 jar=$(installed audiomatch.jar)
 example=$(installed MatchOne.java)
-for document in README.md CHANGELOG.md database.md third-party.md; do
+for document in README.md CHANGELOG.md database.md third-party.md \
+    audiomatch-javadoc.jar audiomatch-sources.jar; do
   document=$(installed "$document")
   [ -s "$document" ] || fail "empty: $document"
 done
