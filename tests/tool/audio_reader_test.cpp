@@ -55,7 +55,7 @@ TEST(AudioReader, MakesNoRoomForWhatAHeaderOnlyPromises) {
   EXPECT_GT(lying->promisedFrames(), std::uint64_t{1} << 35);
   EXPECT_EQ(lying->roomFor(UINT64_MAX), std::size_t{1} << 22);
   EXPECT_EQ(lying->roomFor(100), 100u);
-  EXPECT_EQ(audiomatch::readRecording(path)->dataLen(), 4000u);
+  EXPECT_EQ(audiomatch::readRecording(path).audio->dataLen(), 4000u);
 }
 
 }  // namespace

@@ -8,24 +8,33 @@
 
 namespace audiomatch {
 
-/// What the tool tells its caller, from good to bad.
+/// What the tool tells its caller.
 enum class ExitCode : int {
   kSuccess = 0,
   kNoMatch = 1,  ///< at least one recording matches nothing
   kUsage = 2,    ///< the arguments make no sense
   kFailure = 3,  ///< something can't be read or written
+  kLeftOut = 4,  ///< damaged sound was left out, the rest was used
 };
 
+/// How bad a code is: more is worse.
+constexpr int rankOf(ExitCode code) noexcept {
+  constexpr ExitCode from_good_to_bad[] = {ExitCode::kSuccess, ExitCode::kNoMatch,
+                                           ExitCode::kLeftOut, ExitCode::kUsage};
+  return static_cast<int>(std::ranges::find(from_good_to_bad, code) - from_good_to_bad);
+}
+
 /// The worse of two: what a command tells that met both.
-constexpr ExitCode worse(ExitCode a, ExitCode b) noexcept { return std::max(a, b); }
+constexpr ExitCode worse(ExitCode a, ExitCode b) noexcept { return rankOf(a) < rankOf(b) ? b : a; }
 
 /// The section on exit codes of the help text.
 inline constexpr const char* kExitCodesHelp =
-    "Exit codes (the worst wins):\n"
+    "Exit codes (of several, the last in the order 0, 1, 4, 2, 3):\n"
     "  0  success\n"
     "  1  match: at least one file had no match\n"
     "  2  wrong usage\n"
-    "  3  something could not be read or written; standard error names it\n";
+    "  3  something could not be read or written; standard error names it\n"
+    "  4  damaged sound was left out and the rest used; standard error names it\n";
 
 /// A file can't be read, written or used. The text names the file, what is
 /// wrong with it and, where that isn't plain, what to do next.

@@ -16,8 +16,7 @@ namespace {
 constexpr std::uint64_t kMostSamples = std::uint64_t{1} << 29;
 
 /// Up to `frames` frames from the reader's position on.
-audio::AudioDataPtr readFrames(SoundSource& sound, const std::filesystem::path& path,
-                               std::uint64_t frames) {
+Recording readFrames(SoundSource& sound, const std::filesystem::path& path, std::uint64_t frames) {
   const std::uint64_t most = kMostSamples / sound.channels();
   const std::uint64_t wanted = std::min(frames, most);
   std::vector<std::int16_t> samples;
@@ -27,7 +26,7 @@ audio::AudioDataPtr readFrames(SoundSource& sound, const std::filesystem::path& 
   if (came == most && frames > most && sound.skip(1) > 0) {
     throw FileError(path, "too long to be held in memory at once; cut out the piece you mean");
   }
-  return toAudio(samples, sound.channels(), sound.sampleRate());
+  return {toAudio(samples, sound.channels(), sound.sampleRate()), sound.damage()};
 }
 
 }  // namespace
@@ -65,12 +64,13 @@ std::string describe(audio::ExtractionOutcome outcome) {
   }
 }
 
-audio::AudioDataPtr readRecording(const std::filesystem::path& path) {
-  return readFrames(*openSound(path), path, UINT64_MAX);
+Recording readRecording(const std::filesystem::path& path, const SoundOptions& options) {
+  return readFrames(*openSound(path, options), path, UINT64_MAX);
 }
 
-audio::AudioDataPtr readStretch(const std::filesystem::path& path, const Stretch& stretch) {
-  const std::unique_ptr<SoundSource> sound = openSound(path);
+Recording readStretch(const std::filesystem::path& path, const Stretch& stretch,
+                      const SoundOptions& options) {
+  const std::unique_ptr<SoundSource> sound = openSound(path, options);
   const auto frames = [&](double seconds) {
     return static_cast<std::uint64_t>(std::llround(seconds * sound->sampleRate()));
   };

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -29,11 +30,18 @@ struct Stretch {
   double seconds;
 };
 
+/// A recording in memory.
+struct Recording {
+  audio::AudioDataPtr audio;
+  std::optional<Damage> damage;  ///< to be told to the user
+};
+
 /// Reads a whole recording. Throws FileError as openSound and SoundSource::read do, and for one
 /// that is empty or too long to be held at once.
-audio::AudioDataPtr readRecording(const std::filesystem::path& path);
+Recording readRecording(const std::filesystem::path& path, const SoundOptions& options = {});
 
 /// Reads what a recording has of a stretch, likewise.
-audio::AudioDataPtr readStretch(const std::filesystem::path& path, const Stretch& stretch);
+Recording readStretch(const std::filesystem::path& path, const Stretch& stretch,
+                      const SoundOptions& options = {});
 
 }  // namespace audiomatch

@@ -149,4 +149,10 @@ std::string damageMessage(const std::filesystem::path& path, const Damage& damag
                      path.string(), damage.second, damage.text);
 }
 
+ExitCode reportDamage(const std::filesystem::path& path, const std::optional<Damage>& damage) {
+  if (!damage) return ExitCode::kSuccess;
+  report(damageMessage(path, *damage));
+  return ExitCode::kLeftOut;
+}
+
 }  // namespace audiomatch

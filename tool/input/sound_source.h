@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "tool/base/errors.h"
 #include "tool/input/raw_format.h"
 
 namespace audiomatch {
@@ -80,5 +81,8 @@ std::unique_ptr<SoundSource> openNamedPipe(const std::filesystem::path& path,
 
 /// The message on a file that was used in spite of its damage.
 std::string damageMessage(const std::filesystem::path& path, const Damage& damage);
+
+/// Tells the user of a recording's damage, if it has any.
+ExitCode reportDamage(const std::filesystem::path& path, const std::optional<Damage>& damage);
 
 }  // namespace audiomatch

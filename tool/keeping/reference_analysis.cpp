@@ -46,8 +46,9 @@ std::size_t Reference::entryCount() const noexcept {
   return count;
 }
 
-Reference analyseReference(const std::filesystem::path& path, std::size_t most_entries) {
-  const std::unique_ptr<SoundSource> sound = openSound(path);
+Reference analyseReference(const std::filesystem::path& path, std::size_t most_entries,
+                           const SoundOptions& options) {
+  const std::unique_ptr<SoundSource> sound = openSound(path, options);
   PartReader parts(*sound);
   Reference reference;
   audio::ExtractionOutcome outcome = audio::ExtractionOutcome::kTooShort;
@@ -59,6 +60,7 @@ Reference analyseReference(const std::filesystem::path& path, std::size_t most_e
     reference.parts.push_back(std::move(entries));
   }
   reference.seconds = static_cast<double>(sound->position()) / sound->sampleRate();
+  reference.damage = sound->damage();
   if (reference.features == 0) throw FileError(path, describe(outcome));
   return reference;
 }

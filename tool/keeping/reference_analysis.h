@@ -2,15 +2,18 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <optional>
 #include <vector>
 
 #include "feature/audio_feature.h"
+#include "tool/input/sound_source.h"
 
 namespace audiomatch {
 
 /// The fingerprint of one file, as a database takes it.
 struct Reference {
   double seconds = 0.0;
+  std::optional<Damage> damage;
   std::size_t features = 0;  ///< of all parts, before any were left out
   /// Database entries of each part; a recording of up to 16,384 frames, which
   /// is nearly nine minutes, is one.
@@ -26,6 +29,7 @@ struct Reference {
 /// std::bad_alloc; Interrupted.
 ///
 /// @param most_entries  entries kept of each part at most
-Reference analyseReference(const std::filesystem::path& path, std::size_t most_entries);
+Reference analyseReference(const std::filesystem::path& path, std::size_t most_entries,
+                           const SoundOptions& options = {});
 
 }  // namespace audiomatch

@@ -21,8 +21,12 @@ struct SpectrogramAnalysis {
   std::vector<audio::LandMark> landmarks;
 };
 
-/// Analyses a stretch on its own. Throws FileError, also for silence.
-SpectrogramAnalysis analyseStretch(const std::filesystem::path& path, const Stretch& stretch);
+/// Analyses a stretch of a recording on its own. Throws FileError, which names
+/// `path`, also for silence.
+///
+/// @param from  second at which it begins
+SpectrogramAnalysis analyseStretch(const std::filesystem::path& path,
+                                   const audio::AudioData& stretch, double from);
 
 /// Draws a spectrogram with its peaks and landmarks, axes and a title (UTF-8).
 /// Returns the bytes of a PNG; throws std::runtime_error.

@@ -78,11 +78,13 @@ ExitCode matchSound(std::unique_ptr<SoundSource> source, const std::filesystem::
     if (samples && samples->empty()) throw FileError(file, "holds no sound");
     if (samples) {
       const auto recording = toAudio(*samples, source->channels(), source->sampleRate());
-      return matchWhole(*recording, file.string(), database, job, rows);
+      const ExitCode code = matchWhole(*recording, file.string(), database, job, rows);
+      return worse(code, reportDamage(file, source->damage()));
     }
     source = openSound(file, job.sound);
   }
-  return matchTimeline(*source, file.string(), database, job, rows);
+  const ExitCode code = matchTimeline(*source, file.string(), database, job, rows);
+  return worse(code, reportDamage(file, source->damage()));
 }
 
 }  // namespace
@@ -95,7 +97,9 @@ ExitCode matchFile(const InputFile& file, const ReferenceDatabase& database, con
     if (job.shape != MatchJob::Shape::kWhole) {
       return matchSound(openSound(path, job.sound), path, database, job, rows);
     }
-    return matchWhole(*readRecording(path), path.string(), database, job, rows);
+    const Recording recording = readRecording(path, job.sound);
+    const ExitCode code = matchWhole(*recording.audio, path.string(), database, job, rows);
+    return worse(code, reportDamage(path, recording.damage));
   } catch (const FileError& problem) {
     error = problem.what();
     if (!file.named) {
@@ -125,6 +129,7 @@ ExitCode matchStandardInput(const std::optional<RawFormat>& raw, const Reference
     now({.file = "-", .heard = heard.now, .features = {}, .hits = {}, .error = {}});
     return true;
   };
+  ExitCode damaged = ExitCode::kSuccess;
   try {
     const std::unique_ptr<SoundSource> source = openStandardInput(raw, job.sound);
     listen(

@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "tool/base/errors.h"
+#include "tool/input/sound_source.h"
 
 namespace audiomatch {
 
@@ -33,6 +34,9 @@ struct CommonOptions {
 
 /// Adds --json, with its help text, and --verbose to a command.
 void addCommonOptions(CLI::App& command, CommonOptions& options, const char* jsonHelp);
+
+/// Adds --strict to a command that reads sound.
+void addSoundOptions(CLI::App& command, SoundOptions& options);
 
 /// Switches the engine's messages on or off.
 void applyCommonOptions(const CommonOptions& options) noexcept;

@@ -24,6 +24,7 @@ constexpr const char* kFeaturesHelp =
 
 struct FeaturesOptions {
   CommonOptions common;
+  SoundOptions sound;
   std::filesystem::path file;
   std::filesystem::path picture;
   Stretch stretch{0.0, 30.0};
@@ -48,18 +49,21 @@ void printJson(const std::vector<audio::AudioFeature>& features) {
   }
 }
 
-void list(const FeaturesOptions& options) {
-  const audio::AudioDataPtr recording = readRecording(options.file);
+ExitCode list(const FeaturesOptions& options) {
+  const Recording recording = readRecording(options.file, options.sound);
   audio::FeatureExtractor extractor;
-  if (!extractor.init(false) || !extractor.loadAudio(recording.get())) throw std::bad_alloc();
+  if (!extractor.init(false) || !extractor.loadAudio(recording.audio.get())) throw std::bad_alloc();
   if (!extractor.extractFeatures()) {
     throw FileError(options.file, describe(extractor.outcome()));
   }
   options.common.json ? printJson(extractor.getFeatures()) : printTable(extractor.getFeatures());
+  return reportDamage(options.file, recording.damage);
 }
 
-void draw(const FeaturesOptions& options) {
-  const SpectrogramAnalysis analysis = analyseStretch(options.file, options.stretch);
+ExitCode draw(const FeaturesOptions& options) {
+  const Recording stretch = readStretch(options.file, options.stretch, options.sound);
+  const SpectrogramAnalysis analysis =
+      analyseStretch(options.file, *stretch.audio, options.stretch.from);
   const std::string title = validUtf8(options.file.filename().string());
   const std::vector<unsigned char> png = drawSpectrogram(analysis, title);
   AtomicFile file(options.picture);
@@ -76,12 +80,12 @@ void draw(const FeaturesOptions& options) {
     fmt::print("{}: {:.1f} s from {:.1f} s on, {} peaks, {} landmarks\n", options.picture.string(),
                seconds, analysis.from, analysis.peaks.size(), analysis.landmarks.size());
   }
+  return reportDamage(options.file, stretch.damage);
 }
 
 ExitCode runFeatures(const FeaturesOptions& options) {
   applyCommonOptions(options.common);
-  options.picture.empty() ? list(options) : draw(options);
-  return ExitCode::kSuccess;
+  return options.picture.empty() ? list(options) : draw(options);
 }
 
 }  // namespace
@@ -101,6 +105,7 @@ void addFeaturesCommand(CLI::App& app, Action& action) {
       ->needs(picture)
       ->check(between(0.1, 600.0))
       ->type_name("S");
+  addSoundOptions(*command, options->sound);
   addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of a table");
   command->footer(std::string(kFeaturesHelp) + kExitCodesHelp);
   command->callback([options, &action] { action = [options] { return runFeatures(*options); }; });

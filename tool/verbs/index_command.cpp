@@ -32,6 +32,7 @@ constexpr const char* kIndexHelp =
 
 struct IndexOptions {
   CommonOptions common;
+  SoundOptions sound;
   std::filesystem::path database;
   std::vector<std::filesystem::path> inputs;
   std::string name;
@@ -58,7 +59,7 @@ std::vector<Outcome> analyseAll(const std::vector<InputFile>& files, const Index
   const auto analyse = [&](std::size_t i) {
     if (stop) return;
     try {
-      outcomes[i].reference = analyseReference(files[i].path, most);
+      outcomes[i].reference = analyseReference(files[i].path, most, options.sound);
     } catch (const FileError& error) {
       outcomes[i].problem = error.what();
       if (files[i].named && !options.keep_going) stop = true;
@@ -78,6 +79,16 @@ bool reportProblems(const std::vector<InputFile>& files, const std::vector<Outco
     named_failed = named_failed || files[i].named;
   }
   return named_failed;
+}
+
+/// Tells the user which of those indexed are damaged.
+ExitCode reportDamages(const std::vector<InputFile>& files, const std::vector<Outcome>& outcomes) {
+  ExitCode code = ExitCode::kSuccess;
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    const auto& reference = outcomes[i].reference;
+    if (reference) code = worse(code, reportDamage(files[i].path, reference->damage));
+  }
+  return code;
 }
 
 /// Writes the database of those references that there are.
@@ -149,10 +160,11 @@ ExitCode runIndex(const IndexOptions& options) {
   std::vector<Outcome> outcomes = analyseAll(inputs.files, options);
   failed = reportProblems(inputs.files, outcomes) || failed;
   if (give_up()) return ExitCode::kFailure;
+  const ExitCode damaged = reportDamages(inputs.files, outcomes);
   IndexReport result = write(inputs.files, outcomes, options);
   result.skipped += inputs.repeated.size() + inputs.problems.size();
   fmt::print("{}", options.common.json ? result.asJson() : result.asTable());
-  return failed ? ExitCode::kFailure : ExitCode::kSuccess;
+  return failed ? ExitCode::kFailure : damaged;
 }
 
 /// "all" or a number from 1 on.
@@ -184,6 +196,7 @@ void addIndexCommand(CLI::App& app, Action& action) {
       ->type_name("N");
   command->add_flag("--keep-going", options->keep_going,
                     "Index the rest when a file given by name can't be read");
+  addSoundOptions(*command, options->sound);
   addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of a table");
   command->footer(std::string(kIndexHelp) + kExitCodesHelp);
   command->callback([options, &action] { action = [options] { return runIndex(*options); }; });

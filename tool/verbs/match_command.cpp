@@ -34,7 +34,6 @@ struct MatchOptions {
   CommonOptions common;
   std::filesystem::path database;
   std::vector<std::filesystem::path> inputs;
-  std::filesystem::path list;
   bool timeline = false;
   bool whole = false;
   bool explain = false;
@@ -193,6 +192,7 @@ void addMatchCommand(CLI::App& app, Action& action) {
       ->check(between(1u, 1024u))
       ->type_name("N");
   const auto raw_given = addRawOptions(*command, options->raw, "standard input");
+  addSoundOptions(*command, options->job.sound);
   addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of a table");
   command->footer(std::string(kMatchHelp) + kExitCodesHelp);
   command->callback([=, &action] {

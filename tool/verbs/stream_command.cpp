@@ -25,6 +25,7 @@ constexpr const char* kStreamHelp =
 
 struct StreamOptions {
   CommonOptions common;
+  SoundOptions sound;
   std::uint32_t id = 0;
   std::uint32_t update = 1;
   std::uint32_t monitor = 10;
@@ -113,9 +114,11 @@ ExitCode runStream(const StreamOptions& options) {
   std::signal(SIGPIPE, SIG_IGN);
   try {
     const std::unique_ptr<SoundSource> source =
-        options.fromPipe() ? openStandardInput(RawFormat{options.rate, options.channels})
-                           : openSound(options.input);
+        options.fromPipe()
+            ? openStandardInput(RawFormat{options.rate, options.channels}, options.sound)
+            : openSound(options.input, options.sound);
     streamPackets(*source, options, guard);
+    return reportDamage(options.input, source->damage());
   } catch (const Interrupted&) {
     // The user has seen enough.
   }
@@ -145,6 +148,7 @@ void addStreamCommand(CLI::App& app, Action& action) {
                             "Hz of standard input (default 8000)");
   const auto* channels =
       number("--channels", options->channels, 1, 1024, "Channels of standard input (default 1)");
+  addSoundOptions(*command, options->sound);
   addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of text");
   command->footer(std::string(kStreamHelp) + kExitCodesHelp);
   command->callback([=, &action] {
