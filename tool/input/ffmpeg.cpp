@@ -21,8 +21,9 @@ extern char** environ;
 namespace audiomatch {
 namespace {
 
-constexpr const char* kNotInstalled =
-    "not audio that can be read by itself; install ffmpeg to read M4A, WMA and video";
+// How the program is told what to read, and names it in its messages.
+constexpr const char* kFile = "file:/dev/stdin";
+constexpr const char* kPipe = "pipe:0";
 
 /// The first line of messages, without the part of the program that says it.
 std::string firstLine(const Descriptor& messages) {
@@ -31,6 +32,9 @@ std::string firstLine(const Descriptor& messages) {
   std::string_view text(bytes.data(), came > 0 ? static_cast<std::size_t>(came) : 0);
   text = text.substr(0, text.find('\n'));
   if (text.starts_with('[')) text.remove_prefix(std::min(text.find("] "), text.size() - 2) + 2);
+  for (const std::string_view input : {kFile, kPipe}) {
+    if (text.starts_with(input)) text.remove_prefix(std::min(input.size() + 2, text.size()));
+  }
   return std::string(text);
 }
 
@@ -77,16 +81,16 @@ int statusOf(pid_t process) noexcept {
   return status;
 }
 
-/// The format of the first sound's samples, in ffmpeg's words. Throws FileError
-/// when there is no ffmpeg or no sound.
-std::string sampleFormat(const Descriptor& file, const std::filesystem::path& name) {
+/// The format of the first sound's samples, in ffmpeg's words; nothing when
+/// there is no ffmpeg. Throws FileError when there is no sound.
+std::optional<std::string> sampleFormat(const Descriptor& file, const std::filesystem::path& name) {
   const Descriptor messages = openMessages();
   const Descriptor answer = openMessages();
   const std::optional<pid_t> process =
       start({"ffprobe", "-v", "error", "-protocol_whitelist", "file", "-select_streams", "a:0",
-             "-show_entries", "stream=sample_fmt", "-of", "default=nw=1:nk=1", "file:/dev/stdin"},
+             "-show_entries", "stream=sample_fmt", "-of", "default=nw=1:nk=1", kFile},
             {file.get(), answer.get(), messages.get()});
-  if (!process) throw FileError(name, kNotInstalled);
+  if (!process) return {};
   statusOf(*process);
   std::string format = firstLine(answer);
   if (!format.empty()) return format;
@@ -106,19 +110,18 @@ const char* encodingFor(std::string_view sample_format) noexcept {
 
 std::unique_ptr<Ffmpeg> Ffmpeg::ofFile(const Descriptor& file, const std::filesystem::path& name,
                                        const Descriptor& writing) {
-  const std::string format = sampleFormat(file, name);
+  const std::optional<std::string> format = sampleFormat(file, name);
+  if (!format) return nullptr;
   std::unique_ptr<Ffmpeg> ffmpeg(new Ffmpeg);
   ffmpeg->messages_ = openMessages();
   ffmpeg->process_ = start(
       {"ffmpeg", "-nostdin", "-hide_banner", "-v", "error", "-protocol_whitelist", "file,pipe",
-       "-i", "file:/dev/stdin", "-map", "0:a:0", "-f", "au", "-c:a", encodingFor(format), "pipe:1"},
+       "-i", kFile, "-map", "0:a:0", "-f", "au", "-c:a", encodingFor(*format), "pipe:1"},
       {file.get(), writing.get(), ffmpeg->messages_.get()});
-  if (!ffmpeg->process_) throw FileError(name, kNotInstalled);
-  return ffmpeg;
+  return ffmpeg->process_ ? std::move(ffmpeg) : nullptr;
 }
 
 std::unique_ptr<Ffmpeg> Ffmpeg::ofPipe(const Descriptor& pipe, std::unique_ptr<Feeder> feeder,
-                                       const std::filesystem::path& name,
                                        const Descriptor& writing) {
   std::unique_ptr<Ffmpeg> ffmpeg(new Ffmpeg);
   ffmpeg->feeder_ = std::move(feeder);
@@ -134,7 +137,7 @@ std::unique_ptr<Ffmpeg> Ffmpeg::ofPipe(const Descriptor& pipe, std::unique_ptr<F
                             "-analyzeduration",
                             "500000",
                             "-i",
-                            "pipe:0",
+                            kPipe,
                             "-map",
                             "0:a:0",
                             "-flush_packets",
@@ -145,8 +148,7 @@ std::unique_ptr<Ffmpeg> Ffmpeg::ofPipe(const Descriptor& pipe, std::unique_ptr<F
                             "pcm_f32be",
                             "pipe:1"},
                            {pipe.get(), writing.get(), ffmpeg->messages_.get()});
-  if (!ffmpeg->process_) throw FileError(name, kNotInstalled);
-  return ffmpeg;
+  return ffmpeg->process_ ? std::move(ffmpeg) : nullptr;
 }
 
 Ffmpeg::~Ffmpeg() {

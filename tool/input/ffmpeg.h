@@ -17,17 +17,17 @@ namespace audiomatch {
 class Ffmpeg : public Feeder {
  public:
   /// Decodes an open file. The program gets the file rather than its name, so
-  /// that no name is mistaken for an option or an address. Throws FileError
-  /// when there is no ffmpeg or no sound in the file.
+  /// that no name is mistaken for an option or an address. Null when there is
+  /// no ffmpeg; throws FileError when there is no sound in the file.
   ///
   /// @param name     of the file, for messages
   /// @param writing  where to: a socket
   static std::unique_ptr<Ffmpeg> ofFile(const Descriptor& file, const std::filesystem::path& name,
                                         const Descriptor& writing);
 
-  /// Decodes what a feeder writes into a pipe, as it comes.
+  /// Decodes what a feeder writes into a pipe, as it comes. Null when there is
+  /// no ffmpeg.
   static std::unique_ptr<Ffmpeg> ofPipe(const Descriptor& pipe, std::unique_ptr<Feeder> feeder,
-                                        const std::filesystem::path& name,
                                         const Descriptor& writing);
 
   ~Ffmpeg() override;

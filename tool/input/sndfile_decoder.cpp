@@ -8,12 +8,20 @@
 #include <cmath>
 #include <mutex>
 #include <string_view>
+#include <utility>
+
+#include "tool/input/ogg_end.h"
 
 namespace audiomatch {
 namespace {
 
 // A file that is nothing but damage mustn't take for ever.
 constexpr unsigned kMostProblems = 100;
+
+constexpr const char* kHole = "pages are missing";
+
+// As far as the place of a hole can be told.
+constexpr std::size_t kOggFrames = 512;
 
 // What libsndfile promises where it doesn't know the length is beyond.
 constexpr std::uint64_t kMostFrames = std::uint64_t{1} << 46;
@@ -47,12 +55,35 @@ std::uint64_t numberBehind(std::string_view text, std::string_view label) noexce
   return number;
 }
 
+/// What libsndfile's parser and decoder had to say so far.
+std::string logOf(SNDFILE* file) {
+  std::array<char, 4096> buffer;
+  const int size = sf_command(file, SFC_GET_LOG_INFO, buffer.data(), buffer.size());
+  return {buffer.data(), static_cast<std::size_t>(std::clamp<int>(size, 0, buffer.size() - 1))};
+}
+
+/// Holes met between the pages of an Ogg file, which only the log tells.
+std::size_t holesIn(SNDFILE* file) {
+  constexpr std::string_view note = "reports a hole";
+  const std::string log = logOf(file);
+  std::size_t holes = 0;
+  for (std::size_t at = log.find(note); at != log.npos; at = log.find(note, at + 1)) ++holes;
+  return holes;
+}
+
+/// The decoder's error as a part of a sentence.
+std::string errorOf(SNDFILE* file) {
+  std::string text = sf_strerror(file);
+  if (text.starts_with("Error : ")) text.erase(0, 8);
+  while (text.ends_with('.')) text.pop_back();
+  return text;
+}
+
 /// Frames that the header promises. libsndfile itself counts those that a cut
 /// file has; what its header says stands only in the log of its parser.
 std::uint64_t promisedBy(SNDFILE* file, const SF_INFO& info) {
-  std::array<char, 16384> buffer{};
-  sf_command(file, SFC_GET_LOG_INFO, buffer.data(), static_cast<int>(buffer.size()));
-  const std::string_view log(buffer.data());
+  const std::string text = logOf(file);
+  const std::string_view log = text;
   for (const char* label : {"'COMM' chunk (", "'ds64' chunk of "}) {
     if (const std::uint64_t frames = numberBehind(log, label); frames > 0) return frames;
   }
@@ -97,10 +128,24 @@ bool SndfileDecoder::openFile() {
 
 std::size_t SndfileDecoder::read(std::int16_t* samples, std::size_t frames) {
   problem_.clear();
+  std::size_t done = 0;
+  while (done < frames && problem_.empty()) {
+    const std::size_t wanted =
+        isOf(SF_FORMAT_OGG) ? std::min(frames - done, kOggFrames) : frames - done;
+    const std::size_t came = decode(samples + done * channels(), wanted);
+    done += came;
+    position_ += came;
+    if (came < wanted) break;
+  }
+  return done;
+}
+
+/// Decodes up to `frames` frames. Those around a hole are dropped.
+std::size_t SndfileDecoder::decode(std::int16_t* samples, std::size_t frames) {
   if (!file_) return 0;
   sf_count_t came = 0;
   if (decodes_to_float_) {
-    floats_.resize(std::max(floats_.size(), frames * channels()));
+    floats_.resize(frames * channels());
     came = sf_readf_float(file_.get(), floats_.data(), static_cast<sf_count_t>(frames));
     const auto count = static_cast<std::ptrdiff_t>(came) * info_.channels;
     std::transform(floats_.begin(), floats_.begin() + count, samples, toPcm16);
@@ -108,24 +153,28 @@ std::size_t SndfileDecoder::read(std::int16_t* samples, std::size_t frames) {
     came = sf_readf_short(file_.get(), samples, static_cast<sf_count_t>(frames));
   }
   const auto count = static_cast<std::size_t>(std::max<sf_count_t>(came, 0));
-  position_ += count;
-  if (count < frames && sf_error(file_.get()) != SF_ERR_NO_ERROR) {
-    problem_ = sf_strerror(file_.get());
+  if (count < frames && sf_error(file_.get()) != SF_ERR_NO_ERROR) problem_ = errorOf(file_.get());
+  if (!isOf(SF_FORMAT_OGG)) return count;
+  if (std::exchange(holes_, holesIn(file_.get())) < holes_) {
+    problem_ = kHole;
+    return 0;
   }
+  if (count < frames && problem_.empty() && !oggEndIsThere(descriptor_)) problem_ = kOggEndMissing;
   return count;
 }
 
-/// FLAC's decoder doesn't recover: the file is opened again and searched for
-/// the next frame that is whole. Others go on from where they are.
+/// FLAC's decoder doesn't recover, and behind a hole of an Ogg file the time is
+/// lost: the file is opened again and searched for what can be decoded next.
+/// Others go on from where they are.
 std::optional<std::uint64_t> SndfileDecoder::resume() {
-  if (++problems_ > kMostProblems) return {};
-  if ((info_.format & SF_FORMAT_TYPEMASK) != SF_FORMAT_FLAC) return 0;
-  // Steps of 10 ms first, no longer than a tenth of what is missing later.
-  const sf_count_t end = info_.frames;
+  if (++problems_ > kMostProblems || problem_ == kOggEndMissing) return {};
+  if (!isOf(SF_FORMAT_FLAC) && problem_ != kHole) return 0;
   const auto start = static_cast<sf_count_t>(position_);
-  for (sf_count_t missing = info_.samplerate / 100 + 1; start + missing < end;
-       missing += std::max<sf_count_t>(info_.samplerate / 100, missing / 10)) {
-    if (const sf_count_t found = frameBehind(start + missing); found > start) {
+  const sf_count_t step = std::max<sf_count_t>(info_.samplerate / 100, kOggFrames);
+  // The further away, the longer the steps.
+  for (sf_count_t missing = step; start + missing < info_.frames;
+       missing += std::max(step, missing / 10)) {
+    if (const sf_count_t found = openBehind(start + missing); found > start) {
       position_ = static_cast<std::uint64_t>(found);
       return position_ - static_cast<std::uint64_t>(start);
     }
@@ -133,16 +182,17 @@ std::optional<std::uint64_t> SndfileDecoder::resume() {
   return {};
 }
 
-/// Opens the file again at a frame that can be decoded: `target`, or -1.
-sf_count_t SndfileDecoder::frameBehind(sf_count_t target) {
+/// Opens the file again at or behind a frame. Returns where; -1 when nothing can
+/// be decoded there.
+sf_count_t SndfileDecoder::openBehind(sf_count_t target) {
   file_.reset();
+  holes_ = 0;
   if (lseek(descriptor_.get(), 0, SEEK_SET) != 0 || !openFile()) return -1;
-  std::vector<short> probe(channels());
-  if (sf_seek(file_.get(), target, SEEK_SET) != target ||
-      sf_readf_short(file_.get(), probe.data(), 1) != 1) {
-    return -1;
-  }
-  return sf_seek(file_.get(), target, SEEK_SET);
+  const sf_count_t found = sf_seek(file_.get(), target, SEEK_SET);
+  std::vector<std::int16_t> probe(channels());
+  if (found < target || sf_readf_short(file_.get(), probe.data(), 1) != 1) return -1;
+  if (isOf(SF_FORMAT_OGG)) holes_ = holesIn(file_.get());
+  return found + 1;
 }
 
 std::int16_t toPcm16(float sample) noexcept {

@@ -39,7 +39,11 @@ class SndfileDecoder : public Decoder {
 
   explicit SndfileDecoder(Descriptor descriptor) noexcept : descriptor_(std::move(descriptor)) {}
   bool openFile();
-  sf_count_t frameBehind(sf_count_t target);
+  bool isOf(int container) const noexcept {
+    return (info_.format & SF_FORMAT_TYPEMASK) == container;
+  }
+  std::size_t decode(std::int16_t* samples, std::size_t frames);
+  sf_count_t openBehind(sf_count_t target);
 
   Descriptor descriptor_;  // stays open for opening the file again
   SF_INFO info_{};
@@ -48,6 +52,7 @@ class SndfileDecoder : public Decoder {
   std::unique_ptr<SNDFILE, Close> file_;
   std::vector<float> floats_;  // one block of a file that decodes to float
   std::uint64_t position_ = 0;
+  std::size_t holes_ = 0;  // between the pages of an Ogg file, up to there
   std::string problem_;
   unsigned problems_ = 0;
 };

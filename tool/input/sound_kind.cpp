@@ -37,13 +37,23 @@ constexpr Mark kMarks[] = {
     {0, "DSD "sv, SoundKind::kFfmpeg},
     {0, "FRM8"sv, SoundKind::kFfmpeg},  // DSD
     {8, "WAVE"sv, SoundKind::kEither},  // with one of many codecs
+    {28, "OpusHead"sv, SoundKind::kOpus},
     {0, "OggS"sv, SoundKind::kEither},
     {0, "caff"sv, SoundKind::kEither},
-    {0, "ID3"sv, SoundKind::kEither},  // before MP3, FLAC, AAC, ...
+    {0, "ID3"sv, SoundKind::kMpeg},  // or FLAC, AAC, ...
 };
 
 bool isAt(std::string_view start, std::size_t place, std::string_view bytes) noexcept {
   return start.size() > place && start.substr(place).starts_with(bytes);
+}
+
+/// True for the header of an MPEG audio frame: 11 bits set, and a version, a
+/// layer, a bit rate and a sample rate that there are.
+bool isMpegFrame(std::string_view start) noexcept {
+  if (start.size() < 4) return false;
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(start[i]); };
+  return byte(0) == 0xFF && (byte(1) & 0xE0) == 0xE0 && (byte(1) & 0x18) != 0x08 &&
+         (byte(1) & 0x06) != 0 && (byte(2) & 0xF0) != 0xF0 && (byte(2) & 0x0C) != 0x0C;
 }
 
 }  // namespace
@@ -52,6 +62,7 @@ SoundKind soundKind(std::string_view start) noexcept {
   for (const auto& [place, bytes, kind] : kMarks) {
     if (isAt(start, place, bytes)) return kind;
   }
+  if (isMpegFrame(start)) return SoundKind::kMpeg;
   // Each packet of an MPEG transport stream begins with a G.
   if (isAt(start, 0, "G") && isAt(start, 188, "G")) return SoundKind::kFfmpeg;
   return SoundKind::kSndfile;

@@ -11,6 +11,8 @@ inline constexpr std::size_t kTellingBytes = 189;
 /// Who may be able to read a file, by its first bytes.
 enum class SoundKind {
   kSndfile,  ///< libsndfile, if anyone: among others text, pictures, lists of files
+  kMpeg,     ///< libmpg123, or else libsndfile or ffmpeg
+  kOpus,     ///< libopusfile
   kEither,   ///< libsndfile or else ffmpeg
   kFfmpeg,   ///< ffmpeg alone
 };

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <fmt/core.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -14,6 +15,8 @@
 #include "tool/input/audio_reader.h"
 #include "tool/input/descriptor.h"
 #include "tool/input/ffmpeg.h"
+#include "tool/input/mp3_decoder.h"
+#include "tool/input/opus_decoder.h"
 #include "tool/input/rate_reducer.h"
 #include "tool/input/sndfile_decoder.h"
 #include "tool/input/sound_kind.h"
@@ -23,6 +26,8 @@ namespace audiomatch {
 namespace {
 
 constexpr const char* kNotAudio = "not audio that can be read (WAV, FLAC, Ogg, Opus, MP3, ...)";
+constexpr const char* kFfmpegMissing =
+    "can't be read without ffmpeg; install ffmpeg to read M4A, WMA and video, and FLAC from a pipe";
 constexpr std::size_t kSkippedFrames = 8192;
 constexpr std::uint64_t kMostReservedSamples = std::uint64_t{1} << 22;
 
@@ -64,16 +69,27 @@ std::unique_ptr<SoundSource> assemble(const std::filesystem::path& name,
       std::make_unique<AudioReader>(name, std::move(decoder), std::move(feeder), options), name);
 }
 
+/// The decoder for what begins as a kind does; null when there is none.
+std::unique_ptr<Decoder> openDecoder(const Descriptor& file, SoundKind kind,
+                                     const std::optional<RawFormat>& raw) {
+  std::unique_ptr<Decoder> decoder;
+  if (kind == SoundKind::kOpus) return OpusDecoder::open(file.duplicate());
+  if (kind == SoundKind::kMpeg) decoder = Mp3Decoder::open(file.duplicate());
+  if (decoder || kind == SoundKind::kFfmpeg) return decoder;
+  lseek(file.get(), 0, SEEK_SET);
+  return SndfileDecoder::open(file.duplicate(), raw);
+}
+
 /// Opens a file by libsndfile, and what is beyond it by ffmpeg.
 std::unique_ptr<SoundSource> openFile(const Descriptor& file, const std::filesystem::path& name,
                                       const SoundOptions& options) {
   const SoundKind kind = soundKind(firstBytes(file, kTellingBytes));
-  std::unique_ptr<Decoder> decoder;
+  std::unique_ptr<Decoder> decoder = openDecoder(file, kind, {});
   std::unique_ptr<Feeder> feeder;
-  if (kind != SoundKind::kFfmpeg) decoder = SndfileDecoder::open(file.duplicate());
   if (!decoder && kind != SoundKind::kSndfile) {
     SocketPair sockets;
     feeder = Ffmpeg::ofFile(file, name, sockets.writing);
+    if (!feeder) throw FileError(name, kind == SoundKind::kFfmpeg ? kFfmpegMissing : kNotAudio);
     sockets.writing = Descriptor();
     decoder = SndfileDecoder::open(std::move(sockets.reading));
   }
@@ -88,13 +104,17 @@ std::unique_ptr<SoundSource> openPipe(Descriptor live, const std::filesystem::pa
   std::unique_ptr<Feeder> feeder =
       std::make_unique<StandardInput>(std::move(live), name, std::move(sockets.writing));
   const std::string start = raw ? "" : firstBytes(sockets.reading, kTellingBytes);
-  if (soundKind(start) == SoundKind::kFfmpeg || needsGoingBack(start)) {
+  SoundKind kind = soundKind(start);
+  if (kind == SoundKind::kFfmpeg || needsGoingBack(start)) {
     SocketPair behind;
-    feeder = Ffmpeg::ofPipe(sockets.reading, std::move(feeder), name, behind.writing);
+    feeder = Ffmpeg::ofPipe(sockets.reading, std::move(feeder), behind.writing);
+    if (!feeder) throw FileError(name, kFfmpegMissing);
     behind.writing = Descriptor();
     sockets.reading = std::move(behind.reading);
+    kind = SoundKind::kSndfile;
   }
-  std::unique_ptr<Decoder> decoder = SndfileDecoder::open(std::move(sockets.reading), raw);
+  std::unique_ptr<Decoder> decoder = openDecoder(sockets.reading, kind, raw);
+  sockets.reading = Descriptor();
   return assemble(name, std::move(decoder), std::move(feeder), options);
 }
 

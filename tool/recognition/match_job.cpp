@@ -134,10 +134,11 @@ ExitCode matchStandardInput(const std::optional<RawFormat>& raw, const Reference
     const std::unique_ptr<SoundSource> source = openStandardInput(raw, job.sound);
     listen(
         *source, database, job.listening, [&](const Heard& heard) { timeline.add(heard); }, follow);
+    damaged = reportDamage("standard input", source->damage());
   } catch (const Interrupted&) {
     // The user has heard enough.
   }
-  return timeline.code();
+  return worse(timeline.code(), damaged);
 }
 
 }  // namespace audiomatch

@@ -1,0 +1,108 @@
+#include "tool/input/mp3_decoder.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace audiomatch {
+namespace {
+
+// Bytes that aren't MPEG audio before libmpg123 gives up: few at the start,
+// where they tell that the file is something else.
+constexpr long kLookBehindDamage = 1L << 24;
+
+// Frames of a shape of their own that random bytes may pass for, in a row.
+constexpr int kMostStrangeFrames = 1000;
+
+}  // namespace
+
+std::unique_ptr<Mp3Decoder> Mp3Decoder::open(Descriptor descriptor) {
+  std::unique_ptr<Mp3Decoder> decoder(new Mp3Decoder(std::move(descriptor)));
+  return decoder->openHandle() ? std::move(decoder) : nullptr;
+}
+
+bool Mp3Decoder::openHandle() {
+  handle_.reset(mpg123_new(nullptr, nullptr));
+  mpg123_handle* handle = handle_.get();
+  int encoding = 0;
+  if (!handle ||
+      mpg123_param(handle, MPG123_ADD_FLAGS, MPG123_QUIET | MPG123_FORCE_FLOAT, 0) != MPG123_OK ||
+      mpg123_open_fd(handle, descriptor_.get()) != MPG123_OK ||
+      mpg123_getformat(handle, &rate_, &channels_, &encoding) != MPG123_OK) {
+    return false;
+  }
+  mpg123_param(handle, MPG123_RESYNC_LIMIT, kLookBehindDamage, 0);
+  // Only an encoder that notes its delay notes the exact length.
+  long delay = -1;
+  mpg123_getstate(handle, MPG123_ENC_DELAY, &delay, nullptr);
+  if (delay >= 0) promised_ = static_cast<std::uint64_t>(std::max<off_t>(mpg123_length(handle), 0));
+  return true;
+}
+
+std::size_t Mp3Decoder::read(std::int16_t* samples, std::size_t frames) {
+  std::size_t done = 0;
+  while (done < frames && (!decoded_.empty() || decodeFrame()) && lost_ == 0) {
+    const std::size_t count = std::min(frames - done, decoded_.size() / channels());
+    std::ranges::transform(decoded_.first(count * channels()), samples + done * channels(),
+                           toPcm16);
+    decoded_ = decoded_.subspan(count * channels());
+    done += count;
+  }
+  return done;
+}
+
+std::optional<std::uint64_t> Mp3Decoder::resume() { return std::exchange(lost_, 0); }
+
+/// Fills `decoded_`. False at the end.
+bool Mp3Decoder::decodeFrame() {
+  while (decoded_.empty()) {
+    if (!nextFrame()) return false;
+    off_t number = 0;
+    unsigned char* bytes = nullptr;
+    std::size_t size = 0;
+    mpg123_framebyframe_decode(handle_.get(), &number, &bytes, &size);
+    decoded_ = {reinterpret_cast<const float*>(bytes), size / sizeof(float)};
+  }
+  return true;
+}
+
+/// Goes to the next frame of the sound's own shape, and counts what is lost on
+/// the way. False at the end.
+bool Mp3Decoder::nextFrame() {
+  mpg123_handle* handle = handle_.get();
+  for (int strange = 0; strange < kMostStrangeFrames; ++strange) {
+    // Opening has gone to the first frame already.
+    const bool first = expected_ < 0 && strange == 0;
+    const int outcome = first ? MPG123_OK : mpg123_framebyframe_next(handle);
+    if (outcome != MPG123_OK && outcome != MPG123_NEW_FORMAT) return false;
+    long rate = 0;
+    int channels = 0, encoding = 0;
+    mpg123_getformat(handle, &rate, &channels, &encoding);
+    if (rate != rate_ || channels != channels_) continue;
+    unsigned long header = 0;
+    unsigned char* body = nullptr;
+    std::size_t body_size = 0;
+    if (mpg123_framedata(handle, &header, &body, &body_size) != MPG123_OK) return false;
+    const off_t place = mpg123_framepos(handle);
+    const auto size = static_cast<off_t>(body_size + sizeof(std::uint32_t));
+    if (expected_ >= 0 && place > expected_ && !isTag(expected_)) {
+      const off_t lost = std::max<off_t>((place - expected_ + size / 2) / size, 1);
+      lost_ = static_cast<std::uint64_t>(lost * mpg123_spf(handle));
+    }
+    expected_ = place + size;
+    return true;
+  }
+  return false;
+}
+
+/// True for what isn't sound, but may stand between the frames.
+bool Mp3Decoder::isTag(off_t place) const {
+  std::array<char, 3> bytes{};
+  if (pread(descriptor_.get(), bytes.data(), bytes.size(), place) < 3) return false;
+  const std::string_view start(bytes.data(), bytes.size());
+  return start == "ID3" || start == "TAG" || start == "APE";
+}
+
+}  // namespace audiomatch

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <mpg123.h>
+
+#include <memory>
+#include <span>
+
+#include "tool/input/decoder.h"
+#include "tool/input/descriptor.h"
+
+namespace audiomatch {
+
+/// Decodes MPEG audio, MP3 above all, frame by frame. libmpg123 alone tells
+/// where it lost its way in a damaged file, and can be told to keep quiet about
+/// it; behind libsndfile it writes to standard error.
+class Mp3Decoder : public Decoder {
+ public:
+  /// @return null when it isn't MPEG audio
+  static std::unique_ptr<Mp3Decoder> open(Descriptor descriptor);
+
+  std::uint32_t sampleRate() const noexcept override { return static_cast<std::uint32_t>(rate_); }
+  std::uint32_t channels() const noexcept override { return static_cast<std::uint32_t>(channels_); }
+  std::uint64_t promisedFrames() const noexcept override { return promised_; }
+  std::size_t read(std::int16_t* samples, std::size_t frames) override;
+  std::string problem() override { return lost_ > 0 ? "data that isn't MPEG audio" : ""; }
+  std::optional<std::uint64_t> resume() override;
+
+ private:
+  struct Close {
+    void operator()(mpg123_handle* handle) const noexcept { mpg123_delete(handle); }
+  };
+
+  explicit Mp3Decoder(Descriptor descriptor) noexcept : descriptor_(std::move(descriptor)) {}
+  bool openHandle();
+  bool decodeFrame();
+  bool nextFrame();
+  bool isTag(off_t place) const;
+
+  Descriptor descriptor_;
+  std::unique_ptr<mpg123_handle, Close> handle_;
+  long rate_ = 0;
+  int channels_ = 0;
+  std::uint64_t promised_ = 0;
+  off_t expected_ = -1;             // where the next frame has to begin; -1 for anywhere
+  std::uint64_t lost_ = 0;          // sample frames that are missing before `decoded_`
+  std::span<const float> decoded_;  // of the current frame, not yet read
+};
+
+}  // namespace audiomatch
