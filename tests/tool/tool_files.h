@@ -2,6 +2,7 @@
 
 #include <sndfile.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -33,6 +34,15 @@ class TemporaryFolder {
 inline std::string contents(const std::filesystem::path& file) {
   std::ifstream stream(file, std::ios::binary);
   return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+/// Writes mono samples of 16 bits in a format of libsndfile's.
+inline void writeSound(const std::filesystem::path& path, int format, int rate,
+                       const std::vector<std::int16_t>& samples) {
+  SF_INFO info{0, rate, 1, format, 0, 0};
+  SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
+  sf_write_short(file, samples.data(), static_cast<sf_count_t>(samples.size()));
+  sf_close(file);
 }
 
 /// Writes mono samples, 16-bit or float, as WAV of a subtype.

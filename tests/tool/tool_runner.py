@@ -14,14 +14,15 @@ TOOL = os.path.abspath(sys.argv.pop(1))
 RATE = 8000
 
 
-def run(*arguments, stdin=b""):
+def run(*arguments, stdin=b"", env=None):
     """Runs the tool; returns its exit code, output and messages."""
-    done = subprocess.run([TOOL, *arguments], input=stdin, capture_output=True, timeout=60)
-    return done.returncode, done.stdout.decode(), done.stderr.decode()
+    done = subprocess.run([TOOL, *arguments], input=stdin, env=env, capture_output=True,
+                          timeout=60)
+    return done.returncode, done.stdout.decode(), done.stderr.decode(errors="replace")
 
 
-def run_json(*arguments, **options):
-    code, output, messages = run(*arguments, "--json", **options)
+def run_json(command, *arguments, **options):
+    code, output, messages = run(command, "--json", *arguments, **options)
     return code, [json.loads(line) for line in output.splitlines()], messages
 
 

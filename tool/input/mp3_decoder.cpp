@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <utility>
 
 namespace audiomatch {
 namespace {
@@ -42,6 +43,11 @@ bool Mp3Decoder::openHandle() {
 }
 
 std::size_t Mp3Decoder::read(std::int16_t* samples, std::size_t frames) {
+  // What the encoder filled the last frame up with is cut off by libmpg123 only
+  // when no frame is missing.
+  if (damaged_ && promised_ > 0) {
+    frames = std::min<std::uint64_t>(frames, promised_ - std::min(promised_, position_));
+  }
   std::size_t done = 0;
   while (done < frames && (!decoded_.empty() || decodeFrame()) && lost_ == 0) {
     const std::size_t count = std::min(frames - done, decoded_.size() / channels());
@@ -50,10 +56,15 @@ std::size_t Mp3Decoder::read(std::int16_t* samples, std::size_t frames) {
     decoded_ = decoded_.subspan(count * channels());
     done += count;
   }
+  position_ += done;
   return done;
 }
 
-std::optional<std::uint64_t> Mp3Decoder::resume() { return std::exchange(lost_, 0); }
+std::optional<std::uint64_t> Mp3Decoder::resume() {
+  damaged_ = true;
+  position_ += lost_;
+  return std::exchange(lost_, 0);
+}
 
 /// Fills `decoded_`. False at the end.
 bool Mp3Decoder::decodeFrame() {
@@ -88,10 +99,13 @@ bool Mp3Decoder::nextFrame() {
     const off_t place = mpg123_framepos(handle);
     const auto size = static_cast<off_t>(body_size + sizeof(std::uint32_t));
     if (expected_ >= 0 && place > expected_ && !isTag(expected_)) {
-      const off_t lost = std::max<off_t>((place - expected_ + size / 2) / size, 1);
-      lost_ = static_cast<std::uint64_t>(lost * mpg123_spf(handle));
+      // By the size that frames have on the average; one at least.
+      const off_t lost = ((place - expected_) * frames_ + bytes_ / 2) / bytes_;
+      lost_ = static_cast<std::uint64_t>(std::max<off_t>(lost, 1) * mpg123_spf(handle));
     }
     expected_ = place + size;
+    bytes_ += size;
+    ++frames_;
     return true;
   }
   return false;

@@ -68,8 +68,8 @@ std::size_t RateReducer::read(std::vector<std::int16_t>& samples, std::size_t fr
 /// the length what it has to be.
 void RateReducer::refill(std::size_t frames) {
   block_.clear();
-  const auto needed = static_cast<std::size_t>(static_cast<double>(frames) / factor_) + 1;
-  const std::size_t wanted = std::min(needed, kBlockFrames);
+  const double needed = static_cast<double>(std::min(frames, kBlockFrames)) / factor_ + 1.0;
+  const std::size_t wanted = std::min(static_cast<std::size_t>(needed), kBlockFrames);
   ended_ = source_->read(block_, wanted) < wanted;
   for (std::size_t channel = 0; channel < ready_.size(); ++channel) reduceChannel(channel, ended_);
   if (!ended_) return;
