@@ -2,13 +2,19 @@
 #include <fmt/core.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <iostream>
 #include <new>
+#include <span>
+#include <string>
+#include <string_view>
 
 #include "tool/base/errors.h"
 #include "tool/base/interrupt.h"
+#include "tool/output/messages.h"
 #include "tool/verbs/commands.h"
 
 namespace {
@@ -26,57 +32,72 @@ void occupyStandardStreams() {
   }
 }
 
-/// Runs the command and turns what it throws into a message and a code.
-ExitCode runGuarded(const audiomatch::Action& action) {
+/// Text for the user of what is wrong with the command line.
+std::string usageMessage(const CLI::App& app, const CLI::ParseError& error) {
+  // The parser only says that a command is missing when it doesn't know it.
+  if (app.remaining_size() > 0) {
+    return fmt::format("unknown: {}; run with --help for what there is", app.remaining().front());
+  }
+  return fmt::format("{}; run with --help for more information", error.what());
+}
+
+/// Parses the command line, and runs the command unless help is all that is asked for.
+ExitCode run(int argc, char** argv) {
+  CLI::App app;
+  audiomatch::Action action;
+  audiomatch::buildCommandLine(app, action);
   try {
-    return action();
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) {
+      app.exit(error);
+      return ExitCode::kSuccess;
+    }
+    audiomatch::report(usageMessage(app, error));
+    return ExitCode::kUsage;
+  }
+  return action();
+}
+
+/// Turns what is thrown into a message and a code.
+ExitCode runGuarded(int argc, char** argv) {
+  try {
+    return run(argc, argv);
   } catch (const audiomatch::Interrupted& interrupted) {
     audiomatch::report("interrupted; nothing was written");
     audiomatch::dieBySignal(interrupted.signal());
   } catch (const audiomatch::UsageError& error) {
     audiomatch::report(fmt::format("{}; run with --help for more information", error.what()));
     return ExitCode::kUsage;
+  } catch (const audiomatch::FileError& error) {
+    audiomatch::report(error);
   } catch (const std::bad_alloc&) {
     audiomatch::report("out of memory; try shorter recordings or, with index, fewer --jobs");
-    return ExitCode::kFailure;
   } catch (const std::exception& error) {
     audiomatch::report(error.what());
-    return ExitCode::kFailure;
   }
+  return ExitCode::kFailure;
 }
 
 /// Output that can't be written, to a full disk say, mustn't pass for success.
 ExitCode flushOutput() {
-  if (std::fflush(stdout) == 0 && !std::ferror(stdout)) return ExitCode::kSuccess;
+  std::cout.flush();
+  if (std::fflush(stdout) == 0 && !std::ferror(stdout) && std::cout) return ExitCode::kSuccess;
   audiomatch::report("standard output can't be written");
   return ExitCode::kFailure;
+}
+
+/// True when messages are to be JSON, asked before the parser can have any.
+bool wantsJson(std::span<char*> arguments) {
+  return std::ranges::any_of(arguments,
+                             [](const char* text) { return std::string_view(text) == "--json"; });
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   occupyStandardStreams();
-  CLI::App app("Recognises recordings by their audio fingerprints.", "audiomatch");
-  app.set_version_flag("--version", "audiomatch " AUDIOMATCH_VERSION);
-  app.footer(audiomatch::kExitCodesHelp);
-  app.require_subcommand(1);
-  app.failure_message([](const CLI::App* command, const CLI::Error& error) {
-    // The parser only says that a command is missing when it doesn't know it.
-    const std::string unknown = command->remaining_size() > 0 ? command->remaining().front() : "";
-    if (unknown.empty()) return CLI::FailureMessage::simple(command, error);
-    return fmt::format("unknown: {}; run with --help for what there is\n", unknown);
-  });
-  audiomatch::Action action;
-  audiomatch::addIndexCommand(app, action);
-  audiomatch::addMatchCommand(app, action);
-  audiomatch::addFeaturesCommand(app, action);
-  audiomatch::addStreamCommand(app, action);
-  audiomatch::addChannelsCommand(app, action);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::kUsage);
-  }
-  const ExitCode code = runGuarded(action);
+  audiomatch::setJsonMessages(wantsJson({argv, static_cast<std::size_t>(argc)}));
+  const ExitCode code = runGuarded(argc, argv);
   return static_cast<int>(audiomatch::worse(code, flushOutput()));
 }

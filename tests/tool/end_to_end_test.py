@@ -183,7 +183,7 @@ class ToolTest(unittest.TestCase):
             self.assertEqual(analysis["expired"],
                              analyses[number - 2]["attributes"] if number >= 2 else [])
         silence = json.loads(run(*arguments, "-", stdin=bytes(2 * RATE * 6))[1])
-        self.assertEqual(list(silence.values()), [26, 5.0, [], []])
+        self.assertEqual(list(silence.values()), [26, 5.0, [], [], 1])
 
     def test_stream_ends_well_by_signal_and_without_reader(self):
         for ending in (signal.SIGINT, signal.SIGTERM, None):

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tool/output/display_text.h"
+#include "tool/output/progress_text.h"
 #include "tool/output/table.h"
 
 namespace audiomatch {
@@ -81,6 +82,23 @@ TEST(Table, IsWholeWithoutALimitAndFitsOne) {
             "HITS   0\n"
             "\n");
   for (std::size_t limit = 20; limit < 70; ++limit) EXPECT_LE(widest(table(limit)), limit);
+}
+
+using Unit = WorkDone::Unit;
+
+TEST(ProgressText, TellsShareCountAndTimeLeft) {
+  // A quarter took 30 s, so the rest takes 90.
+  EXPECT_EQ(progressText({10, 40, Unit::kCount, 30.0}, 60),
+            "[########                          ]   25%  10/40  1:30 left");
+  EXPECT_EQ(progressText({1799, 3600, Unit::kSeconds, 0.9}, 34),
+            "[#####      ]   49%  29:59/1:00:00");
+  EXPECT_EQ(progressText({0, 3, Unit::kCount, 5.0}, 24), "[           ]    0%  0/3");
+  EXPECT_EQ(progressText({3, 3, Unit::kCount, 0.0}, 24), "[###########]  100%  3/3");
+  EXPECT_EQ(progressText({90, 0, Unit::kSeconds, 20.0}, 39), "1:30 of sound  4.5 x as it plays");
+  for (const double done : {0.0, 1.0, 4e6, 1e7}) {
+    EXPECT_LE(progressText({done, 1e7, Unit::kCount, 300.0}, 39).size(), 39u);
+    EXPECT_LE(progressText({done, 1e7, Unit::kSeconds, 300.0}, 20).size(), 20u);
+  }
 }
 
 }  // namespace

@@ -21,9 +21,23 @@ def run(*arguments, stdin=b"", env=None):
     return done.returncode, done.stdout.decode(), done.stderr.decode(errors="replace")
 
 
+def json_lines(text):
+    """The objects without their version, which all have as their last key."""
+    objects = [json.loads(line) for line in text.splitlines()]
+    for each in objects:
+        assert each.popitem() == ("version", 1), each
+    return objects
+
+
 def run_json(command, *arguments, **options):
+    """With --json: the exit code, objects, and messages as they are without it."""
     code, output, messages = run(command, "--json", *arguments, **options)
-    return code, [json.loads(line) for line in output.splitlines()], messages
+    texts = []
+    for message in json_lines(messages):
+        assert message["severity"] in ("error", "warning", "note"), message
+        about = [message["file"]] if "file" in message else []
+        texts.append(": ".join(["audiomatch", *about, message["message"]]) + "\n")
+    return code, json_lines(output), "".join(texts)
 
 
 def noise(seed, seconds):

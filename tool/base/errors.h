@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -27,11 +28,11 @@ constexpr int rankOf(ExitCode code) noexcept {
 /// The worse of two: what a command tells that met both.
 constexpr ExitCode worse(ExitCode a, ExitCode b) noexcept { return rankOf(a) < rankOf(b) ? b : a; }
 
-/// The section on exit codes of the help text.
+/// The section on exit codes of help and manual: a sentence, then a line each.
 inline constexpr const char* kExitCodesHelp =
     "Exit codes (of several, the last in the order 0, 1, 4, 2, 3):\n"
     "  0  success\n"
-    "  1  match: at least one file had no match\n"
+    "  1  match: at least one recording had no match\n"
     "  2  wrong usage\n"
     "  3  something could not be read or written; standard error names it\n"
     "  4  damaged sound was left out and the rest used; standard error names it\n";
@@ -41,7 +42,16 @@ inline constexpr const char* kExitCodesHelp =
 class FileError : public std::runtime_error {
  public:
   FileError(const std::filesystem::path& path, std::string_view problem)
-      : std::runtime_error(path.string() + ": " + std::string(problem)) {}
+      : std::runtime_error(path.string() + ": " + std::string(problem)),
+        path_size_(path.native().size()) {}
+
+  /// The file.
+  std::filesystem::path path() const { return std::string(what(), path_size_); }
+  /// The text without the file.
+  std::string_view problem() const noexcept { return what() + path_size_ + 2; }
+
+ private:
+  std::size_t path_size_;
 };
 
 /// Arguments that are fine one by one and make no sense together.
@@ -49,8 +59,5 @@ class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
-
-/// Writes one line for the user, "audiomatch: text", to standard error.
-void report(std::string_view text) noexcept;
 
 }  // namespace audiomatch

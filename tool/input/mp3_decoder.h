@@ -41,8 +41,8 @@ class Mp3Decoder : public Decoder {
   long rate_ = 0;
   int channels_ = 0;
   std::uint64_t promised_ = 0;
-  off_t expected_ = -1;         // where the next frame has to begin; -1 for anywhere
-  off_t bytes_ = 0;                 // of the frames so far
+  off_t expected_ = -1;  // where the next frame has to begin; -1 for anywhere
+  off_t bytes_ = 0;      // of the frames so far
   off_t frames_ = 0;
   std::uint64_t position_ = 0;  // behind the frames read and lost
   bool damaged_ = false;

@@ -21,6 +21,7 @@
 #include "tool/input/sndfile_decoder.h"
 #include "tool/input/sound_kind.h"
 #include "tool/input/standard_input.h"
+#include "tool/output/messages.h"
 
 namespace audiomatch {
 namespace {

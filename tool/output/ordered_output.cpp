@@ -3,12 +3,13 @@
 #include <cstdio>
 #include <utility>
 
+#include "tool/output/status_line.h"
+
 namespace audiomatch {
 namespace {
 
 void write(std::string_view text) {
-  std::fwrite(text.data(), 1, text.size(), stdout);
-  std::fflush(stdout);
+  if (!text.empty()) printAboveStatus(stdout, text);
 }
 
 }  // namespace

@@ -3,13 +3,14 @@
 #include <cstdio>
 #include <utility>
 
+#include "tool/output/status_line.h"
+
 namespace audiomatch {
 
 void StreamedTable::row(std::vector<std::string> cells) {
   const std::string text = (begun_ ? "" : layout_.head()) + layout_.row(std::move(cells));
   begun_ = true;
-  std::fwrite(text.data(), 1, text.size(), stdout);
-  std::fflush(stdout);
+  printAboveStatus(stdout, text);
 }
 
 }  // namespace audiomatch

@@ -17,7 +17,8 @@ constexpr auto kReplace = nlohmann::ordered_json::error_handler_t::replace;
 
 }  // namespace
 
-std::string jsonLine(const nlohmann::ordered_json& object) {
+std::string jsonLine(nlohmann::ordered_json object) {
+  object["version"] = kJsonVersion;
   return object.dump(-1, ' ', false, kReplace) + '\n';
 }
 

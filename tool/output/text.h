@@ -8,9 +8,14 @@
 
 namespace audiomatch {
 
-/// One object as one line of JSON, line end included. Text that isn't UTF-8,
-/// as a file's name may be, has its wrong bytes replaced.
-std::string jsonLine(const nlohmann::ordered_json& object);
+/// What every line of JSON says last of itself. Keys may come without a change of
+/// it; one that goes or means something else changes it.
+inline constexpr int kJsonVersion = 1;
+
+/// One object as one line of JSON, line end included, with `kJsonVersion` as its
+/// last key "version". Text that isn't UTF-8, as a file's name may be, has its
+/// wrong bytes replaced.
+std::string jsonLine(nlohmann::ordered_json object);
 
 /// A float as the shortest number that reads back as the same float.
 double shortest(float number);

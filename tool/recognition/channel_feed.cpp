@@ -13,6 +13,7 @@
 #include "tool/base/interrupt.h"
 #include "tool/input/recording.h"
 #include "tool/input/sound_source.h"
+#include "tool/output/messages.h"
 
 namespace audiomatch {
 namespace {
@@ -53,7 +54,7 @@ class Feed {
     if (!analysis) return true;
     channels_.apply(channel_, *analysis, extractor_.currentAttributes(),
                     extractor_.expiredAttributes());
-    if (*analysis == 0) report(channels_.name(channel_) + ": on air");
+    if (*analysis == 0) note(channels_.name(channel_) + ": on air");
     return true;
   }
 
@@ -98,7 +99,7 @@ void feedChannel(const ChannelInput& input, std::size_t channel, LiveChannels& c
       if (in_its_time ? !waitUntil(due) : !waitUntil(Clock::now())) return;
     }
     channels.end(channel);
-    report(input.name + ": has ended");
+    note(input.name + ": has ended");
   } catch (const Interrupted&) {
     // So has everything.
   }

@@ -9,6 +9,7 @@
 
 #include "tool/base/interrupt.h"
 #include "tool/input/recording.h"
+#include "tool/output/messages.h"
 
 namespace audiomatch {
 namespace {
@@ -64,7 +65,7 @@ ExitCode matchWhole(const audio::AudioData& recording, const std::string& file,
   Recogniser recogniser(database, job.listening.thresholds);
   const Answer answer = recogniser.recognise(recording);
   const double seconds = static_cast<double>(recording.dataLen()) / recording.sampleRate();
-  if (!answer.problem.empty()) report(file + ": " + answer.problem);
+  if (!answer.problem.empty()) report(answer.problem, file);
   rows(rowOf(file, seconds, answer));
   return answer.code;
 }
@@ -87,12 +88,17 @@ ExitCode matchSound(std::unique_ptr<SoundSource> source, const std::filesystem::
   return worse(code, reportDamage(file, source->damage()));
 }
 
+ExitCode failed(const FileError& error, const RowSink& rows) {
+  report(error);
+  rows(failedRow(error.path().string(), error.what()));
+  return ExitCode::kFailure;
+}
+
 }  // namespace
 
 ExitCode matchFile(const InputFile& file, const ReferenceDatabase& database, const MatchJob& job,
                    const RowSink& rows) {
   const std::filesystem::path& path = file.path;
-  std::string error;
   try {
     if (job.shape != MatchJob::Shape::kWhole) {
       return matchSound(openSound(path, job.sound), path, database, job, rows);
@@ -101,17 +107,15 @@ ExitCode matchFile(const InputFile& file, const ReferenceDatabase& database, con
     const ExitCode code = matchWhole(*recording.audio, path.string(), database, job, rows);
     return worse(code, reportDamage(path, recording.damage));
   } catch (const FileError& problem) {
-    error = problem.what();
     if (!file.named) {
-      report("skipped: " + error);
+      warn(FileError(path, "skipped: " + std::string(problem.problem())));
       return ExitCode::kSuccess;
     }
+    return failed(problem, rows);
   } catch (const std::bad_alloc&) {
-    error = path.string() + ": too long for the memory there is; match it without --whole";
+    return failed(FileError(path, "too long for the memory there is; match it without --whole"),
+                  rows);
   }
-  report(error);
-  rows(failedRow(path.string(), error));
-  return ExitCode::kFailure;
 }
 
 ExitCode matchStandardInput(const std::optional<RawFormat>& raw, const ReferenceDatabase& database,

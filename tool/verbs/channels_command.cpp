@@ -18,6 +18,7 @@
 #include "tool/base/interrupt.h"
 #include "tool/input/input_lines.h"
 #include "tool/input/recording.h"
+#include "tool/output/messages.h"
 #include "tool/output/text.h"
 #include "tool/recognition/channel_feed.h"
 #include "tool/verbs/commands.h"
@@ -94,7 +95,7 @@ ExitCode answerAll(const LiveChannels& channels, const ChannelsOptions& options,
       if (!answer.recognised) code = worse(code, ExitCode::kNoMatch);
       line = lineOf(*file, answer, options.common.json);
     } catch (const FileError& error) {
-      report(error.what());
+      report(error);
       code = worse(code, ExitCode::kFailure);
       if (options.common.json) {
         line = jsonLine(

@@ -4,6 +4,19 @@
 
 namespace audiomatch {
 
+void buildCommandLine(CLI::App& app, Action& action) {
+  app.name("audiomatch");
+  app.description("Recognises recordings by their audio fingerprints.");
+  app.set_version_flag("--version", "audiomatch " AUDIOMATCH_VERSION);
+  app.footer(kExitCodesHelp);
+  app.require_subcommand(1);
+  addIndexCommand(app, action);
+  addMatchCommand(app, action);
+  addFeaturesCommand(app, action);
+  addStreamCommand(app, action);
+  addChannelsCommand(app, action);
+}
+
 void addCommonOptions(CLI::App& command, CommonOptions& options, const char* jsonHelp) {
   command.add_flag("--json", options.json, jsonHelp);
   command.add_flag("--verbose", options.verbose, "Write the engine's messages to standard error");
@@ -16,6 +29,7 @@ void addSoundOptions(CLI::App& command, SoundOptions& options) {
 
 void applyCommonOptions(const CommonOptions& options) noexcept {
   audio::gLogger.setEnabled(options.verbose);
+  setJsonMessages(options.json);
 }
 
 }  // namespace audiomatch

@@ -5,11 +5,16 @@
 
 #include "tool/base/errors.h"
 #include "tool/input/sound_source.h"
+#include "tool/output/messages.h"
 
 namespace audiomatch {
 
 /// What the command line asks for: set by the parser, run after it.
 using Action = std::function<ExitCode()>;
+
+/// Makes `app` the tool's whole command line: all commands, in the order in which
+/// people come to need them.
+void buildCommandLine(CLI::App& app, Action& action);
 
 /// Adds `index`, which makes a database of sound files, to the command line.
 void addIndexCommand(CLI::App& app, Action& action);
@@ -38,7 +43,8 @@ void addCommonOptions(CLI::App& command, CommonOptions& options, const char* jso
 /// Adds --strict to a command that reads sound.
 void addSoundOptions(CLI::App& command, SoundOptions& options);
 
-/// Switches the engine's messages on or off.
+/// Switches the engine's messages on or off, and makes the tool's messages lines of
+/// JSON or text.
 void applyCommonOptions(const CommonOptions& options) noexcept;
 
 /// Takes numbers of a range and leaves the help text as it is.

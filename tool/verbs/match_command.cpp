@@ -13,6 +13,7 @@
 #include "tool/base/parallel.h"
 #include "tool/input/input_files.h"
 #include "tool/output/display_text.h"
+#include "tool/output/messages.h"
 #include "tool/output/ordered_output.h"
 #include "tool/output/text.h"
 #include "tool/recognition/match_job.h"
