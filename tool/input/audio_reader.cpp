@@ -16,6 +16,10 @@ constexpr std::size_t kBlockFrames = 8192;
 // on what they put at the end.
 constexpr double kNotableSeconds = 0.1;
 
+// Silence put in for what is missing, in seconds: more is no recording's loss
+// but a time that damage made up.
+constexpr double kMostSilence = 3600.0;
+
 }  // namespace
 
 AudioReader::AudioReader(std::filesystem::path name, std::unique_ptr<Decoder> decoder,
@@ -65,6 +69,8 @@ void AudioReader::comeToStop() {
   noteDamage(problem);
   const std::optional<std::uint64_t> missing = decoder_->resume();
   if (!missing) return comeToEnd();
+  silence_ += static_cast<double>(*missing) / sampleRate();
+  if (silence_ > kMostSilence) return comeToEnd();
   missing_ = *missing;
 }
 

@@ -35,6 +35,7 @@ class AudioReader : public SoundSource {
   std::unique_ptr<Decoder> decoder_;
   std::uint64_t position_ = 0;
   std::uint64_t missing_ = 0;  // frames of silence to come next
+  double silence_ = 0.0;       // put in so far, in seconds
   bool anything_ = false;      // was decoded
   bool ended_ = false;
   std::optional<Damage> damage_;
