@@ -129,7 +129,8 @@ class InputsTest(unittest.TestCase):
     def test_damage_is_treated_alike(self):
         ffmpeg("-i", "heard.wav", "a.mp3")
         ffmpeg("-i", "heard.wav", "a.flac")
-        for file in ("a.mp3", "a.flac"):
+        ffmpeg("-i", "a.mp3", "-c", "copy", "mp3.wav")
+        for file in ("a.mp3", "a.flac", "mp3.wav"):
             self.damage(file)
             commands = (("match", "db", file), ("index", "new.db", file), ("features", file),
                         ("features", file, "--picture", "p.png"), ("stream", "--id", "1", file))

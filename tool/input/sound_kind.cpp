@@ -36,6 +36,7 @@ constexpr Mark kMarks[] = {
     {0, "MP+"sv, SoundKind::kFfmpeg},   // Musepack
     {0, "DSD "sv, SoundKind::kFfmpeg},
     {0, "FRM8"sv, SoundKind::kFfmpeg},  // DSD
+    {8, "WAVEfmt \x1E\0\0\0\x55\0"sv, SoundKind::kMpeg},
     {8, "WAVE"sv, SoundKind::kEither},  // with one of many codecs
     {28, "OpusHead"sv, SoundKind::kOpus},
     {0, "OggS"sv, SoundKind::kEither},

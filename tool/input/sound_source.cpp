@@ -44,6 +44,12 @@ Descriptor openForReading(const std::filesystem::path& path) {
   return descriptor;
 }
 
+/// True for what can be gone back in, unlike pipes and devices.
+bool isRegular(int descriptor) noexcept {
+  struct stat status {};
+  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
 /// Brings a source to a rate that the engine takes.
 std::unique_ptr<SoundSource> atEngineRate(std::unique_ptr<SoundSource> source,
                                           const std::filesystem::path& name) {
@@ -143,17 +149,18 @@ std::size_t SoundSource::roomFor(std::uint64_t frames) const noexcept {
 
 std::unique_ptr<SoundSource> openSound(const std::filesystem::path& path,
                                        const SoundOptions& options) {
-  return openFile(openForReading(path), path, options);
+  Descriptor file = openForReading(path);
+  if (isRegular(file.get())) return openFile(file, path, options);
+  return openPipe(std::move(file), path, {}, options);
 }
 
 std::unique_ptr<SoundSource> openStandardInput(const std::optional<RawFormat>& raw,
                                                const SoundOptions& options) {
   const std::filesystem::path name = "standard input";
-  struct stat status {};
-  if (!raw && fstat(STDIN_FILENO, &status) == 0 && S_ISREG(status.st_mode)) {
+  if (!raw && isRegular(STDIN_FILENO)) {
     return openFile(openForReading("/dev/stdin"), name, options);
   }
-  return openPipe(Descriptor(dup(STDIN_FILENO)), name, raw, options);
+  return openPipe(Descriptor(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)), name, raw, options);
 }
 
 std::unique_ptr<SoundSource> openNamedPipe(const std::filesystem::path& path,
