@@ -20,9 +20,9 @@ enum class ExitCode : int {
 
 /// How bad a code is: more is worse.
 constexpr int rankOf(ExitCode code) noexcept {
-  constexpr ExitCode from_good_to_bad[] = {ExitCode::kSuccess, ExitCode::kNoMatch,
-                                           ExitCode::kLeftOut, ExitCode::kUsage};
-  return static_cast<int>(std::ranges::find(from_good_to_bad, code) - from_good_to_bad);
+  constexpr ExitCode kFromGoodToBad[] = {ExitCode::kSuccess, ExitCode::kNoMatch, ExitCode::kLeftOut,
+                                         ExitCode::kUsage};
+  return static_cast<int>(std::ranges::find(kFromGoodToBad, code) - kFromGoodToBad);
 }
 
 /// The worse of two: what a command tells that met both.

@@ -16,8 +16,6 @@
 
 #include "tool/base/errors.h"
 
-extern char** environ;
-
 namespace audiomatch {
 namespace {
 

@@ -89,7 +89,8 @@ bool Mp3Decoder::nextFrame() {
     const int outcome = first ? MPG123_OK : mpg123_framebyframe_next(handle);
     if (outcome != MPG123_OK && outcome != MPG123_NEW_FORMAT) return false;
     long rate = 0;
-    int channels = 0, encoding = 0;
+    int channels = 0;
+    int encoding = 0;
     mpg123_getformat(handle, &rate, &channels, &encoding);
     if (rate != rate_ || channels != channels_) continue;
     unsigned long header = 0;

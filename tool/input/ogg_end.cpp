@@ -4,13 +4,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <string_view>
+#include <iterator>
 
 namespace audiomatch {
 namespace {
 
 constexpr std::size_t kHeaderBytes = 27;
-constexpr std::size_t kMostPageBytes = kHeaderBytes + 255 + 255 * 255;
+constexpr std::size_t kMostPageBytes = kHeaderBytes + 255 + std::size_t{255} * 255;
 constexpr unsigned char kLastPage = 4;
 
 }  // namespace
@@ -20,12 +20,12 @@ bool oggEndIsThere(const Descriptor& file) {
   if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return true;
   std::string bytes(std::min(kMostPageBytes, static_cast<std::size_t>(status.st_size)), '\0');
   const off_t start = status.st_size - static_cast<off_t>(bytes.size());
-  if (pread(file.get(), bytes.data(), bytes.size(), start) != static_cast<ssize_t>(bytes.size())) {
+  if (pread(file.get(), bytes.data(), bytes.size(), start) != std::ssize(bytes)) {
     return true;
   }
   const std::size_t found = bytes.rfind("OggS");
   if (found == std::string::npos) return false;
-  const std::string_view page = std::string_view(bytes).substr(found);
+  const std::string page = bytes.substr(found);
   if (page.size() < kHeaderBytes) return false;
   const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(page[i]); };
   const std::size_t segments = byte(26);

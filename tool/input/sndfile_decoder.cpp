@@ -64,10 +64,11 @@ std::string logOf(SNDFILE* file) {
 
 /// Holes met between the pages of an Ogg file, which only the log tells.
 std::size_t holesIn(SNDFILE* file) {
-  constexpr std::string_view note = "reports a hole";
+  constexpr std::string_view kNote = "reports a hole";
   const std::string log = logOf(file);
   std::size_t holes = 0;
-  for (std::size_t at = log.find(note); at != log.npos; at = log.find(note, at + 1)) ++holes;
+  for (std::size_t at = log.find(kNote); at != std::string::npos; at = log.find(kNote, at + 1))
+    ++holes;
   return holes;
 }
 
