@@ -1,6 +1,5 @@
 #include "tool/picture/spectrogram_picture.h"
 
-#include <cairo.h>
 #include <fmt/core.h>
 
 #include <algorithm>
@@ -8,49 +7,67 @@
 #include <cstring>
 #include <memory>
 #include <new>
-#include <stdexcept>
 
 #include "base/analysis_grid.h"
-#include "base/audio_data.h"
-#include "feature/audio_land_mark_finder.h"
-#include "tool/base/errors.h"
-#include "tool/picture/spectrogram_axes.h"
+#include "tool/output/display_text.h"
+#include "tool/output/text.h"
+#include "tool/picture/colour_scale.h"
+#include "tool/picture/labels.h"
+#include "tool/picture/landmark_curve.h"
+#include "tool/picture/lettering.h"
+#include "tool/picture/plot_area.h"
 
 namespace audiomatch {
 namespace {
 
-struct CairoDestroy {
-  void operator()(cairo_surface_t* surface) const noexcept { cairo_surface_destroy(surface); }
-  void operator()(cairo_t* page) const noexcept { cairo_destroy(page); }
-};
-using Surface = std::unique_ptr<cairo_surface_t, CairoDestroy>;
-using Page = std::unique_ptr<cairo_t, CairoDestroy>;
+// Points. A frame is as wide as is allowed within these.
+constexpr double kPointsPerFrame = 1.5;
+constexpr double kLeastWidth = 380.0;
+constexpr double kMostWidth = 480.0;
+constexpr double kPointsPerBin = 1.0;
+constexpr double kCurveGap = 10.0;
+constexpr double kCurveHeight = 62.0;
 
-// Pixels. Frames share the width, each with two pixels unless that is too wide.
-constexpr double kPixelsPerFrame = 2.0;
-constexpr double kLeastWidth = 1000.0;
-constexpr double kMostWidth = 2400.0;
-constexpr double kPixelsPerBin = 3.0;
-constexpr double kLeft = 96.0;
-constexpr double kTop = 88.0;
-constexpr double kRight = 104.0;
-constexpr double kBottom = 68.0;
+// Of a PNG: three pixels for a bin; of what has more frames than that shows, four.
+constexpr double kPixelsPerPoint = 3.0;
+constexpr double kPixelsPerPointOfLong = 4.0;
 
 constexpr Colour kLandmarkColour = {0.55, 0.95, 1.0};
+constexpr std::size_t kMostLines = 2000;
+
+using Columns = SpectrogramColumns;
+
+bool isOneByOne(const SpectrogramAnalysis& analysis) {
+  return analysis.columns.frames() <= kMostFramesOneByOne;
+}
 
 PlotArea plotArea(const SpectrogramAnalysis& analysis) {
-  const double width = std::clamp(analysis.frames * kPixelsPerFrame, kLeastWidth, kMostWidth);
-  return {kLeft, kTop, width, analysis.bins * kPixelsPerBin, analysis.from,
-          audio::secondsOfFrames(analysis.frames),
+  const double frames = static_cast<double>(analysis.columns.frames());
+  const double bins = static_cast<double>(analysis.columns.bins());
+  return {kLeftMargin,
+          kHeadingHeight,
+          std::floor(std::clamp(frames * kPointsPerFrame, kLeastWidth, kMostWidth)),
+          bins * kPointsPerBin,
+          {analysis.from, analysis.from + analysis.seconds()},
           // A bin stands for the frequency in its middle.
-          -audio::kBinHertz / 2, analysis.bins * audio::kBinHertz};
+          {-audio::kBinHertz / 2, (bins - 0.5) * audio::kBinHertz}};
 }
 
 /// The middle of a cell of the spectrogram.
 double cellX(const PlotArea& area, std::int32_t frame) {
-  return area.x(area.from_seconds + audio::secondsOfFrames(frame + 0.5));
+  return area.x(area.across.from + audio::secondsOfFrames(frame + 0.5));
 }
 double cellY(const PlotArea& area, std::int32_t bin) { return area.y(bin * audio::kBinHertz); }
+
+double loudest(const Columns& columns) {
+  double power = 0.0;
+  for (std::size_t column = 0; column < columns.columns(); ++column) {
+    for (std::size_t bin = 0; bin < columns.bins(); ++bin) {
+      power = std::max(power, columns.power(column, bin));
+    }
+  }
+  return power;
+}
 
 std::uint32_t pixelOfLevel(double level) noexcept {
   const Colour colour = colourOfLevel(level);
@@ -58,127 +75,126 @@ std::uint32_t pixelOfLevel(double level) noexcept {
   return byte(colour.red) << 16 | byte(colour.green) << 8 | byte(colour.blue);
 }
 
-/// One pixel for each cell, low frequencies at the bottom.
-Surface cellImage(const SpectrogramAnalysis& analysis) {
-  Surface image(cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(analysis.frames),
-                                           static_cast<int>(analysis.bins)));
+using Image = std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)>;
+
+/// One pixel for each column and bin, low frequencies at the bottom.
+Image cellImage(const Columns& columns) {
+  Image image(cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(columns.columns()),
+                                         static_cast<int>(columns.bins())),
+              cairo_surface_destroy);
   unsigned char* bytes = cairo_image_surface_get_data(image.get());
-  if (!bytes) throw std::runtime_error("the picture is too large");
+  if (!bytes) throw std::bad_alloc();
   const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(image.get()));
-  const double loudest = *std::ranges::max_element(analysis.values);
-  const double decibels_per_neper = 20.0 / std::log(10.0);
+  const double most = loudest(columns);
   cairo_surface_flush(image.get());
-  for (std::size_t frame = 0; frame < analysis.frames; ++frame) {
-    for (std::size_t bin = 0; bin < analysis.bins; ++bin) {
-      const double value = analysis.values[frame * analysis.bins + bin];
-      const double level = 1.0 + (value - loudest) * decibels_per_neper / kDecibelRange;
-      const std::uint32_t pixel = pixelOfLevel(level);
-      std::memcpy(bytes + (analysis.bins - 1 - bin) * stride + frame * 4, &pixel, sizeof pixel);
+  for (std::size_t column = 0; column < columns.columns(); ++column) {
+    for (std::size_t bin = 0; bin < columns.bins(); ++bin) {
+      // Of silence minus infinity, hence the darkest.
+      const double decibels = 10.0 * std::log10(columns.power(column, bin) / most);
+      const std::uint32_t pixel = pixelOfLevel(1.0 + decibels / kDecibelRange);
+      std::memcpy(bytes + (columns.bins() - 1 - bin) * stride + column * 4, &pixel, sizeof pixel);
     }
   }
   cairo_surface_mark_dirty(image.get());
   return image;
 }
 
-void drawCells(cairo_t* page, const PlotArea& area, const SpectrogramAnalysis& analysis) {
-  const Surface image = cellImage(analysis);
-  cairo_save(page);
-  cairo_translate(page, area.left, area.top);
-  cairo_scale(page, area.width / analysis.frames, area.height / analysis.bins);
-  cairo_set_source_surface(page, image.get(), 0, 0);
-  cairo_pattern_set_filter(cairo_get_source(page), CAIRO_FILTER_NEAREST);
-  cairo_paint(page);
-  cairo_restore(page);
+void drawCells(cairo_t* cairo, const PlotArea& area, const Columns& columns) {
+  const Image image = cellImage(columns);
+  const Clip clip(cairo, area);
+  cairo_translate(cairo, area.left, area.top);
+  // The last column may stand for fewer frames than the others.
+  const double shown =
+      static_cast<double>(columns.frames()) / static_cast<double>(columns.framesPerColumn());
+  cairo_scale(cairo, area.width / shown, area.height / static_cast<double>(columns.bins()));
+  cairo_set_source_surface(cairo, image.get(), 0, 0);
+  const bool cells_seen = shown < area.width * kPixelsPerPoint;
+  cairo_pattern_set_filter(cairo_get_source(cairo),
+                           cells_seen ? CAIRO_FILTER_NEAREST : CAIRO_FILTER_GOOD);
+  cairo_paint(cairo);
 }
 
-void drawLandmarks(cairo_t* page, const PlotArea& area, const SpectrogramAnalysis& analysis) {
-  cairo_set_source_rgba(page, kLandmarkColour.red, kLandmarkColour.green, kLandmarkColour.blue,
-                        0.36);
-  cairo_set_line_width(page, 0.9);
-  for (const audio::LandMark& mark : analysis.landmarks) {
-    cairo_move_to(page, cellX(area, mark.anchorTime), cellY(area, mark.anchorFreq));
-    cairo_line_to(page, cellX(area, mark.anchorTime + mark.deltaTime),
+/// Each how-many-th landmark is a line.
+std::size_t lineStep(const SpectrogramAnalysis& analysis) {
+  return (analysis.landmarks.size() + kMostLines - 1) / kMostLines;
+}
+
+/// One in `step`, but no pattern: neighbours in the list have their anchor in common.
+constexpr bool isDrawn(std::size_t number, std::size_t step) noexcept {
+  return (static_cast<std::uint32_t>(number) * 0x9E3779B1u >> 8) % step == 0;
+}
+
+/// 0 where landmarks and peaks have much room, 1 where they have little.
+double crowd(const SpectrogramAnalysis& analysis) {
+  return std::min(static_cast<double>(analysis.peaks.size()) / 1000.0, 1.0);
+}
+
+void drawLandmarks(cairo_t* cairo, const PlotArea& area, const SpectrogramAnalysis& analysis) {
+  const Clip clip(cairo, area);
+  setColour(cairo, kLandmarkColour, std::lerp(0.5, 0.4, crowd(analysis)));
+  cairo_set_line_width(cairo, std::lerp(0.5, 0.35, crowd(analysis)));
+  const std::size_t step = std::max(lineStep(analysis), std::size_t{1});
+  for (std::size_t i = 0; i < analysis.landmarks.size(); ++i) {
+    if (!isDrawn(i, step)) continue;
+    const audio::LandMark& mark = analysis.landmarks[i];
+    cairo_move_to(cairo, cellX(area, mark.anchorTime), cellY(area, mark.anchorFreq));
+    cairo_line_to(cairo, cellX(area, mark.anchorTime + mark.deltaTime),
                   cellY(area, mark.targetFreq));
-    cairo_stroke(page);
+    cairo_stroke(cairo);
   }
 }
 
-void drawPeak(cairo_t* page, double x, double y) {
-  cairo_arc(page, x, y, 2.6, 0, 2 * M_PI);
-  cairo_set_source_rgb(page, 1, 1, 1);
-  cairo_fill_preserve(page);
-  cairo_set_source_rgb(page, 0.05, 0.05, 0.1);
-  cairo_set_line_width(page, 0.9);
-  cairo_stroke(page);
+void drawPeaks(cairo_t* cairo, const PlotArea& area, const SpectrogramAnalysis& analysis) {
+  const double radius = std::lerp(1.5, 0.9, crowd(analysis));
+  cairo_set_line_width(cairo, 0.35);
+  for (const audio::LocalMaxRecorder& peak : analysis.peaks) {
+    cairo_new_sub_path(cairo);
+    cairo_arc(cairo, cellX(area, peak.timeIndex), cellY(area, peak.freqIndex), radius, 0, 2 * M_PI);
+  }
+  setColour(cairo, {1, 1, 1});
+  cairo_fill_preserve(cairo);
+  setColour(cairo, {0.05, 0.05, 0.1});
+  cairo_stroke(cairo);
 }
 
-void drawTitle(cairo_t* page, const PlotArea& area, const SpectrogramAnalysis& analysis,
-               const std::string& title) {
-  cairo_set_source_rgb(page, 0.1, 0.1, 0.14);
-  cairo_set_font_size(page, 22);
-  drawText(page, title, area.left, 30, TextAnchor::kLeft);
-  cairo_set_source_rgb(page, 0.4, 0.4, 0.44);
-  cairo_set_font_size(page, 15);
-  drawText(page,
-           fmt::format("{} frames of 32 ms \u00b7 {} peaks (dots) \u00b7 {} landmarks (lines)",
-                       analysis.frames, analysis.peaks.size(), analysis.landmarks.size()),
-           area.left, 60, TextAnchor::kLeft);
-}
-
-std::vector<unsigned char> encode(cairo_surface_t* surface) {
-  std::vector<unsigned char> png;
-  const auto append = [](void* bytes, const unsigned char* data, unsigned size) {
-    auto* out = static_cast<std::vector<unsigned char>*>(bytes);
-    out->insert(out->end(), data, data + size);
-    return CAIRO_STATUS_SUCCESS;
-  };
-  const cairo_status_t status = cairo_surface_write_to_png_stream(surface, append, &png);
-  if (status != CAIRO_STATUS_SUCCESS) throw std::runtime_error(cairo_status_to_string(status));
-  return png;
+std::string subtitle(const SpectrogramAnalysis& analysis) {
+  const std::string length = clockTime(analysis.seconds());
+  if (!isOneByOne(analysis)) {
+    return fmt::format("{} \u00b7 {} peaks \u00b7 {} landmarks", length,
+                       countText(analysis.peak_count), countText(analysis.landmark_count));
+  }
+  const std::size_t step = lineStep(analysis);
+  return fmt::format("{} \u00b7 {} frames of 32 ms \u00b7 {} peaks (dots) \u00b7 {} landmarks ({})",
+                     length, countText(analysis.columns.frames()), countText(analysis.peak_count),
+                     countText(analysis.landmark_count),
+                     step > 1 ? fmt::format("one in {} a line", step) : "lines");
 }
 
 }  // namespace
 
-SpectrogramAnalysis analyseStretch(const std::filesystem::path& path,
-                                   const audio::AudioData& stretch, double from) {
-  const audio::AudioDataPtr mono = audio::monoMix(stretch);
-  audio::AudioLandMarkFinder2D finder;
-  if (!finder.init(true) || !finder.setAudio(mono.get())) throw std::bad_alloc();
-  if (!finder.findLandMarks()) throw FileError(path, describe(finder.outcome()));
-  const float* first = finder.spectrogramMatrix();
-  const std::size_t cells = std::size_t{finder.frameNum()} * finder.binNum();
-  SpectrogramAnalysis analysis{
-      from, finder.frameNum(),    finder.binNum(), std::vector<float>(first, first + cells),
-      {},   finder.getLandMarks()};
-  for (const auto& peaks : finder.getPeaks()) {
-    analysis.peaks.insert(analysis.peaks.end(), peaks.begin(), peaks.end());
-  }
-  return analysis;
-}
-
 std::vector<unsigned char> drawSpectrogram(const SpectrogramAnalysis& analysis,
-                                           const std::string& title) {
+                                           const std::string& title, PictureFormat format) {
   const PlotArea area = plotArea(analysis);
-  const Surface surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24,
-                                                   static_cast<int>(kLeft + area.width + kRight),
-                                                   static_cast<int>(kTop + area.height + kBottom)));
-  const Page page(cairo_create(surface.get()));
-  cairo_set_source_rgb(page.get(), 1, 1, 1);
-  cairo_paint(page.get());
-  cairo_select_font_face(page.get(), "sans-serif", CAIRO_FONT_SLANT_NORMAL,
-                         CAIRO_FONT_WEIGHT_NORMAL);
-  drawCells(page.get(), area, analysis);
-  drawLandmarks(page.get(), area, analysis);
-  for (const audio::LocalMaxRecorder& peak : analysis.peaks) {
-    drawPeak(page.get(), cellX(area, peak.timeIndex), cellY(area, peak.freqIndex));
+  PlotArea last = area;
+  if (!isOneByOne(analysis)) {
+    last.top = area.bottom() + kCurveGap;
+    last.height = kCurveHeight;
   }
-  drawAxes(page.get(), area);
-  drawColourScale(page.get(), area);
-  drawTitle(page.get(), area, analysis, title);
-  if (cairo_status(page.get()) != CAIRO_STATUS_SUCCESS) {
-    throw std::runtime_error(cairo_status_to_string(cairo_status(page.get())));
-  }
-  return encode(surface.get());
+  const bool is_long =
+      static_cast<double>(analysis.columns.frames()) > area.width * kPixelsPerPoint;
+  Page page(format, area.right() + kColourScaleWidth, last.bottom() + kTimeAxisHeight,
+            is_long ? kPixelsPerPointOfLong : kPixelsPerPoint, printable(title));
+  cairo_t* cairo = page.cairo();
+  drawHeading(cairo, title, subtitle(analysis), area.left, area.width);
+  drawCells(cairo, area, analysis.columns);
+  drawLandmarks(cairo, area, analysis);
+  drawPeaks(cairo, area, analysis);
+  if (!isOneByOne(analysis)) drawLandmarkCurve(cairo, last, analysis.columns);
+  drawFrame(cairo, area);
+  drawValueAxis(cairo, area, "frequency / Hz", 500);
+  drawColourScale(cairo, area);
+  drawTimeAxis(cairo, last, "time");
+  return page.finish();
 }
 
 }  // namespace audiomatch

@@ -13,6 +13,7 @@ void buildCommandLine(CLI::App& app, Action& action) {
   addIndexCommand(app, action);
   addMatchCommand(app, action);
   addFeaturesCommand(app, action);
+  addPlotCommand(app, action);
   addStreamCommand(app, action);
   addChannelsCommand(app, action);
 }

@@ -25,6 +25,9 @@ void addMatchCommand(CLI::App& app, Action& action);
 /// Adds `features`, which lists or draws a recording's fingerprint.
 void addFeaturesCommand(CLI::App& app, Action& action);
 
+/// Adds `plot`, which draws what the engine sees of a recording.
+void addPlotCommand(CLI::App& app, Action& action);
+
 /// Adds `stream`, which turns a stream into attributes.
 void addStreamCommand(CLI::App& app, Action& action);
 

@@ -9,18 +9,16 @@
 #include "feature/land_mark.h"
 #include "tool/base/errors.h"
 #include "tool/input/recording.h"
-#include "tool/keeping/atomic_file.h"
 #include "tool/output/text.h"
-#include "tool/picture/spectrogram_picture.h"
 #include "tool/verbs/commands.h"
+#include "tool/verbs/spectrogram_plot.h"
 
 namespace audiomatch {
 namespace {
 
 constexpr const char* kFeaturesHelp =
-    "Lists the features of all four passes, as a recording to be matched has them. The picture\n"
-    "shows the first pass: the spectrogram, its peaks as dots, and landmarks, the pairs of peaks\n"
-    "that features are made of, as lines.\n\n";
+    "Lists the features of all four passes, as a recording to be matched has them. --picture is\n"
+    "an older way to say: audiomatch plot FILE -o PNG, which draws the first pass.\n\n";
 
 struct FeaturesOptions {
   CommonOptions common;
@@ -60,32 +58,12 @@ ExitCode list(const FeaturesOptions& options) {
   return reportDamage(options.file, recording.damage);
 }
 
-ExitCode draw(const FeaturesOptions& options) {
-  const Recording stretch = readStretch(options.file, options.stretch, options.sound);
-  const SpectrogramAnalysis analysis =
-      analyseStretch(options.file, *stretch.audio, options.stretch.from);
-  const std::string title = validUtf8(options.file.filename().string());
-  const std::vector<unsigned char> png = drawSpectrogram(analysis, title);
-  AtomicFile file(options.picture);
-  file.write(png.data(), png.size());
-  file.commit();
-  const double seconds = audio::secondsOfFrames(analysis.frames);
-  if (options.common.json) {
-    fmt::print("{}", jsonLine({{"picture", options.picture.string()},
-                               {"from", analysis.from},
-                               {"seconds", seconds},
-                               {"peaks", analysis.peaks.size()},
-                               {"landmarks", analysis.landmarks.size()}}));
-  } else {
-    fmt::print("{}: {:.1f} s from {:.1f} s on, {} peaks, {} landmarks\n", options.picture.string(),
-               seconds, analysis.from, analysis.peaks.size(), analysis.landmarks.size());
-  }
-  return reportDamage(options.file, stretch.damage);
-}
-
 ExitCode runFeatures(const FeaturesOptions& options) {
   applyCommonOptions(options.common);
-  return options.picture.empty() ? list(options) : draw(options);
+  if (options.picture.empty()) return list(options);
+  return plotSpectrogram(
+      {options.file, options.stretch, options.sound, options.picture, PictureFormat::kPng},
+      options.common.json);
 }
 
 }  // namespace

@@ -1,0 +1,29 @@
+#include "tool/verbs/spectrogram_plot.h"
+
+#include <fmt/core.h>
+
+#include "tool/output/text.h"
+#include "tool/picture/picture_file.h"
+#include "tool/picture/spectrogram_analysis.h"
+#include "tool/picture/spectrogram_picture.h"
+
+namespace audiomatch {
+
+ExitCode plotSpectrogram(const SpectrogramPlot& plot, bool json) {
+  checkPictureFile(plot.picture);
+  const SpectrogramAnalysis analysis = analyseStretch(plot.file, plot.stretch, plot.sound);
+  writePicture(plot.picture, drawSpectrogram(analysis, plot.file.filename().string(), plot.format));
+  if (json) {
+    fmt::print("{}", jsonLine({{"picture", plot.picture.string()},
+                               {"from", analysis.from},
+                               {"seconds", analysis.seconds()},
+                               {"peaks", analysis.peak_count},
+                               {"landmarks", analysis.landmark_count}}));
+  } else {
+    fmt::print("{}: {:.1f} s from {:.1f} s on, {} peaks, {} landmarks\n", plot.picture.string(),
+               analysis.seconds(), analysis.from, analysis.peak_count, analysis.landmark_count);
+  }
+  return reportDamage(plot.file, analysis.damage);
+}
+
+}  // namespace audiomatch
