@@ -20,6 +20,7 @@
 #include "tool/picture/picture_file.h"
 #include "tool/picture/spectrogram_analysis.h"
 #include "tool/picture/spectrogram_columns.h"
+#include "tool/picture/timeline_picture.h"
 
 // Fontconfig keeps what it read until the process ends.
 extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig\n"; }
@@ -208,6 +209,41 @@ class Pixels {
   std::ptrdiff_t at_ = 0;
   cairo_surface_t* image_;
 };
+
+TEST(TimelinePicture, DrawsTheMostHeardFirstAndEverySpanAtItsTime) {
+  using Kind = TimelineSpan::Kind;
+  TimelinePicture picture{"t", "s", 0, 100, 12, {}, {}};
+  picture.spans = {{0, 25, Kind::kRecognised, "least", 0, 9999},
+                   {50, 100, Kind::kRecognised, "most", 0, 9999}};
+  const Pixels drawn(drawTimeline(picture, PictureFormat::kPng));
+  const Pixels::Box both = drawn.find(kAccent);
+  const int middle = (both.top + both.bottom) / 2;
+  const Pixels::Box upper = drawn.find(kAccent, 0, middle, drawn.width());
+  const Pixels::Box lower = drawn.find(kAccent, middle, drawn.height(), drawn.width());
+  const double second = (both.right - both.left) / 100.0;
+  EXPECT_NEAR((upper.left - both.left) / second, 50, 1);
+  EXPECT_NEAR((upper.right - both.left) / second, 100, 1);
+  EXPECT_NEAR((lower.right - both.left) / second, 25, 1);
+  EXPECT_EQ(lower.left, both.left);
+}
+
+TEST(TimelinePicture, StaysOnAPageOfA4) {
+  TimelinePicture picture{"t", "s", 0, 3600, 12, {}, {{0, 3600, 50}}};
+  const auto height = [&] { return Pixels(drawTimeline(picture, PictureFormat::kPng)).height(); };
+  const int empty = height();
+  for (int i = 0; i < 30; ++i) {
+    picture.spans.push_back({i * 60.0, i * 60.0 + 50, TimelineSpan::Kind::kRecognised,
+                             "name " + std::to_string(i), 0, 20});
+  }
+  const int thirty = height();
+  EXPECT_GT(thirty, empty);
+  picture.spans.push_back({1800, 1801, TimelineSpan::Kind::kRecognised, "one more", 0, 20});
+  EXPECT_EQ(height(), thirty);
+  const Pixels drawn(drawTimeline(picture, PictureFormat::kPng));
+  EXPECT_TRUE(drawn.width() <= 595 * 3 + 20 && drawn.height() <= 842 * 3);
+  picture.to = picture.from;
+  EXPECT_GT(height(), 0);
+}
 
 TEST(MatchPicture, DrawsTheHitsThatAgreeOnARisingLine) {
   MatchPicture picture{"t", "s", 0, 10, true, {{"n", {}, 20, 100}}};
