@@ -74,7 +74,8 @@ class PlotTest(unittest.TestCase):
                 self.assertLess(height, width)
                 self.assertLess(len(read("p." + kind)), 5_000_000)
         # All of it: (90 * 8000 - 256) / 256 = 2811 frames of 32 ms.
-        self.assertEqual(list(drawn), ["picture", "from", "seconds", "peaks", "landmarks"])
+        self.assertEqual(list(drawn), ["picture", "from", "seconds", "peaks", "landmarks",
+                                       "version"])
         self.assertEqual((drawn["picture"], drawn["from"]), ("p.PDF", 0))
         self.assertAlmostEqual(drawn["seconds"], 2811 * 0.032)
         self.assertEqual(sorted(os.listdir()), sorted(["a.wav", title + ".wav", "p.png", "p.svg",

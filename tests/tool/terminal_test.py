@@ -12,7 +12,7 @@ import termios
 import unicodedata
 import unittest
 
-from tool_runner import RATE, TOOL, json_lines, noise, run, run_json, write_wav
+from tool_runner import TOOL, json_lines, noise, run, run_json, write_wav
 
 ODD = os.fsdecode(b"\x1b[31mred\nline \xff.wav")  # a name that would colour and break the line
 

@@ -6,61 +6,62 @@
 
 #include "base/analysis_grid.h"
 #include "feature/feature_extractor.h"
-#include "feature/land_mark.h"
 #include "tool/base/errors.h"
 #include "tool/input/recording.h"
 #include "tool/output/text.h"
 #include "tool/verbs/commands.h"
+#include "tool/verbs/feature_listing.h"
 #include "tool/verbs/spectrogram_plot.h"
 
 namespace audiomatch {
 namespace {
 
 constexpr const char* kFeaturesHelp =
-    "Lists the features of all four passes, as a recording to be matched has them. --picture is\n"
+    "Lists the features of all four passes, as a recording to be matched has them. What is\n"
+    "written with --binary, --base64, --csv or --json can be matched in its place. --picture is\n"
     "an older way to say: audiomatch plot FILE -o PNG, which draws the first pass.\n\n";
 
 struct FeaturesOptions {
   CommonOptions common;
   SoundOptions sound;
   std::filesystem::path file;
+  bool csv = false;
+  std::filesystem::path binary;
+  bool base64 = false;
   std::filesystem::path picture;
   Stretch stretch{0.0, 30.0};
 };
 
-void printTable(const std::vector<audio::AudioFeature>& features) {
-  fmt::print("{:>9}  {:>7}  {:>9}  {:>11}  {:>7}\n", "TIME s", "KEY", "ANCHOR Hz", "DISTANCE Hz",
-             "DELTA s");
-  for (const audio::AudioFeature& feature : features) {
-    const audio::LandMark mark = audio::landMarkOfHash(feature.hashKey);
-    fmt::print("{:>9.3f}  {:>7}  {:>9.3f}  {:>+11.3f}  {:>7.3f}\n",
-               audio::secondsOfFrames(feature.startTime), feature.hashKey,
-               mark.anchorFreq * audio::kBinHertz,
-               (mark.targetFreq - mark.anchorFreq) * audio::kBinHertz,
-               audio::secondsOfFrames(mark.deltaTime));
+/// The one form asked for. Throws UsageError.
+FeatureForm formOf(const FeaturesOptions& options) {
+  const bool other = options.common.json || !options.picture.empty();
+  if (options.csv + options.base64 + !options.binary.empty() + other > 1) {
+    throw UsageError("--csv, --binary and --base64 go alone, without --json and --picture");
   }
+  using Kind = FeatureForm::Kind;
+  if (options.common.json) return {Kind::kJson};
+  if (options.csv) return {Kind::kCsv};
+  if (options.base64) return {Kind::kBase64};
+  if (!options.binary.empty()) return {Kind::kBinary, options.binary};
+  return {};
 }
 
-void printJson(const std::vector<audio::AudioFeature>& features) {
-  for (const audio::AudioFeature& feature : features) {
-    fmt::print("{}", jsonLine({{"startTime", feature.startTime}, {"hashKey", feature.hashKey}}));
-  }
-}
-
-ExitCode list(const FeaturesOptions& options) {
+ExitCode list(const FeaturesOptions& options, const FeatureForm& form) {
   const Recording recording = readRecording(options.file, options.sound);
   audio::FeatureExtractor extractor;
   if (!extractor.init(false) || !extractor.loadAudio(recording.audio.get())) throw std::bad_alloc();
   if (!extractor.extractFeatures()) {
     throw FileError(options.file, describe(extractor.outcome()));
   }
-  options.common.json ? printJson(extractor.getFeatures()) : printTable(extractor.getFeatures());
+  const double seconds = 1.0 * recording.audio->dataLen() / recording.audio->sampleRate();
+  writeFeatures({extractor.getFeatures(), seconds}, form);
   return reportDamage(options.file, recording.damage);
 }
 
 ExitCode runFeatures(const FeaturesOptions& options) {
   applyCommonOptions(options.common);
-  if (options.picture.empty()) return list(options);
+  const FeatureForm form = formOf(options);
+  if (options.picture.empty()) return list(options, form);
   return plotSpectrogram(
       {options.file, options.stretch, options.sound, options.picture, PictureFormat::kPng},
       options.common.json);
@@ -72,6 +73,12 @@ void addFeaturesCommand(CLI::App& app, Action& action) {
   auto options = std::make_shared<FeaturesOptions>();
   CLI::App* command = app.add_subcommand("features", "List or draw a recording's fingerprint");
   command->add_option("FILE", options->file, "Recording")->required()->type_name("");
+  command->add_flag("--csv", options->csv, "Print CSV, with a line of headings");
+  command
+      ->add_option("--binary", options->binary,
+                   "Write a fingerprint for match; - is standard output")
+      ->type_name("FILE");
+  command->add_flag("--base64", options->base64, "Print a fingerprint for match as base64");
   CLI::Option* picture = command->add_option("--picture", options->picture,
                                              "Draw a PNG instead of listing the features");
   picture->type_name("PNG");
