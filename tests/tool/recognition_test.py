@@ -94,6 +94,19 @@ class RecognitionTest(unittest.TestCase):
         self.assertEqual(run("match", "db", "two.wav", "--min-agreeing", agreeing + "0")[0], 1)
         self.assertEqual(run("match", "db", "two.wav", "--min-discrimination", "1")[0], 1)
 
+    def test_fingerprints_are_as_good_as_their_recordings(self):
+        write_wav("two.wav", piece(self.recordings, "two", 4, 10))
+        for form in ("--json", "--csv", "--base64"):
+            with open(form[2:], "w") as file:
+                file.write(run("features", "two.wav", form)[1])
+        run("features", "two.wav", "--binary", "binary")
+        files = ["two.wav", "json", "csv", "base64", "binary"]
+        code, rows, messages = run_json("match", "db", *files)
+        self.assertEqual((code, messages), (0, ""))
+        for row in rows[1:]:
+            for key in ("name", "hits", "features", "agreeing", "discrimination", "position"):
+                self.assertEqual(row[key], rows[0][key], row["file"])
+
     def test_channels(self):
         for name in ("one", "two"):
             os.mkfifo(name)

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tool/base/interrupt.h"
+#include "tool/input/fingerprint_file.h"
 #include "tool/input/recording.h"
 #include "tool/output/messages.h"
 
@@ -70,6 +71,17 @@ ExitCode matchWhole(const audio::AudioData& recording, const std::string& file,
   return answer.code;
 }
 
+/// Matches a fingerprint that was made before.
+ExitCode matchFingerprint(Fingerprint fingerprint, const std::string& file,
+                          const ReferenceDatabase& database, const MatchJob& job,
+                          const RowSink& rows) {
+  Recogniser recogniser(database, job.listening.thresholds);
+  const Answer answer = recogniser.recognise(std::move(fingerprint.features));
+  if (!answer.problem.empty()) report(answer.problem, file);
+  rows(rowOf(file, fingerprint.seconds, answer));
+  return answer.code;
+}
+
 ExitCode matchSound(std::unique_ptr<SoundSource> source, const std::filesystem::path& file,
                     const ReferenceDatabase& database, const MatchJob& job, const RowSink& rows) {
   const bool by_windows = job.shape == MatchJob::Shape::kTimeline ||
@@ -100,6 +112,9 @@ ExitCode matchFile(const InputFile& file, const ReferenceDatabase& database, con
                    const RowSink& rows) {
   const std::filesystem::path& path = file.path;
   try {
+    if (std::optional<Fingerprint> fingerprint = readFingerprint(path)) {
+      return matchFingerprint(std::move(*fingerprint), path.string(), database, job, rows);
+    }
     if (job.shape != MatchJob::Shape::kWhole) {
       return matchSound(openSound(path, job.sound), path, database, job, rows);
     }

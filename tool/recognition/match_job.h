@@ -30,8 +30,8 @@ struct MatchJob {
 /// Where rows go, as they come.
 using RowSink = std::function<void(const MatchRow&)>;
 
-/// Matches a sound file. What is wrong with it is a row and, reported, a
-/// message; one that a folder had and that can't be read is skipped with a
+/// Matches a sound file, or a fingerprint that `features` wrote. What is wrong with it is a row
+/// and, reported, a message; one that a folder had and that can't be read is skipped with a
 /// message. Returns the row's code, or of a timeline kSuccess when something
 /// in it is recognised. Throws Interrupted.
 ExitCode matchFile(const InputFile& file, const ReferenceDatabase& database, const MatchJob& job,
