@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the build, moves the tree away from where it was installed, and has to find everything
-# there that a user needs: the tool, the library and its Java classes, the examples, the documents.
+# there that a user needs: the tool with its manual and completions, the library and its Java
+# classes, the examples, the documents.
 #   install_test.sh CMAKE BUILD-FOLDER VERSION JAVAC JAVA
 set -euo pipefail
 cmake=$1 build=$2 version=$3 javac=$4 java=$5
@@ -20,7 +21,7 @@ installed() {
   [ -f "$found" ] || fail "not one $1 in the tree: $found"
   echo "$PWD/$found"
 }
-tool=$(installed audiomatch)
+tool=$PWD/moved/bin/audiomatch
 library=$(installed libaudio_analyzer.so)
 jar=$(installed audiomatch.jar)
 example=$(installed MatchOne.java)
@@ -28,6 +29,14 @@ for document in README.md CHANGELOG.md database.md third-party.md \
     audiomatch-javadoc.jar audiomatch-sources.jar; do
   document=$(installed "$document")
   [ -s "$document" ] || fail "empty: $document"
+done
+
+for page in audiomatch.1 audiomatch-match.1; do
+  page=$(installed "$page")
+  [[ $page == */share/man/man1/* ]] || fail "not where man looks: $page"
+done
+for completion in share/bash-completion/completions/audiomatch share/zsh/site-functions/_audiomatch; do
+  [ -s "moved/$completion" ] || fail "missing: $completion"
 done
 
 needed=$(ldd "$tool" "$library")

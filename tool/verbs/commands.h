@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <string>
+#include <vector>
 
 #include "tool/base/errors.h"
 #include "tool/input/sound_source.h"
@@ -54,6 +56,12 @@ void applyCommonOptions(const CommonOptions& options) noexcept;
 template <typename Number>
 CLI::Validator between(Number least, Number most) {
   return CLI::Range(least, most).description("");
+}
+
+/// Takes one of some words, likewise; completion offers them.
+inline CLI::Validator oneOf(const std::vector<std::string>& words) {
+  const CLI::IsMember member(words);
+  return CLI::Validator(member).name(member.get_description()).description("");
 }
 
 }  // namespace audiomatch
