@@ -37,7 +37,7 @@ std::string running(std::string_view text) {
   std::string lines;
   std::string line;
   for (std::string word; words >> word;) {
-    const std::string longer = line.empty() ? word : line + ' ' + word;
+    const std::string longer = line.empty() ? word : fmt::format("{} {}", line, word);
     if (plain(longer).size() > kWidestLine) {
       lines += plain(line) + '\n';
       line = word;
