@@ -164,7 +164,7 @@ ExitCode runChannels(const ChannelsOptions& options) {
 void addChannelsCommand(CLI::App& app, Action& action) {
   auto options = std::make_shared<ChannelsOptions>();
   CLI::App* command =
-      app.add_subcommand("channels", "Follow live channels and say on which a recording is heard");
+      app.add_subcommand("channels", "Say on which live channel a recording is heard");
   command->add_option("[NAME=]INPUT", options->channels, "Channels: named pipes or sound files")
       ->required()
       ->type_name("");
