@@ -3,10 +3,7 @@
 #include <utility>
 
 namespace audio {
-namespace {
 
-/// Reads a count. Bytes that the source hasn't got count as zero; false when
-/// it hasn't got them all.
 bool readCount(ByteSource& source, std::uint32_t& count) noexcept {
   unsigned char bytes[kCountBytes] = {};
   const std::size_t got = source.read(bytes, sizeof bytes);
@@ -14,8 +11,7 @@ bool readCount(ByteSource& source, std::uint32_t& count) noexcept {
   return got == sizeof bytes;
 }
 
-/// Reads a name's block of L bytes and a terminator, piece by piece, since L
-/// may be anything. False when the source ends first. Null for no name kept.
+// Piece by piece, since L may be anything.
 bool readName(ByteSource& source, std::string* name) {
   std::uint32_t length = 0;
   if (!readCount(source, length)) return false;
@@ -36,6 +32,8 @@ bool readName(ByteSource& source, std::string* name) {
   }
   return true;
 }
+
+namespace {
 
 bool readNames(ByteSource& source, std::vector<std::string>* names) {
   std::uint32_t name_count = 0;

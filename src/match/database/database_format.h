@@ -21,6 +21,21 @@ inline constexpr std::uint32_t kTimeSlots = 1u << kEntryTimeBits;  ///< times of
 inline constexpr std::size_t kCountBytes = 4;
 inline constexpr std::size_t kEntryBytes = 8;
 
+/// True for a bucket that may have been cut short: one that claims more than
+/// 1 GiB of entries, which the file hasn't got, isn't believed.
+constexpr bool isCredible(std::uint64_t entries) noexcept {
+  return entries <= (std::uint64_t{1} << 30) / kEntryBytes;
+}
+
+/// Reads a count. Bytes that the source hasn't got count as zero; false when
+/// it hasn't got them all.
+bool readCount(ByteSource& source, std::uint32_t& count) noexcept;
+
+/// Reads a name record and appends the name, which ends at its first zero byte.
+/// False when the source ends first; nothing is allocated on the length's word
+/// alone. Null for a name that isn't kept. Throws std::bad_alloc.
+bool readName(ByteSource& source, std::string* name);
+
 /// Reads what stands before the bucket records. Nothing is allocated on a
 /// count's word alone; throws std::bad_alloc.
 ///

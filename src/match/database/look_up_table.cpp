@@ -7,7 +7,6 @@
 namespace audio {
 namespace {
 
-constexpr std::uint64_t kMaxClaim = std::uint64_t{1} << 30;  // bytes
 constexpr std::uint64_t kFirstRoom = std::uint64_t{64} << 20;
 
 }  // namespace
@@ -100,9 +99,8 @@ LookUpTable::Reading LookUpTable::finish() noexcept {
     indexRecord(loadLittleEndian<std::uint32_t>(count));
   }
   if (indexed_ > 0 && offsets_[indexed_] > size_) {
-    if (offsets_[indexed_] - offsets_[indexed_ - 1] - kCountBytes > kMaxClaim) {
-      return Reading::kBadClaim;
-    }
+    const std::uint64_t claim = offsets_[indexed_] - offsets_[indexed_ - 1] - kCountBytes;
+    if (!isCredible(claim / kEntryBytes)) return Reading::kBadClaim;
     // Zeros complete an entry cut in its middle.
     unsigned char* padding = room(kEntryBytes, kEntryBytes);
     if (!padding) return Reading::kOutOfMemory;
