@@ -11,16 +11,12 @@
 #include <utility>
 
 #include "tool/base/errors.h"
+#include "tool/keeping/temporary_file.h"
 
 namespace audiomatch {
 namespace {
 
 constexpr std::size_t kBufferSize = std::size_t{1} << 20;
-constexpr int kMostNamesTried = 100;
-
-std::filesystem::path folderOf(const std::filesystem::path& file) {
-  return file.has_parent_path() ? file.parent_path() : ".";
-}
 
 /// Flushes a folder's list of names, which the renaming changed. Not every
 /// file system can; the file itself is on the disk already.
@@ -33,35 +29,23 @@ void syncFolder(const std::filesystem::path& folder) noexcept {
 
 }  // namespace
 
-AtomicFile::AtomicFile(const std::filesystem::path& target) : target_(target) {
+AtomicFile::AtomicFile(const std::filesystem::path& target) : target_(followLinks(target)) {
   namespace fs = std::filesystem;
   std::error_code error;
-  if (fs::is_symlink(target, error)) target_ = fs::weakly_canonical(target, error);
   const fs::file_status status = fs::status(target_, error);
   if (fs::exists(status) && !fs::is_regular_file(status)) {
     throw FileError(target, "isn't a regular file, so it is left alone; choose another name");
   }
   buffer_.reserve(kBufferSize);
-  create();
+  TemporaryFile temporary = makeTemporaryFile(target_);
+  descriptor_ = temporary.descriptor;
+  temporary_ = std::move(temporary.path);
+  takeOverMode();
 }
 
 AtomicFile::~AtomicFile() {
   if (descriptor_ >= 0) close(descriptor_);
   if (!temporary_.empty()) unlink(temporary_.c_str());
-}
-
-/// Finds a free name beside the target and opens it. A process that was killed
-/// may have left some behind.
-void AtomicFile::create() {
-  for (int i = 0; i < kMostNamesTried && descriptor_ < 0; ++i) {
-    std::filesystem::path name = target_;
-    name += fmt::format(".{}-{}.tmp", getpid(), i);
-    descriptor_ = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (descriptor_ >= 0) temporary_ = name;
-    if (descriptor_ < 0 && errno != EEXIST) break;
-  }
-  if (descriptor_ < 0) fail();
-  takeOverMode();
 }
 
 /// Whoever may read the old file may read the new one.
@@ -90,10 +74,15 @@ void AtomicFile::flush() {
   buffer_.clear();
 }
 
-void AtomicFile::commit() {
+void AtomicFile::complete() {
+  if (descriptor_ < 0) return;
   flush();
   if (fsync(descriptor_) != 0) fail();
   if (close(std::exchange(descriptor_, -1)) != 0) fail();
+}
+
+void AtomicFile::commit() {
+  complete();
   if (std::rename(temporary_.c_str(), target_.c_str()) != 0) fail();
   temporary_.clear();
   syncFolder(folderOf(target_));

@@ -27,6 +27,10 @@ class AtomicFile : public audio::ByteSink {
   /// Appends bytes. Throws FileError.
   void write(const void* bytes, std::size_t size) override;
 
+  /// Brings all of it to the disk, so that little can fail later. Throws
+  /// FileError. Only `commit` may follow.
+  void complete();
+
   /// Makes the file appear. Throws FileError. Nothing may follow.
   void commit();
 
@@ -34,7 +38,6 @@ class AtomicFile : public audio::ByteSink {
   std::uint64_t size() const noexcept { return size_; }
 
  private:
-  void create();
   void takeOverMode() noexcept;
   void flush();
   [[noreturn]] void fail() const;

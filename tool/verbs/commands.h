@@ -21,6 +21,15 @@ void buildCommandLine(CLI::App& app, Action& action);
 /// Adds `index`, which makes a database of sound files, to the command line.
 void addIndexCommand(CLI::App& app, Action& action);
 
+/// Adds `list`, which lists a database's recordings.
+void addListCommand(CLI::App& app, Action& action);
+
+/// Adds `info`, which gives a database's size and how it is filled.
+void addInfoCommand(CLI::App& app, Action& action);
+
+/// Adds `check`, which looks for faults in a database.
+void addCheckCommand(CLI::App& app, Action& action);
+
 /// Adds `match`, which names recordings by a database.
 void addMatchCommand(CLI::App& app, Action& action);
 
