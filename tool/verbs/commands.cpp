@@ -11,6 +11,9 @@ void buildCommandLine(CLI::App& app, Action& action) {
   app.footer(kExitCodesHelp);
   app.require_subcommand(1);
   addIndexCommand(app, action);
+  addRemoveCommand(app, action);
+  addRenameCommand(app, action);
+  addMergeCommand(app, action);
   addListCommand(app, action);
   addInfoCommand(app, action);
   addCheckCommand(app, action);

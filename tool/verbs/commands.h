@@ -21,6 +21,15 @@ void buildCommandLine(CLI::App& app, Action& action);
 /// Adds `index`, which makes a database of sound files, to the command line.
 void addIndexCommand(CLI::App& app, Action& action);
 
+/// Adds `remove`, which takes recordings out of a database.
+void addRemoveCommand(CLI::App& app, Action& action);
+
+/// Adds `rename`, which gives a recording another name.
+void addRenameCommand(CLI::App& app, Action& action);
+
+/// Adds `merge`, which makes one database of several.
+void addMergeCommand(CLI::App& app, Action& action);
+
 /// Adds `list`, which lists a database's recordings.
 void addListCommand(CLI::App& app, Action& action);
 
