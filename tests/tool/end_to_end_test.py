@@ -73,7 +73,8 @@ class ToolTest(unittest.TestCase):
             self.assertEqual(len(times), 300)
             self.assertLessEqual(max(counts) - min(counts), 1)
         self.assertEqual(summary, {"database": "db", "audios": 4, "entries": 1200,
-                                   "bytes": len(read("db")), "skipped": 1})
+                                   "bytes": len(read("db")), "skipped": 1, "added": 4,
+                                   "alreadyThere": 0, "duplicates": 0})
         run("index", "db1", "music", "--jobs", "1", "--entries", "300")
         run("index", "db2", "music", "--jobs", "2", "--entries", "300")
         self.assertEqual(read("db1"), read("db"))
@@ -86,7 +87,7 @@ class ToolTest(unittest.TestCase):
         old = read("db")
         before = sorted(os.listdir())
         for bad in ("missing.wav", "music/notes.txt", "silence.wav", "fast.wav"):
-            code, output, messages = run("index", "db", "music/b/one.wav", bad)
+            code, output, messages = run("index", "db", "--replace", "music/b/one.wav", bad)
             self.assertEqual((code, output), (3, ""))
             self.assertIn(f"audiomatch: {bad}: ", messages)
         self.assertEqual(run("index", "new", "empty")[0], 3)
@@ -95,7 +96,8 @@ class ToolTest(unittest.TestCase):
         self.assertEqual(read("fast.wav")[:4], b"RIFF")
         self.assertEqual(read("db"), old)
         self.assertEqual(sorted(os.listdir()), before)
-        self.assertEqual(run("index", "db", "--keep-going", "missing.wav", "music")[0], 3)
+        self.assertEqual(run("index", "db", "--replace", "--keep-going", "missing.wav",
+                             "music")[0], 3)
         self.assertEqual(read_database("db")[0], NAMES)
 
     def test_match_and_features(self):
@@ -211,7 +213,7 @@ class ToolTest(unittest.TestCase):
         for number in range(40):
             write_wav(f"much/{number}.wav", noise(number, 60))
         for delay in (0.3, 0.1, 0.03):  # shorter ones for faster machines
-            index = subprocess.Popen([TOOL, "index", "old.db", "much"], stderr=subprocess.PIPE)
+            index = subprocess.Popen([TOOL, "index", "old.db", "--replace", "much"], stderr=subprocess.PIPE)
             with index:
                 time.sleep(delay)
                 index.send_signal(signal.SIGINT)
@@ -220,7 +222,8 @@ class ToolTest(unittest.TestCase):
                 break
         self.assertEqual(index.returncode, -signal.SIGINT)
         self.assertEqual(read("old.db"), before)
-        self.assertEqual([name for name in os.listdir() if name.startswith("old.db")], ["old.db"])
+        self.assertEqual([name for name in os.listdir() if name.startswith("old.db")],
+                         ["old.db", "old.db.catalogue.json"])
 
 
 if __name__ == "__main__":

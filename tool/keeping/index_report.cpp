@@ -20,10 +20,12 @@ std::string IndexReport::asTable() const {
                   fmt::format("{:.1f}", file.seconds), std::to_string(file.features),
                   std::to_string(file.entries)});
   }
-  std::string text = table.text();
-  text += fmt::format("\n{}: {} audios, {} entries, {} bytes", database.string(), audioCount(),
-                      entryCount(), bytes);
-  if (skipped > 0) text += fmt::format("; {} files skipped", skipped);
+  std::string text = files.empty() ? std::string() : table.text() + '\n';
+  text += fmt::format("{}: {} audios, {} entries, {} bytes; added {}", database.string(), audios,
+                      entries, bytes, files.size());
+  if (already_there > 0) text += fmt::format(", already there {}", already_there);
+  if (duplicates > 0) text += fmt::format(", the same audio as another {}", duplicates);
+  if (skipped > 0) text += fmt::format(", skipped {}", skipped);
   return text + '\n';
 }
 
@@ -38,22 +40,13 @@ std::string IndexReport::asJson() const {
                       {"entries", file.entries}});
   }
   return text + jsonLine({{"database", database.string()},
-                          {"audios", audioCount()},
-                          {"entries", entryCount()},
+                          {"audios", audios},
+                          {"entries", entries},
                           {"bytes", bytes},
-                          {"skipped", skipped}});
-}
-
-std::size_t IndexReport::audioCount() const noexcept {
-  std::size_t count = 0;
-  for (const IndexedFile& file : files) count += file.parts;
-  return count;
-}
-
-std::size_t IndexReport::entryCount() const noexcept {
-  std::size_t count = 0;
-  for (const IndexedFile& file : files) count += file.entries;
-  return count;
+                          {"skipped", skipped},
+                          {"added", files.size()},
+                          {"alreadyThere", already_there},
+                          {"duplicates", duplicates}});
 }
 
 }  // namespace audiomatch

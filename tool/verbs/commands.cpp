@@ -11,6 +11,7 @@ void buildCommandLine(CLI::App& app, Action& action) {
   app.footer(kExitCodesHelp);
   app.require_subcommand(1);
   addIndexCommand(app, action);
+  addAddCommand(app, action);
   addRemoveCommand(app, action);
   addRenameCommand(app, action);
   addMergeCommand(app, action);

@@ -21,6 +21,9 @@ void buildCommandLine(CLI::App& app, Action& action);
 /// Adds `index`, which makes a database of sound files, to the command line.
 void addIndexCommand(CLI::App& app, Action& action);
 
+/// Adds `add`, which takes further sound files into a database.
+void addAddCommand(CLI::App& app, Action& action);
+
 /// Adds `remove`, which takes recordings out of a database.
 void addRemoveCommand(CLI::App& app, Action& action);
 
