@@ -115,7 +115,8 @@ class InputsTest(unittest.TestCase):
         for program in ("ffmpeg", "ffprobe"):
             write_script(f"bin/{program}", "echo >>started\n")
         path = {"PATH": os.path.abspath("bin")}
-        code, (*files, summary), messages = run_json("index", "new.db", "music", env=path)
+        code, (*files, summary), messages = run_json("index", "new.db", "music", "--keep-duplicates",
+                                                  env=path)
         self.assertEqual([file["name"] for file in files], ["cut", "good", "mislabelled"])
         self.assertEqual((code, summary["skipped"]), (4, 6))
         lines = messages.splitlines()
@@ -132,7 +133,8 @@ class InputsTest(unittest.TestCase):
         ffmpeg("-i", "a.mp3", "-c", "copy", "mp3.wav")
         for file in ("a.mp3", "a.flac", "mp3.wav"):
             self.damage(file)
-            commands = (("match", "db", file), ("index", "new.db", file), ("features", file),
+            commands = (("match", "db", file), ("index", "new.db", file, "--replace"),
+                        ("features", file),
                         ("features", file, "--picture", "p.png"), ("stream", "--id", "1", file))
             for command in commands:
                 code, _, messages = run(*command)
@@ -173,7 +175,8 @@ class InputsTest(unittest.TestCase):
             ffmpeg("-i", "heard.wav", "-ar", str(rate), f"{rate}.wav")
             ffmpeg("-i", "reference.wav", "-ar", str(rate), f"whole{rate}.wav")
         self.assert_recognised("96000.wav", "192000.wav")
-        code, files, _ = run_json("index", "high.db", "whole96000.wav", "whole192000.wav")
+        code, files, _ = run_json("index", "high.db", "whole96000.wav", "whole192000.wav",
+                                  "--keep-duplicates")
         self.assertEqual((code, [file["seconds"] for file in files[:2]]), (0, [20.0, 20.0]))
         self.assertRegex(run_json("match", "high.db", "heard.wav")[1][0]["name"], "^whole")
         write_wav("slow.wav", noise("slow", 5), rate=799)

@@ -70,7 +70,7 @@ class DuplicateFinderTest : public testing::Test {
  protected:
   /// Finds with memory for so many pairs.
   std::vector<DuplicateFinder::Agreement> agreements(std::size_t most_pairs) {
-    DuplicateFinder finder(recordings_, 2, most_pairs);
+    DuplicateFinder finder(recordings_, 2, 40'000, most_pairs);
     show(finder);
     return finder.agreements();
   }
@@ -109,7 +109,7 @@ TEST_F(DuplicateFinderTest, FindsCopiesAcrossPartsWithinBoundedMemory) {
   add(4, music, 3'000);
   for (const std::size_t recording : {1, 3}) add(recording, randomFeatures(random_, 8000), 0);
   for (const std::size_t most_pairs : {std::size_t{1} << 23, std::size_t{1} << 14}) {
-    DuplicateFinder finder(recordings_, 2, most_pairs);
+    DuplicateFinder finder(recordings_, 2, 40'000, most_pairs);
     show(finder);
     const std::vector<Duplicate> duplicates = finder.find();
     ASSERT_EQ(duplicates.size(), 2u);

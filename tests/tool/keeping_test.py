@@ -14,35 +14,16 @@ import sys
 import tempfile
 import time
 import unittest
-import wave
 
-TOOL = os.path.abspath(sys.argv.pop(1))
-RATE = 8000
+import tool_runner
+from tool_runner import RATE, TOOL, noise, run, run_json
+
 BUCKETS = 1 << 20
-
-
-def run(*arguments, stdin=b"", **options):
-    """Runs the tool; returns its exit code, output and messages."""
-    done = subprocess.run([TOOL, *arguments], input=stdin, capture_output=True, timeout=60,
-                          **options)
-    return done.returncode, os.fsdecode(done.stdout), os.fsdecode(done.stderr)
-
-
-def run_json(*arguments, **options):
-    code, output, messages = run(*arguments, "--json", **options)
-    return code, [json.loads(line) for line in output.splitlines()], messages
-
-
-def noise(seed, seconds):
-    """White noise, a recording like no other."""
-    return array.array("h", random.Random(seed).randbytes(int(seconds * RATE) * 2))
 
 
 def write_wav(path, samples):
     os.makedirs(os.path.dirname(path) or ".", exist_ok=True)
-    with wave.open(path, "wb") as file:
-        file.setparams((1, 2, RATE, 0, "NONE", ""))
-        file.writeframes(samples.tobytes())
+    tool_runner.write_wav(path, samples)
 
 
 def read(path):

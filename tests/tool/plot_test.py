@@ -107,12 +107,12 @@ class PlotTest(unittest.TestCase):
         for line in ("silence.wav", "missing.wav", "a.wav --from 91", "silence.wav --match db",
                      "a.wav --match missing"):
             self.assertEqual(run("plot", "-o", "p.png", *line.split())[0], 3, line)
-        self.assertEqual(sorted(os.listdir()), ["a.wav", "db", "silence.wav"])
+        self.assertEqual(sorted(os.listdir()), ["a.wav", "db", "db.catalogue.json", "silence.wav"])
 
     def test_match(self):
         write_noise("other.wav", "other", 20)
         write_noise("unknown.wav", "unknown", 20)
-        run("index", "db", "a.wav", "other.wav")
+        run("index", "db", "a.wav", "other.wav", "--replace")
         code, drawn, _ = run_json("plot", "--match", "db", "a.wav", "--from", "30", "--seconds",
                                   "10", "-o", "p.svg")
         self.assertEqual((code, drawn["recognised"], drawn["name"]), (0, True, "a"))

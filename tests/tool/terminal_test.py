@@ -108,7 +108,8 @@ class TerminalTest(unittest.TestCase):
         for number in range(12):
             write_wav(f"much/{number}.wav", noise(number, 60))
         for columns in (40, 200):
-            code, screen = on_terminal(columns, "index", "much.db", "much", "--jobs", "1")
+            code, screen = on_terminal(columns, "index", "much.db", "much", "--jobs", "1",
+                                        "--replace")
             self.assertEqual((code, screen.too_wide()), (0, []))
             bars = [status for status in screen.statuses if re.search(r"\d+/12", status)]
             self.assertGreater(len(bars), 1)
@@ -117,8 +118,8 @@ class TerminalTest(unittest.TestCase):
             for bar in bars:
                 self.assertLess(len(bar), columns)
             self.assertNotRegex("\n".join(screen.lines), r"/12|%")
-        self.assertEqual(run("index", "much.db", "much")[2], "")
-        dumb = on_terminal(40, "index", "much.db", "much/1.wav", environment={"TERM": "dumb"})[1]
+        self.assertEqual(run("index", "much.db", "much", "--replace")[2], "")
+        dumb = on_terminal(40, "index", "much.db", "much/1.wav", "--replace", environment={"TERM": "dumb"})[1]
         self.assertEqual(dumb.statuses, [])
 
     def test_messages_are_printable_and_json_lines(self):

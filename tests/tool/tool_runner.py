@@ -14,11 +14,11 @@ TOOL = os.path.abspath(sys.argv.pop(1))
 RATE = 8000
 
 
-def run(*arguments, stdin=b"", env=None):
+def run(*arguments, stdin=b"", **options):
     """Runs the tool; returns its exit code, output and messages."""
-    done = subprocess.run([TOOL, *arguments], input=stdin, env=env, capture_output=True,
-                          timeout=60)
-    return done.returncode, done.stdout.decode(), done.stderr.decode(errors="replace")
+    done = subprocess.run([TOOL, *arguments], input=stdin, capture_output=True, timeout=60,
+                          **options)
+    return done.returncode, os.fsdecode(done.stdout), done.stderr.decode(errors="replace")
 
 
 def json_lines(text):

@@ -3,15 +3,20 @@
 #include <string>
 #include <utility>
 
+#include "match/database/database_format.h"
 #include "tool/base/errors.h"
 #include "tool/base/interrupt.h"
 #include "tool/keeping/catalogue_file.h"
 #include "tool/keeping/temporary_file.h"
+#include "tool/output/progress.h"
 
 namespace audiomatch {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr std::uint64_t kBytesWorthABar = std::uint64_t{256} << 20;
+constexpr std::uint32_t kBucketsOfAStep = 1 << 14;
 
 /// Where a database can stand.
 fs::path placeOf(const fs::path& database) {
@@ -42,8 +47,8 @@ void reduceCatalogue(const fs::path& database, const std::vector<KeptRecording>&
 
 }  // namespace
 
-DatabaseChange::DatabaseChange(const fs::path& database)
-    : place_(placeOf(database)), lock_(place_) {}
+DatabaseChange::DatabaseChange(const fs::path& database, bool show_progress)
+    : place_(placeOf(database)), lock_(place_), show_progress_(show_progress) {}
 
 bool DatabaseChange::exists() const {
   std::error_code error;
@@ -56,7 +61,15 @@ void DatabaseChange::write(std::vector<KeptRecording> recordings,
                            const BucketWatcher& watcher) {
   file_.reset();
   file_ = std::make_unique<AtomicFile>(place_);
-  countEntries(recordings, mergeEntries(recordings, sources, watcher, *file_));
+  std::uint64_t bytes = 0;
+  for (const auto& source : sources) bytes += source->bytes();
+  Progress progress(show_progress_ && bytes >= kBytesWorthABar,
+                    audio::kTableSize / kBucketsOfAStep);
+  const auto watch = [&](std::uint32_t key, std::span<const std::uint64_t> bucket) {
+    if (watcher) watcher(key, bucket);
+    if ((key + 1) % kBucketsOfAStep == 0) progress.step();
+  };
+  countEntries(recordings, mergeEntries(recordings, sources, watch, *file_));
   recordings_ = std::move(recordings);
 }
 

@@ -22,9 +22,10 @@ namespace audiomatch {
 /// true of the old one and the new one.
 class DatabaseChange {
  public:
-  /// Begins a change. Throws FileError as DatabaseLock does, and when there is
+  /// Begins a change, of which a bar shows how far it is, if wanted and if it
+  /// takes long. Throws FileError as DatabaseLock does, and when there is
   /// something that isn't a regular file.
-  explicit DatabaseChange(const std::filesystem::path& database);
+  DatabaseChange(const std::filesystem::path& database, bool show_progress);
 
   /// Where the database stands, links followed.
   const std::filesystem::path& place() const noexcept { return place_; }
@@ -53,6 +54,7 @@ class DatabaseChange {
  private:
   std::filesystem::path place_;
   DatabaseLock lock_;
+  bool show_progress_;
   std::unique_ptr<AtomicFile> file_;
   std::vector<KeptRecording> recordings_;
 };

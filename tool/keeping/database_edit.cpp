@@ -14,6 +14,7 @@
 #include "tool/keeping/catalogue.h"
 #include "tool/keeping/database_change.h"
 #include "tool/keeping/replaceable.h"
+#include "tool/output/messages.h"
 
 namespace audiomatch {
 namespace {
@@ -38,7 +39,7 @@ std::unique_ptr<EntrySource> take(Opened opened,
     const bool taken = wanted(recording);
     if (taken) recordings.push_back(recording);
     for (std::size_t part = 0; part < recording.parts; ++part) {
-      index_of.push_back(taken ? next++ : kLeftOut);
+      index_of.push_back(taken ? next++ : kNoIndex);
     }
   }
   return std::make_unique<DatabaseEntries>(std::move(opened.file), std::move(index_of));
@@ -94,9 +95,9 @@ class Selection {
 }  // namespace
 
 EditReport removeRecordings(const fs::path& database, const std::vector<std::string>& names,
-                            bool patterns) {
+                            bool patterns, bool show_progress) {
   const InterruptGuard guard;
-  DatabaseChange change(database);
+  DatabaseChange change(database, show_progress);
   Selection selection(names, patterns);
   std::vector<KeptRecording> kept;
   std::vector<KeptRecording> removed;
@@ -115,10 +116,10 @@ EditReport removeRecordings(const fs::path& database, const std::vector<std::str
 }
 
 EditReport renameRecording(const fs::path& database, const std::string& old_name,
-                           const std::string& new_name) {
+                           const std::string& new_name, bool show_progress) {
   if (new_name.empty()) throw UsageError("a recording has a name");
   const InterruptGuard guard;
-  DatabaseChange change(database);
+  DatabaseChange change(database, show_progress);
   std::vector<KeptRecording> recordings;
   std::uint32_t next = 0;
   std::vector<std::unique_ptr<EntrySource>> sources;
@@ -144,9 +145,9 @@ EditReport renameRecording(const fs::path& database, const std::string& old_name
 }
 
 EditReport mergeDatabases(const fs::path& database, const std::vector<fs::path>& parts,
-                          bool replace) {
+                          bool replace, bool show_progress) {
   const InterruptGuard guard;
-  DatabaseChange change(database);
+  DatabaseChange change(database, show_progress);
   checkReplaceable(change.place(), replace);
   std::vector<KeptRecording> recordings;
   std::unordered_map<std::string, KeptRecording> taken;

@@ -26,19 +26,22 @@ struct EditReport {
 /// all recordings of a name.
 ///
 /// Throws FileError, for a name or pattern that nothing has too, and
-/// Interrupted; the old database then stands.
+/// Interrupted; the old database then stands. What takes long shows a bar, if
+/// wanted.
 EditReport removeRecordings(const std::filesystem::path& database,
-                            const std::vector<std::string>& names, bool patterns);
+                            const std::vector<std::string>& names, bool patterns,
+                            bool show_progress);
 
 /// Calls the recording `old_name` `new_name`. Throws likewise, and when that
 /// name is taken or empty.
 EditReport renameRecording(const std::filesystem::path& database, const std::string& old_name,
-                           const std::string& new_name);
+                           const std::string& new_name, bool show_progress);
 
 /// Makes `database` of others, in their order. The second recording of a name
 /// is left out, with a message unless all that is known of both is the same. `database` may be
 /// among them, and may be replaced if `replace` says so. Throws likewise.
 EditReport mergeDatabases(const std::filesystem::path& database,
-                          const std::vector<std::filesystem::path>& parts, bool replace);
+                          const std::vector<std::filesystem::path>& parts, bool replace,
+                          bool show_progress);
 
 }  // namespace audiomatch

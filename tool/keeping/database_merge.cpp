@@ -18,7 +18,7 @@ void appendAs(const std::vector<std::uint32_t>& index_of, std::span<const std::u
               std::vector<std::uint64_t>& bucket) {
   for (const std::uint64_t entry : entries) {
     const std::uint32_t index = index_of[audio::entryAudioIndex(entry)];
-    if (index != kLeftOut) bucket.push_back(audio::packEntry(index, audio::entryTime(entry)));
+    if (index != kNoIndex) bucket.push_back(audio::packEntry(index, audio::entryTime(entry)));
   }
 }
 
@@ -62,7 +62,7 @@ std::vector<std::uint64_t> mergeEntries(std::span<const KeptRecording> recording
     bucket.clear();
     for (const auto& source : sources) source->appendNext(bucket);
     for (const std::uint64_t entry : bucket) ++entries_of[audio::entryAudioIndex(entry)];
-    if (watcher) watcher(key, bucket);
+    watcher(key, bucket);
     writer.bucket(bucket);
   }
   // Those behind the last bucket are faults, too.

@@ -14,7 +14,7 @@
 namespace audiomatch {
 
 /// Stands for an audio that isn't taken over.
-inline constexpr std::uint32_t kLeftOut = UINT32_MAX;
+inline constexpr std::uint32_t kNoIndex = UINT32_MAX;
 
 /// Where a merge has entries from: a database, or the analysis of recordings.
 /// Gives its buckets one by one, with the indices that its audios get.
@@ -24,18 +24,22 @@ class EntrySource {
 
   /// Appends the entries of the next bucket, by audio and time.
   virtual void appendNext(std::vector<std::uint64_t>& bucket) = 0;
+
+  /// How much it has, for those who estimate how long that takes.
+  virtual std::uint64_t bytes() const noexcept = 0;
 };
 
 /// The entries of a database. Those of a bucket stay in their order, which has
 /// to be that of the new indices, too.
 class DatabaseEntries : public EntrySource {
  public:
-  /// @param index_of  by old index: the new one, or kLeftOut
+  /// @param index_of  by old index: the new one, or kNoIndex
   DatabaseEntries(std::unique_ptr<DatabaseFile> file, std::vector<std::uint32_t> index_of)
       : file_(std::move(file)), index_of_(std::move(index_of)) {}
 
   /// Throws FileError for a database with a fault.
   void appendNext(std::vector<std::uint64_t>& bucket) override;
+  std::uint64_t bytes() const noexcept override { return file_->bytes(); }
 
  private:
   std::unique_ptr<DatabaseFile> file_;
@@ -47,13 +51,17 @@ class DatabaseEntries : public EntrySource {
 class NewEntries : public EntrySource {
  public:
   /// @param runs      outlives this object
-  /// @param index_of  by number: the index, or kLeftOut
+  /// @param index_of  by number: the index, or kNoIndex
   NewEntries(EntryRuns& runs, std::vector<std::uint32_t> index_of)
-      : pass_(runs), index_of_(std::move(index_of)) {}
+      : bytes_(runs.entryCount() * sizeof(std::uint64_t)),
+        pass_(runs),
+        index_of_(std::move(index_of)) {}
 
   void appendNext(std::vector<std::uint64_t>& bucket) override;
+  std::uint64_t bytes() const noexcept override { return bytes_; }
 
  private:
+  std::uint64_t bytes_;
   EntryRuns::Pass pass_;
   std::vector<std::uint32_t> index_of_;
   std::vector<std::uint64_t> entries_;

@@ -10,18 +10,29 @@
 namespace audiomatch {
 namespace {
 
-// Measured on real music; docs/database.md gives the distributions.
+// Measured on real music; docs/database.md has the distributions.
 constexpr double kLeastShare = 0.1;
-constexpr std::uint32_t kLeastAgreeing = 12;
-// A key that so many entries have tells little and costs their square.
-constexpr std::size_t kMostOfKey = 2048;
-constexpr std::int32_t kTolerance = 1;  // frames
+constexpr std::uint32_t kLeastHits = 12;
+constexpr double kLeastLength = 2.0 / 3.0;  // of the smaller against the larger
+constexpr std::int32_t kTolerance = 1;      // frames
+
+// Entries under a key that is looked at: at least, and times the mean.
+constexpr std::uint64_t kMostOfKey = 64;
+constexpr std::uint64_t kMostOfMean = 3;
+
+bool isDuplicate(const DuplicateFinder::Agreement& agreement) noexcept {
+  return agreement.hits >= kLeastHits && agreement.share() >= kLeastShare &&
+         agreement.possible >= kLeastLength * agreement.larger;
+}
 
 }  // namespace
 
 DuplicateFinder::DuplicateFinder(std::span<const KeptRecording> recordings, std::size_t first_new,
-                                 std::size_t most_pairs)
-    : seen_(recordings.size()), first_new_(first_new), most_pairs_(most_pairs) {
+                                 std::uint64_t entries, std::size_t most_pairs)
+    : seen_(recordings.size()),
+      first_new_(first_new),
+      most_of_key_(std::max(kMostOfKey, kMostOfMean * (entries / audio::kTableSize))),
+      most_pairs_(most_pairs) {
   for (std::uint32_t i = 0; i < recordings.size(); ++i) {
     for (std::uint32_t part = 0; part < recordings[i].parts; ++part) {
       audios_.push_back({i, part * audio::kTimeSlots});
@@ -34,12 +45,11 @@ bool DuplicateFinder::isLookedAt(std::uint32_t key) const noexcept {
 }
 
 void DuplicateFinder::see(std::uint32_t key, std::span<const std::uint64_t> entries) {
-  if (entries.size() > kMostOfKey || !isLookedAt(key)) return;
+  if (entries.size() > most_of_key_ || !isLookedAt(key)) return;
   for (const std::uint64_t entry : entries) {
     ++seen_[audios_[audio::entryAudioIndex(entry)].recording];
   }
   addPairs(key, entries);
-  while (pairs_.size() > most_pairs_) halve();
 }
 
 void DuplicateFinder::addPairs(std::uint32_t key, std::span<const std::uint64_t> entries) {
@@ -52,6 +62,8 @@ void DuplicateFinder::addPairs(std::uint32_t key, std::span<const std::uint64_t>
     for (std::size_t j = 0; j < i; ++j) {
       const Audio& earlier = audios_[audio::entryAudioIndex(entries[j])];
       if (earlier.recording >= later.recording) break;
+      while (pairs_.size() >= most_pairs_) halve();
+      if (!isLookedAt(key)) return;
       const auto distance =
           static_cast<std::int32_t>(time(later, entries[i]) - time(earlier, entries[j]));
       pairs_.push_back({later.recording, earlier.recording, distance, key});
@@ -81,14 +93,11 @@ std::vector<DuplicateFinder::Agreement> DuplicateFinder::agreements() {
       ++begin;
     }
     if (best.empty() || best.back().later != pair.later || best.back().earlier != pair.earlier) {
-      best.push_back({pair.later, pair.earlier, 0, 0.0});
+      const auto [smaller, larger] = std::minmax({seen_[pair.later], seen_[pair.earlier]});
+      best.push_back({pair.later, pair.earlier, 0, std::max(smaller, 1u), larger});
     }
     const auto hits = static_cast<std::uint32_t>(i - begin + 1);
     best.back().hits = std::max(best.back().hits, hits);
-  }
-  for (Agreement& agreement : best) {
-    const std::uint32_t possible = std::min(seen_[agreement.later], seen_[agreement.earlier]);
-    agreement.share = static_cast<double>(agreement.hits) / std::max(possible, 1u);
   }
   return best;
 }
@@ -97,10 +106,10 @@ std::vector<Duplicate> DuplicateFinder::find() {
   std::vector<Duplicate> duplicates;
   std::vector<bool> left_out(seen_.size());
   for (const Agreement& agreement : agreements()) {
-    if (agreement.hits < kLeastAgreeing || agreement.share < kLeastShare) continue;
+    if (!isDuplicate(agreement)) continue;
     if (left_out[agreement.later] || left_out[agreement.earlier]) continue;
     left_out[agreement.later] = true;
-    duplicates.push_back({agreement.later, agreement.earlier, agreement.share});
+    duplicates.push_back({agreement.later, agreement.earlier, agreement.share()});
   }
   return duplicates;
 }

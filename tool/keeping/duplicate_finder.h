@@ -13,7 +13,7 @@ namespace audiomatch {
 struct Duplicate {
   std::size_t recording;
   std::size_t of;  ///< an earlier one, which is none itself
-  double share;    ///< of the hits that the shorter of the two could have, those that agree
+  double share;    ///< of the entries that the smaller of the two has, those that agree
 };
 
 /// Finds recordings of the same audio while a database is written: pairs of
@@ -21,17 +21,19 @@ struct Duplicate {
 /// distances in time agree.
 ///
 /// Memory is bounded: when there are too many pairs, only those of half the
-/// keys are kept and looked at, and so on. With less than kLeastAgreeing pairs
-/// left of a recording, its duplicates aren't found.
+/// keys are kept and looked at, and so on. With too few pairs left of a
+/// recording, its duplicates aren't found. Keys that very many entries have are
+/// passed over: they tell least and cost most.
 class DuplicateFinder {
  public:
-  /// Pairs kept in memory, of 16 bytes: 128 MiB.
-  static constexpr std::size_t kMostPairs = std::size_t{1} << 23;
+  /// Pairs kept in memory, of 16 bytes: 256 MiB.
+  static constexpr std::size_t kMostPairs = std::size_t{1} << 24;
 
   /// @param recordings  of the database, in its order
   /// @param first_new   those from here on are compared with all before them
+  /// @param entries     of the whole database, about
   DuplicateFinder(std::span<const KeptRecording> recordings, std::size_t first_new,
-                  std::size_t most_pairs = kMostPairs);
+                  std::uint64_t entries, std::size_t most_pairs = kMostPairs);
 
   /// Takes a bucket.
   void see(std::uint32_t key, std::span<const std::uint64_t> entries);
@@ -43,8 +45,11 @@ class DuplicateFinder {
   struct Agreement {
     std::uint32_t later;
     std::uint32_t earlier;
-    std::uint32_t hits;  ///< pairs whose distances are the same, give or take a frame
-    double share;
+    std::uint32_t hits;      ///< pairs whose distances are the same, give or take a frame
+    std::uint32_t possible;  ///< entries of the smaller of the two, under the keys looked at
+    std::uint32_t larger;    ///< the same of the other
+
+    double share() const noexcept { return static_cast<double>(hits) / possible; }
   };
   /// Of each pair of recordings the best agreement; after the last bucket.
   std::vector<Agreement> agreements();
@@ -69,6 +74,7 @@ class DuplicateFinder {
   std::vector<Audio> audios_;
   std::vector<std::uint32_t> seen_;  // entries under the keys looked at, by recording
   std::size_t first_new_;
+  std::size_t most_of_key_;
   std::size_t most_pairs_;
   unsigned level_ = 0;  // one in 2^level keys is looked at
   std::vector<Pair> pairs_;

@@ -54,7 +54,7 @@ void EntryRuns::putAside() {
     if (written < 0) fail(std::strerror(errno));
     done += static_cast<std::size_t>(written);
   }
-  ends_.push_back((ends_.empty() ? 0 : ends_.back()) + held_.size());
+  ends_.push_back(entryCount());
   held_.clear();
 }
 

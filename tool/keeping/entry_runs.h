@@ -35,6 +35,10 @@ class EntryRuns {
 
   /// Number of audios.
   std::size_t audioCount() const noexcept { return audio_count_; }
+  /// Number of entries.
+  std::uint64_t entryCount() const noexcept {
+    return held_.size() + (ends_.empty() ? 0 : ends_.back());
+  }
 
   /// Goes over all entries from the lowest key to the highest; nothing may be
   /// added meanwhile, nor afterwards. One pass at a time.

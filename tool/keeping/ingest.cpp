@@ -16,6 +16,7 @@
 #include "tool/keeping/input_list.h"
 #include "tool/keeping/known_recordings.h"
 #include "tool/keeping/replaceable.h"
+#include "tool/output/messages.h"
 
 namespace audiomatch {
 namespace {
@@ -32,7 +33,10 @@ fs::path canonicalOr(const fs::path& path) {
 class Ingestion {
  public:
   Ingestion(const IngestOptions& options, bool add)
-      : options_(options), add_(add), change_(options.database), runs_(change_.place()) {}
+      : options_(options),
+        add_(add),
+        change_(options.database, options.batch.show_progress),
+        runs_(change_.place()) {}
 
   Ingested run(bool replace);
 
@@ -42,7 +46,7 @@ class Ingestion {
   void takeCandidate(const InputFile& file, const std::string& given);
   bool reportProblems();
   void nameAll();
-  void giveNames(const std::vector<Candidate*>& candidates);
+  void nameByPath();
   bool refuseTakenNames();
   void write();
   bool leaveOutDuplicates(const std::vector<Duplicate>& duplicates);
@@ -58,6 +62,7 @@ class Ingestion {
   std::vector<Candidate> candidates_;
   mutable EntryRuns runs_;
   bool failed_ = false;
+  ExitCode damaged_ = ExitCode::kSuccess;
   IndexReport report_;
 };
 
@@ -82,7 +87,7 @@ void Ingestion::collect() {
   }
   const InputFiles inputs = expandInputs(arguments, change_.place());
   for (const std::string& message : inputs.problems) report(message);
-  for (const std::string& message : inputs.repeated) report(message);
+  for (const std::string& message : inputs.repeated) warn(message);
   failed_ = !inputs.problems.empty();
   report_.skipped = inputs.problems.size() + inputs.repeated.size();
   const fs::path own[] = {canonicalOr(catalogueFileOf(change_.place())),
@@ -96,7 +101,7 @@ void Ingestion::collect() {
 
 /// Takes a file unless it is in the database already.
 void Ingestion::takeCandidate(const InputFile& file, const std::string& given) {
-  Candidate candidate{file.path, canonicalOr(file.path), file.named, given, {}, {}};
+  Candidate candidate{file.path, canonicalOr(file.path), file.named, given, false, {}, {}};
   const KeptRecording* known = known_->ofFile(candidate.place, candidate.path);
   if (!given.empty() && known && known->file.empty()) known = nullptr;
   if (!given.empty() && !known) known = known_->ofUnknownFile(given);
@@ -108,7 +113,7 @@ void Ingestion::takeCandidate(const InputFile& file, const std::string& given) {
   std::error_code error;
   const std::uintmax_t bytes = fs::file_size(candidate.place, error);
   if (!error && known->bytes.value_or(bytes) != bytes) {
-    report(
+    warn(
         fmt::format("{}: has changed since it was added as {}; to take it as it is now, remove "
                     "{} first",
                     file.path.string(), known->name, known->name));
@@ -119,9 +124,13 @@ void Ingestion::takeCandidate(const InputFile& file, const std::string& given) {
 bool Ingestion::reportProblems() {
   bool named_failed = false;
   for (const Candidate& candidate : candidates_) {
-    if (!candidate.analysis) ++report_.skipped;
+    if (!candidate.analysis) {
+      ++report_.skipped;
+    } else {
+      damaged_ = worse(damaged_, reportDamage(candidate.path, candidate.analysis->damage));
+    }
     if (candidate.problem.empty()) continue;
-    report(candidate.named ? candidate.problem : "skipped: " + candidate.problem);
+    candidate.named ? report(candidate.problem) : warn("skipped: " + candidate.problem);
     named_failed = named_failed || candidate.named;
   }
   std::erase_if(candidates_, [](const Candidate& candidate) { return !candidate.analysis; });
@@ -130,25 +139,30 @@ bool Ingestion::reportProblems() {
 
 /// Names those that have none yet.
 void Ingestion::nameAll() {
-  std::vector<Candidate*> nameless;
   for (Candidate& candidate : candidates_) {
     if (!candidate.name.empty()) continue;
     if (options_.name_from == NameSource::kStem) candidate.name = candidate.path.stem().string();
     if (options_.name_from == NameSource::kTags) candidate.name = nameFromTags(candidate.path);
-    if (candidate.name.empty()) nameless.push_back(&candidate);
+    candidate.named_by_path = candidate.name.empty();
   }
-  giveNames(nameless);
+  nameByPath();
 }
 
-/// Names files after their paths, apart from all names that there are.
-void Ingestion::giveNames(const std::vector<Candidate*>& candidates) {
+/// Names those that go by their paths, apart from all names that there are;
+/// those without an analysis don't count.
+void Ingestion::nameByPath() {
   std::unordered_set<std::string> taken = known_->names();
-  for (const Candidate& candidate : candidates_) taken.insert(candidate.name);
-  taken.erase("");
+  std::vector<Candidate*> nameless;
   std::vector<fs::path> paths;
-  for (const Candidate* candidate : candidates) paths.push_back(candidate->path);
+  for (Candidate& candidate : candidates_) {
+    if (!candidate.analysis) continue;
+    if (!candidate.named_by_path) taken.insert(candidate.name);
+    if (!candidate.named_by_path) continue;
+    nameless.push_back(&candidate);
+    paths.push_back(candidate.path);
+  }
   std::vector<std::string> names = distinctNames(paths, taken);
-  for (std::size_t i = 0; i < names.size(); ++i) candidates[i]->name = std::move(names[i]);
+  for (std::size_t i = 0; i < names.size(); ++i) nameless[i]->name = std::move(names[i]);
 }
 
 /// Leaves out those whose names are others' or none. Returns true when a file
@@ -181,7 +195,7 @@ std::vector<std::unique_ptr<EntrySource>> Ingestion::sources(
     std::vector<KeptRecording>& recordings) const {
   std::vector<std::uint32_t> old_indices(old_->audioCount());
   for (std::uint32_t i = 0; i < old_indices.size(); ++i) old_indices[i] = i;
-  std::vector<std::uint32_t> new_indices(runs_.audioCount(), kLeftOut);
+  std::vector<std::uint32_t> new_indices(runs_.audioCount(), kNoIndex);
   auto next = static_cast<std::uint32_t>(old_->audioCount());
   for (const Candidate& candidate : candidates_) {
     const Candidate::Analysis& analysis = *candidate.analysis;
@@ -208,7 +222,9 @@ void Ingestion::write() {
     std::vector<KeptRecording> recordings = old_->recordings();
     const std::size_t first_new = recordings.size();
     const auto entries = sources(recordings);
-    DuplicateFinder finder(recordings, first_new);
+    std::uint64_t bytes = 0;
+    for (const auto& source : entries) bytes += source->bytes();
+    DuplicateFinder finder(recordings, first_new, bytes / sizeof(std::uint64_t));
     BucketWatcher watcher;
     if (find) {
       watcher = [&finder](std::uint32_t key, std::span<const std::uint64_t> bucket) {
@@ -226,10 +242,15 @@ void Ingestion::write() {
 bool Ingestion::leaveOutDuplicates(const std::vector<Duplicate>& duplicates) {
   const std::size_t first_new = old_->recordings().size();
   for (const Duplicate& duplicate : duplicates) {
-    Candidate& candidate = candidates_[duplicate.recording - first_new];
-    report(fmt::format("{}: the same audio as {}, left out; --keep-duplicates keeps it",
-                       candidate.path.string(), change_.recordings()[duplicate.of].name));
-    candidate.analysis.reset();
+    candidates_[duplicate.recording - first_new].analysis.reset();
+  }
+  // What was told apart from a duplicate may have a shorter name now.
+  nameByPath();
+  for (const Duplicate& duplicate : duplicates) {
+    warn(fmt::format("{}: the same audio as {}, left out; --keep-duplicates keeps it",
+                     candidates_[duplicate.recording - first_new].path.string(),
+                     duplicate.of < first_new ? old_->recordings()[duplicate.of].name
+                                              : candidates_[duplicate.of - first_new].name));
   }
   report_.duplicates = duplicates.size();
   std::erase_if(candidates_, [](const Candidate& candidate) { return !candidate.analysis; });
@@ -282,7 +303,7 @@ Ingested Ingestion::run(bool replace) {
     report_.entries = change_.entryCount();
     report_.bytes = change_.bytes();
   }
-  return {reportOn(), failed_ ? ExitCode::kFailure : ExitCode::kSuccess};
+  return {reportOn(), failed_ ? ExitCode::kFailure : damaged_};
 }
 
 }  // namespace

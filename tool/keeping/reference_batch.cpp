@@ -20,7 +20,7 @@ std::uint64_t lengthOf(const std::filesystem::path& path) noexcept {
 
 Candidate::Analysis keep(const Reference& reference, std::uint64_t bytes, EntryRuns& runs) {
   Candidate::Analysis analysis{
-      reference.seconds, reference.features, reference.entryCount(), {}, bytes};
+      reference.seconds, reference.features, reference.entryCount(), {}, bytes, reference.damage};
   for (const auto& entries : reference.parts) analysis.parts.push_back(runs.add(entries));
   return analysis;
 }
@@ -37,7 +37,7 @@ void analyseAll(std::vector<Candidate>& candidates, const BatchOptions& options,
     std::optional<Reference> reference;
     const std::uint64_t bytes = lengthOf(candidate.path);
     try {
-      reference = analyseReference(candidate.path, options.most_entries);
+      reference = analyseReference(candidate.path, options.most_entries, options.sound);
     } catch (const FileError& error) {
       candidate.problem = error.what();
       if (candidate.named && !options.keep_going) stop = true;

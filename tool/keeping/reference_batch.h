@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tool/input/input_files.h"
+#include "tool/input/sound_source.h"
 #include "tool/keeping/entry_runs.h"
 
 namespace audiomatch {
@@ -18,6 +19,7 @@ struct Candidate {
   std::filesystem::path place;  ///< absolute, links followed
   bool named = false;           ///< given by name, so it has to be audio
   std::string name;             ///< given or, later, found; empty before
+  bool named_by_path = false;   ///< so its name depends on the others
 
   /// What the analysis gave; nothing when it failed, for `problem`, or wasn't
   /// begun.
@@ -27,6 +29,7 @@ struct Candidate {
     std::size_t entries;
     std::vector<std::uint32_t> parts;  ///< their numbers in the runs
     std::uint64_t bytes;               ///< of the file
+    std::optional<Damage> damage;      ///< of its sound
   };
   std::optional<Analysis> analysis;
   std::string problem;
@@ -38,6 +41,7 @@ struct BatchOptions {
   unsigned jobs;             ///< files at a time
   bool keep_going;           ///< also when a file given by name can't be analysed
   bool show_progress;
+  SoundOptions sound;
 };
 
 /// Analyses files, several at a time, and hands their entries to `runs`. Stops

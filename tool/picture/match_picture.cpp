@@ -130,7 +130,8 @@ void drawHistogram(cairo_t* cairo, const CandidateHits& candidate, double top,
                   area.height);
   cairo_fill(cairo);
   for (int distance = -kHistogramReach; distance <= kHistogramReach; ++distance) {
-    const double height = counts[static_cast<std::size_t>(distance + kHistogramReach)];
+    const int bar = distance + kHistogramReach;
+    const double height = counts[static_cast<std::size_t>(bar)];
     const bool in_band = std::abs(distance) <= audio::kOffsetTolerance;
     setColour(cairo, in_band ? colour : kBackdrop);
     const double left = area.x((distance - 0.5) * kFrame);

@@ -23,10 +23,11 @@ bool isSvg(std::string_view head) {
   if (!head.starts_with("<?xml") && !head.starts_with("<svg")) return false;
   std::size_t at = 0;
   // Past declarations and comments.
-  while (at != head.npos && at + 1 < head.size() && (head[at + 1] == '?' || head[at + 1] == '!')) {
+  while (at != std::string_view::npos && at + 1 < head.size() &&
+         (head[at + 1] == '?' || head[at + 1] == '!')) {
     at = head.find('<', at + 1);
   }
-  return at != head.npos && head.substr(at).starts_with("<svg");
+  return at != std::string_view::npos && head.substr(at).starts_with("<svg");
 }
 
 /// True for a file that a picture may take the place of.

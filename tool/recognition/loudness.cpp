@@ -13,7 +13,7 @@ constexpr double kSilentPower = 1e-6;  // -60 dB
 
 SilenceFinder::SilenceFinder(std::uint32_t sampleRate, std::uint32_t channels)
     : block_samples_(std::size_t{std::max(sampleRate / kBlocksPerSecond, 1u)} * channels),
-      block_seconds_(static_cast<double>(block_samples_ / channels) / sampleRate) {}
+      block_seconds_(static_cast<double>(block_samples_) / channels / sampleRate) {}
 
 void SilenceFinder::add(std::span<const std::int16_t> samples) {
   while (!samples.empty()) {

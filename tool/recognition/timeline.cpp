@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <ranges>
 
 #include "base/analysis_grid.h"
 
@@ -159,9 +160,9 @@ void Timeline::begin(Track track, const WindowAnswer& window) {
     return found;
   };
   track.latest = extend(window).features;
-  for (auto before = history_.rbegin(); before != history_.rend(); ++before) {
-    if (before->span.to < track.from || !goesOn(agreement(*before, track))) break;
-    extend(*before);
+  for (const WindowAnswer& before : history_ | std::views::reverse) {
+    if (before.span.to < track.from || !goesOn(agreement(before, track))) break;
+    extend(before);
   }
   open_.push_back(std::move(track));
 }

@@ -145,6 +145,7 @@ ExitCode runChannels(const ChannelsOptions& options) {
     throw UsageError("--monitor must be a multiple of --update");
   }
   std::vector<std::string> in_order;
+  in_order.reserve(inputs.size());
   for (const ChannelInput& input : inputs) in_order.push_back(input.name);
   const InterruptGuard guard;
   std::signal(SIGPIPE, SIG_IGN);

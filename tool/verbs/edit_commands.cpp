@@ -51,22 +51,22 @@ void print(const EditReport& report, const char* done, bool json) {
 
 ExitCode runRemove(const EditOptions& options) {
   applyCommonOptions(options.common);
-  print(removeRecordings(options.database, options.names, options.patterns), "removed",
-        options.common.json);
+  print(removeRecordings(options.database, options.names, options.patterns, !options.common.json),
+        "removed", options.common.json);
   return ExitCode::kSuccess;
 }
 
 ExitCode runRename(const EditOptions& options) {
   applyCommonOptions(options.common);
-  print(renameRecording(options.database, options.old_name, options.new_name), "renamed",
-        options.common.json);
+  print(renameRecording(options.database, options.old_name, options.new_name, !options.common.json),
+        "renamed", options.common.json);
   return ExitCode::kSuccess;
 }
 
 ExitCode runMerge(const EditOptions& options) {
   applyCommonOptions(options.common);
-  print(mergeDatabases(options.database, options.parts, options.replace), "merged",
-        options.common.json);
+  print(mergeDatabases(options.database, options.parts, options.replace, !options.common.json),
+        "merged", options.common.json);
   return ExitCode::kSuccess;
 }
 

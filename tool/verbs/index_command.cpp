@@ -113,6 +113,7 @@ CLI::App* addIngestCommand(CLI::App& app, const std::shared_ptr<IndexOptions>& o
       ->type_name("");
   addNaming(*command, options->ingest);
   addAnalysis(*command, *options);
+  addSoundOptions(*command, options->ingest.batch.sound);
   addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of a table");
   return command;
 }
