@@ -20,7 +20,7 @@ constexpr std::uint32_t kBucketsOfAStep = 1 << 14;
 
 /// Where a database can stand.
 fs::path placeOf(const fs::path& database) {
-  const fs::path place = followLinks(database);
+  fs::path place = followLinks(database);
   std::error_code error;
   const fs::file_status status = fs::status(place, error);
   if (fs::exists(status) && !fs::is_regular_file(status)) {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <ranges>
 
 #include "base/analysis_grid.h"
 
@@ -160,7 +159,8 @@ void Timeline::begin(Track track, const WindowAnswer& window) {
     return found;
   };
   track.latest = extend(window).features;
-  for (const WindowAnswer& before : history_ | std::views::reverse) {
+  for (std::size_t i = history_.size(); i-- > 0;) {
+    const WindowAnswer& before = history_[i];
     if (before.span.to < track.from || !goesOn(agreement(before, track))) break;
     extend(before);
   }
