@@ -53,10 +53,9 @@ ChannelAnswer LiveChannels::find(const std::vector<audio::AudioFeature>& feature
   }
   const audio::Match& best = matcher.candidates()[0];
   const auto channel = static_cast<std::size_t>(best.audio_index);
-  return {best.matched_num >= thresholds_.agreeing &&
-              static_cast<double>(matcher.discrimination()) >= thresholds_.discrimination,
-          names_[channel], best.matched_num, static_cast<double>(matcher.discrimination()),
-          secondsSince(channel, best.offset)};
+  const auto discrimination = static_cast<double>(matcher.discrimination());
+  return {thresholds_.recognise(best.matched_num, discrimination, features.size()), names_[channel],
+          best.matched_num, discrimination, secondsSince(channel, best.offset)};
 }
 
 /// Seconds from the place on which a recording agrees with a channel to what

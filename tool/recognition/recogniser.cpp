@@ -38,7 +38,7 @@ Answer Recogniser::answer(bool matched) {
     explain(answer);
     return answer;
   }
-  answer.verdict = judge(matcher_.candidates(), database_, thresholds_);
+  answer.verdict = judge(matcher_.candidates(), features_.size(), database_, thresholds_);
   if (answer.verdict.candidates[0].name.empty()) {
     answer.problem = "the best match has no name: the database is damaged";
     answer.code = ExitCode::kFailure;

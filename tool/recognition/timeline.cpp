@@ -17,8 +17,6 @@ constexpr double kLeastGap = 2.0;
 constexpr double kMostUnsettled = 3600.0;
 // Windows in which a new track is looked for backwards.
 constexpr std::size_t kHistory = 24;
-// As many agreeing features are no chance, whatever else is heard.
-constexpr std::int32_t kSureAgreeing = 40;
 // Two places in a recording this close, in frames, are the same.
 constexpr double kSamePlace = 16.0;
 
@@ -81,11 +79,12 @@ bool Timeline::goesOn(const Agreement& agreement) const noexcept {
 bool Timeline::isHeard(const Candidate& candidate, const WindowAnswer& window) const noexcept {
   const Verdict& verdict = window.answer.verdict;
   const bool is_best = &candidate == &verdict.candidates.front();
-  return candidate.agreeing >= kSureAgreeing || (verdict.recognised && is_best);
+  return thresholds_.isPlenty(candidate.agreeing, window.features.size()) ||
+         (verdict.recognised && is_best);
 }
 
 bool Timeline::isBelieved(const Track& track) const noexcept {
-  return track.surest.agreeing >= kSureAgreeing || track.recognised > 1;
+  return track.is_sure || track.recognised > 1;
 }
 
 /// True when most of a track is covered by one that has more in common with
@@ -140,6 +139,7 @@ void Timeline::note(const Candidate& candidate, const WindowAnswer& window) {
     ++track.recognised;
     track.recognised_to = window.span.to;
   }
+  if (thresholds_.isPlenty(candidate.agreeing, window.features.size())) track.is_sure = true;
   if (candidate.agreeing <= track.surest.agreeing) return;
   track.surest = surestOf(candidate, window.answer);
   track.surest_from = window.span.from;

@@ -87,6 +87,7 @@ class Timeline {
     double surest_from = 0.0;  // where its window starts
     int recognised = 0;        // windows that don't overlap
     double recognised_to = 0.0;
+    bool is_sure = false;     // one window says enough
     std::int32_t latest = 0;  // features that agree in the latest window
 
     double positionAt(double second) const noexcept;

@@ -13,8 +13,22 @@ double discriminationOf(const std::vector<Candidate>& candidates) noexcept {
 
 }  // namespace
 
-Verdict judge(std::span<const audio::Match> matches, const ReferenceDatabase& database,
-              const Thresholds& thresholds) {
+std::int32_t Thresholds::needed(std::size_t features) const noexcept {
+  return agreeing + static_cast<std::int32_t>(features / kFeaturesPerAgreeing);
+}
+
+bool Thresholds::isPlenty(std::int32_t agreeing_features, std::size_t features) const noexcept {
+  return agreeing_features / kPlenty >= needed(features);
+}
+
+bool Thresholds::recognise(std::int32_t agreeing_features, double discriminates,
+                           std::size_t features) const noexcept {
+  return agreeing_features >= needed(features) &&
+         (discriminates >= discrimination || isPlenty(agreeing_features, features));
+}
+
+Verdict judge(std::span<const audio::Match> matches, std::size_t features,
+              const ReferenceDatabase& database, const Thresholds& thresholds) {
   Verdict verdict;
   for (const audio::Match& match : matches) {
     Candidate candidate{database.name(match.audio_index), match.audio_index, match.hit_count,
@@ -26,8 +40,8 @@ Verdict judge(std::span<const audio::Match> matches, const ReferenceDatabase& da
   }
   if (verdict.candidates.empty()) return verdict;
   verdict.discrimination = discriminationOf(verdict.candidates);
-  verdict.recognised = verdict.candidates[0].agreeing >= thresholds.agreeing &&
-                       verdict.discrimination >= thresholds.discrimination;
+  verdict.recognised =
+      thresholds.recognise(verdict.candidates[0].agreeing, verdict.discrimination, features);
   return verdict;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -11,14 +12,33 @@
 
 namespace audiomatch {
 
-/// What the best candidate must reach to be recognised.
+/// What the best candidate must reach to be recognised; docs/recognition.md has
+/// the rates that led to it.
 struct Thresholds {
-  std::int32_t agreeing;  ///< features that agree on one offset
+  /// So many features of a recording bring one more by chance.
+  static constexpr std::size_t kFeaturesPerAgreeing = 1000;
+  /// So many times the features that have to agree are no chance: the recording
+  /// is recognised even if another name has about as many, a copy of it.
+  static constexpr std::int32_t kPlenty = 4;
+
+  std::int32_t agreeing;  ///< features that agree on one offset, of a short recording
   double discrimination;  ///< from the best audio of another name
+
+  /// The features that have to agree, of a recording that has so many.
+  std::int32_t needed(std::size_t features) const noexcept;
+
+  /// True when so many agreeing features are no chance, whatever else is like it.
+  bool isPlenty(std::int32_t agreeing_features, std::size_t features) const noexcept;
+
+  /// The verdict on the best candidate of a recording.
+  ///
+  /// @param discriminates  the discrimination from the best audio of another name
+  /// @param features       the recording's
+  bool recognise(std::int32_t agreeing_features, double discriminates,
+                 std::size_t features) const noexcept;
 };
 
-/// The measured ones; docs/recognition.md has the rates.
-inline constexpr Thresholds kThresholds{12, 0.35};
+inline constexpr Thresholds kThresholds{10, 0.45};
 
 /// One name that a recording may be taken from.
 struct Candidate {
@@ -44,8 +64,9 @@ struct Verdict {
 /// Judges the candidates of a match. An audio of the best one's own name, a part
 /// of the same long recording or a copy, is no rival.
 ///
-/// @param matches  best first, as the engine ranks them
-Verdict judge(std::span<const audio::Match> matches, const ReferenceDatabase& database,
-              const Thresholds& thresholds);
+/// @param matches   best first, as the engine ranks them
+/// @param features  the recording's
+Verdict judge(std::span<const audio::Match> matches, std::size_t features,
+              const ReferenceDatabase& database, const Thresholds& thresholds);
 
 }  // namespace audiomatch

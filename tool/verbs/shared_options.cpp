@@ -10,15 +10,16 @@ namespace audiomatch {
 void addThresholdOptions(CLI::App& command, Thresholds& thresholds) {
   command
       .add_option("--min-agreeing", thresholds.agreeing,
-                  fmt::format("Agreeing features that make it recognised (default {})",
-                              kThresholds.agreeing))
+                  fmt::format("Agreeing features that make it recognised, and one more for every "
+                              "{} features of it (default {})",
+                              Thresholds::kFeaturesPerAgreeing, kThresholds.agreeing))
       ->check(between(1, 1'000'000))
       ->type_name("N");
   command
       .add_option("--min-discrimination", thresholds.discrimination,
-                  fmt::format("Discrimination from the best of another name that it takes, too "
-                              "(default {})",
-                              kThresholds.discrimination))
+                  fmt::format("Discrimination from the best of another name that it takes, too, "
+                              "unless {} times as many features agree (default {})",
+                              Thresholds::kPlenty, kThresholds.discrimination))
       ->check(between(0.0, 1.0))
       ->type_name("X");
 }

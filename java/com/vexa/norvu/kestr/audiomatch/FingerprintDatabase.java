@@ -113,9 +113,8 @@ public final class FingerprintDatabase implements AutoCloseable {
     }
 
     /**
-     * Names the reference that a recording was taken from, where {@value
-     * Recognition#MIN_AGREEING} features agree and the discrimination is at least {@value
-     * Recognition#MIN_DISCRIMINATION}.
+     * Names the reference that a recording was taken from, by the thresholds {@link
+     * Recognition#MIN_AGREEING} and {@link Recognition#MIN_DISCRIMINATION}.
      *
      * @param features the recording's features, in any order
      * @return the best audio, and whether it is that
@@ -132,8 +131,9 @@ public final class FingerprintDatabase implements AutoCloseable {
      * fewer wrong names and miss more.
      *
      * @param features the recording's features, in any order
-     * @param minAgreeing features that have to agree, 1 or more
-     * @param minDiscrimination the least {@link Recognition#discrimination}, 0 to 1
+     * @param minAgreeing features that have to agree, 1 or more, of a short recording
+     * @param minDiscrimination the least {@link Recognition#discrimination}, 0 to 1, unless {@link
+     *     Recognition#PLENTY} times as many features agree
      * @return the best audio, and whether it is that
      * @throws NullPointerException if the array or an element is null
      * @throws IllegalArgumentException if a threshold is out of range, or the features have more
@@ -150,7 +150,7 @@ public final class FingerprintDatabase implements AutoCloseable {
         }
         DatabaseFile database = opened();
         return new Recognition(Candidate.strongest(candidates(database, features)),
-                database.names(), minAgreeing, minDiscrimination);
+                database.names(), features.length, minAgreeing, minDiscrimination);
     }
 
     /**

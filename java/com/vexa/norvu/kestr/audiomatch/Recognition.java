@@ -9,14 +9,27 @@ import java.util.Locale;
  *
  * <p>Every recording has a best candidate, one that isn't in the database too: by chance some audio
  * always shares a few features with it. So a recording is recognised only when enough features
- * agree, and clearly more than with the best audio of another name.
+ * agree, and clearly more than with the best audio of another name or so many that nothing else
+ * explains it.
  */
 public final class Recognition {
-    /** The features that have to agree, where no other number is given. */
-    public static final int MIN_AGREEING = 12;
+    /**
+     * The features that have to agree, where no other number is given; one more for every {@value
+     * #FEATURES_PER_AGREEING} features of the recording, since chance brings more to longer ones.
+     */
+    public static final int MIN_AGREEING = 10;
+
+    /** So many features of a recording ask for one more that agrees. */
+    public static final int FEATURES_PER_AGREEING = 1000;
 
     /** The least {@link #discrimination}, where no other is given. */
-    public static final float MIN_DISCRIMINATION = 0.35f;
+    public static final float MIN_DISCRIMINATION = 0.45f;
+
+    /**
+     * So many times the features that have to agree need no discrimination: the database has the
+     * recording under two names.
+     */
+    public static final int PLENTY = 4;
 
     private static final double SECONDS_PER_FRAME = 256 / 8000.0;
 
@@ -30,8 +43,9 @@ public final class Recognition {
     /**
      * @param ranked the candidates, the one with the most agreeing features first
      * @param names the database's
+     * @param features the number of the recording's
      */
-    Recognition(List<Candidate> ranked, List<String> names, int minAgreeing,
+    Recognition(List<Candidate> ranked, List<String> names, int features, int minAgreeing,
             float minDiscrimination) {
         best = ranked.isEmpty() ? null : ranked.get(0);
         name = best == null ? "" : name(names, best.audio);
@@ -45,7 +59,9 @@ public final class Recognition {
         }
         runnerUpName = runnerUp == null ? "" : name(names, runnerUp.audio);
         runnerUpAgreeing = runnerUp == null ? 0 : runnerUp.agreeing;
-        recognised = agreeing() >= minAgreeing && discrimination() >= minDiscrimination;
+        long needed = (long) minAgreeing + features / FEATURES_PER_AGREEING;
+        recognised = agreeing() >= needed
+                && (discrimination() >= minDiscrimination || agreeing() / PLENTY >= needed);
     }
 
     /** The name of an audio; empty where the database has none. */
@@ -65,7 +81,7 @@ public final class Recognition {
 
     /**
      * Whether the recording is that audio: enough features agree with the best audio, and its
-     * {@link #discrimination} is high enough.
+     * {@link #discrimination} is high enough or {@link #PLENTY} times as many agree.
      *
      * @return false also where there is a best candidate that may be there by chance
      */
