@@ -107,7 +107,7 @@ TEST_F(DuplicateFinderTest, FindsCopiesAcrossPartsWithinBoundedMemory) {
   add(0, music, 0);
   add(2, music, 10'000);
   add(4, music, 3'000);
-  for (const std::size_t recording : {1, 3}) add(recording, randomFeatures(random_, 8000), 0);
+  for (const std::size_t recording : {1u, 3u}) add(recording, randomFeatures(random_, 8000), 0);
   for (const std::size_t most_pairs : {std::size_t{1} << 23, std::size_t{1} << 14}) {
     DuplicateFinder finder(recordings_, 2, 40'000, most_pairs);
     show(finder);
