@@ -36,6 +36,15 @@ forbid "the engine knows no tool" '#include "(tool|tests|bench|fuzz)/' src
 # The tool enters by the rooms' doors, and brings samples in as Java does.
 forbid "the Java boundary is no door of the tool" '#include "jni/([^p]|p[^c]|pc[^m]|pcm[^1])' tool
 
+# Two types of one name in different headers are one to the linker, which takes
+# either's functions for both.
+types() {
+  grep -rhoE --include='*.h' '^(struct|class|enum class) [A-Za-z0-9]+ [^;]*\{' "$1" |
+    sed -E 's/^(struct|class|enum class) ([A-Za-z0-9]+).*/\2/' | sort | uniq -d
+}
+twice=$(types tool)
+[ -z "$twice" ] || { echo "the tool has two types of one name: $twice"; status=1; }
+
 opening='\b(fopen|freopen|openat)\(|#include <(fcntl\.h|fstream)>'
 only byte_source.cpp "the engine opens files in one place" "$opening" src
 forbid "the tool opens files for reading in one place, for writing in another, and locks in a third" \

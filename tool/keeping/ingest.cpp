@@ -59,7 +59,7 @@ class Ingestion {
   DatabaseChange change_;
   std::unique_ptr<Catalogue> old_;
   std::unique_ptr<KnownRecordings> known_;
-  std::vector<Candidate> candidates_;
+  std::vector<Arrival> arrivals_;
   mutable EntryRuns runs_;
   bool failed_ = false;
   ExitCode damaged_ = ExitCode::kSuccess;
@@ -101,17 +101,17 @@ void Ingestion::collect() {
 
 /// Takes a file unless it is in the database already.
 void Ingestion::takeCandidate(const InputFile& file, const std::string& given) {
-  Candidate candidate{file.path, canonicalOr(file.path), file.named, given, false, {}, {}};
-  const KeptRecording* known = known_->ofFile(candidate.place, candidate.path);
+  Arrival arrival{file.path, canonicalOr(file.path), file.named, given, false, {}, {}};
+  const KeptRecording* known = known_->ofFile(arrival.place, arrival.path);
   if (!given.empty() && known && known->file.empty()) known = nullptr;
   if (!given.empty() && !known) known = known_->ofUnknownFile(given);
   if (!known) {
-    candidates_.push_back(std::move(candidate));
+    arrivals_.push_back(std::move(arrival));
     return;
   }
   ++report_.already_there;
   std::error_code error;
-  const std::uintmax_t bytes = fs::file_size(candidate.place, error);
+  const std::uintmax_t bytes = fs::file_size(arrival.place, error);
   if (!error && known->bytes.value_or(bytes) != bytes) {
     warn(
         fmt::format("{}: has changed since it was added as {}; to take it as it is now, remove "
@@ -123,27 +123,27 @@ void Ingestion::takeCandidate(const InputFile& file, const std::string& given) {
 /// Tells the user what went wrong. Returns true when a file given by name did.
 bool Ingestion::reportProblems() {
   bool named_failed = false;
-  for (const Candidate& candidate : candidates_) {
-    if (!candidate.analysis) {
+  for (const Arrival& arrival : arrivals_) {
+    if (!arrival.analysis) {
       ++report_.skipped;
     } else {
-      damaged_ = worse(damaged_, reportDamage(candidate.path, candidate.analysis->damage));
+      damaged_ = worse(damaged_, reportDamage(arrival.path, arrival.analysis->damage));
     }
-    if (candidate.problem.empty()) continue;
-    candidate.named ? report(candidate.problem) : warn("skipped: " + candidate.problem);
-    named_failed = named_failed || candidate.named;
+    if (arrival.problem.empty()) continue;
+    arrival.named ? report(arrival.problem) : warn("skipped: " + arrival.problem);
+    named_failed = named_failed || arrival.named;
   }
-  std::erase_if(candidates_, [](const Candidate& candidate) { return !candidate.analysis; });
+  std::erase_if(arrivals_, [](const Arrival& arrival) { return !arrival.analysis; });
   return named_failed;
 }
 
 /// Names those that have none yet.
 void Ingestion::nameAll() {
-  for (Candidate& candidate : candidates_) {
-    if (!candidate.name.empty()) continue;
-    if (options_.name_from == NameSource::kStem) candidate.name = candidate.path.stem().string();
-    if (options_.name_from == NameSource::kTags) candidate.name = nameFromTags(candidate.path);
-    candidate.named_by_path = candidate.name.empty();
+  for (Arrival& arrival : arrivals_) {
+    if (!arrival.name.empty()) continue;
+    if (options_.name_from == NameSource::kStem) arrival.name = arrival.path.stem().string();
+    if (options_.name_from == NameSource::kTags) arrival.name = nameFromTags(arrival.path);
+    arrival.named_by_path = arrival.name.empty();
   }
   nameByPath();
 }
@@ -152,14 +152,14 @@ void Ingestion::nameAll() {
 /// those without an analysis don't count.
 void Ingestion::nameByPath() {
   std::unordered_set<std::string> taken = known_->names();
-  std::vector<Candidate*> nameless;
+  std::vector<Arrival*> nameless;
   std::vector<fs::path> paths;
-  for (Candidate& candidate : candidates_) {
-    if (!candidate.analysis) continue;
-    if (!candidate.named_by_path) taken.insert(candidate.name);
-    if (!candidate.named_by_path) continue;
-    nameless.push_back(&candidate);
-    paths.push_back(candidate.path);
+  for (Arrival& arrival : arrivals_) {
+    if (!arrival.analysis) continue;
+    if (!arrival.named_by_path) taken.insert(arrival.name);
+    if (!arrival.named_by_path) continue;
+    nameless.push_back(&arrival);
+    paths.push_back(arrival.path);
   }
   std::vector<std::string> names = distinctNames(paths, taken);
   for (std::size_t i = 0; i < names.size(); ++i) nameless[i]->name = std::move(names[i]);
@@ -170,8 +170,8 @@ void Ingestion::nameByPath() {
 bool Ingestion::refuseTakenNames() {
   std::unordered_set<std::string> taken = known_->names();
   bool named_refused = false;
-  std::erase_if(candidates_, [&](const Candidate& candidate) {
-    const std::string& name = candidate.name;
+  std::erase_if(arrivals_, [&](const Arrival& arrival) {
+    const std::string& name = arrival.name;
     const bool has_zero = name.find('\0') != std::string::npos;
     if (!has_zero && taken.insert(name).second) return false;
     if (known_->ofUnknownFile(name)) {
@@ -179,8 +179,8 @@ bool Ingestion::refuseTakenNames() {
       return true;
     }
     ++report_.skipped;
-    named_refused = named_refused || candidate.named;
-    report(fmt::format("{}{}: {}", candidate.named ? "" : "skipped: ", candidate.path.string(),
+    named_refused = named_refused || arrival.named;
+    report(fmt::format("{}{}: {}", arrival.named ? "" : "skipped: ", arrival.path.string(),
                        has_zero ? "a name has no zero bytes"
                                 : fmt::format("the name {} is another recording's; give it one "
                                               "with --name, or use --name-from path",
@@ -197,14 +197,10 @@ std::vector<std::unique_ptr<EntrySource>> Ingestion::sources(
   for (std::uint32_t i = 0; i < old_indices.size(); ++i) old_indices[i] = i;
   std::vector<std::uint32_t> new_indices(runs_.audioCount(), kNoIndex);
   auto next = static_cast<std::uint32_t>(old_->audioCount());
-  for (const Candidate& candidate : candidates_) {
-    const Candidate::Analysis& analysis = *candidate.analysis;
-    recordings.push_back({candidate.name,
-                          analysis.parts.size(),
-                          analysis.seconds,
-                          {},
-                          candidate.place,
-                          analysis.bytes});
+  for (const Arrival& arrival : arrivals_) {
+    const Arrival::Analysis& analysis = *arrival.analysis;
+    recordings.push_back(
+        {arrival.name, analysis.parts.size(), analysis.seconds, {}, arrival.place, analysis.bytes});
     for (const std::uint32_t number : analysis.parts) new_indices[number] = next++;
   }
   std::vector<std::unique_ptr<EntrySource>> sources;
@@ -235,34 +231,34 @@ void Ingestion::write() {
     return finder.find();
   };
   const std::vector<Duplicate> duplicates = write_with(!options_.keep_duplicates);
-  if (leaveOutDuplicates(duplicates) && !candidates_.empty()) write_with(false);
+  if (leaveOutDuplicates(duplicates) && !arrivals_.empty()) write_with(false);
 }
 
 /// Returns true when there are any.
 bool Ingestion::leaveOutDuplicates(const std::vector<Duplicate>& duplicates) {
   const std::size_t first_new = old_->recordings().size();
   for (const Duplicate& duplicate : duplicates) {
-    candidates_[duplicate.recording - first_new].analysis.reset();
+    arrivals_[duplicate.recording - first_new].analysis.reset();
   }
   // What was told apart from a duplicate may have a shorter name now.
   nameByPath();
   for (const Duplicate& duplicate : duplicates) {
     warn(fmt::format("{}: the same audio as {}, left out; --keep-duplicates keeps it",
-                     candidates_[duplicate.recording - first_new].path.string(),
+                     arrivals_[duplicate.recording - first_new].path.string(),
                      duplicate.of < first_new ? old_->recordings()[duplicate.of].name
-                                              : candidates_[duplicate.of - first_new].name));
+                                              : arrivals_[duplicate.of - first_new].name));
   }
   report_.duplicates = duplicates.size();
-  std::erase_if(candidates_, [](const Candidate& candidate) { return !candidate.analysis; });
+  std::erase_if(arrivals_, [](const Arrival& arrival) { return !arrival.analysis; });
   return !duplicates.empty();
 }
 
 IndexReport Ingestion::reportOn() {
   report_.database = options_.database;
-  for (const Candidate& candidate : candidates_) {
-    const Candidate::Analysis& analysis = *candidate.analysis;
-    report_.files.push_back({candidate.path, candidate.name, analysis.parts.size(),
-                             analysis.seconds, analysis.features, analysis.entries});
+  for (const Arrival& arrival : arrivals_) {
+    const Arrival::Analysis& analysis = *arrival.analysis;
+    report_.files.push_back({arrival.path, arrival.name, analysis.parts.size(), analysis.seconds,
+                             analysis.features, analysis.entries});
   }
   return std::move(report_);
 }
@@ -279,17 +275,17 @@ Ingested Ingestion::run(bool replace) {
   collect();
   const auto give_up = [&] { return failed_ && !options_.batch.keep_going; };
   if (give_up()) return gaveUp();
-  analyseAll(candidates_, options_.batch, runs_);
+  analyseAll(arrivals_, options_.batch, runs_);
   failed_ = reportProblems() || failed_;
   if (give_up()) return gaveUp();
   nameAll();
   failed_ = refuseTakenNames() || failed_;
   if (give_up()) return gaveUp();
-  if (!candidates_.empty()) write();
-  if (candidates_.empty() && report_.already_there == 0 && report_.duplicates == 0) {
+  if (!arrivals_.empty()) write();
+  if (arrivals_.empty() && report_.already_there == 0 && report_.duplicates == 0) {
     throw FileError(options_.database, "not written: no recording to take");
   }
-  if (candidates_.empty()) {
+  if (arrivals_.empty()) {
     // The old one has it all.
     const DatabaseCheck old = checkDatabase(change_.place());
     report_.audios = old.audios;

@@ -18,8 +18,8 @@ std::uint64_t lengthOf(const std::filesystem::path& path) noexcept {
   return error ? 0 : length;
 }
 
-Candidate::Analysis keep(const Reference& reference, std::uint64_t bytes, EntryRuns& runs) {
-  Candidate::Analysis analysis{
+Arrival::Analysis keep(const Reference& reference, std::uint64_t bytes, EntryRuns& runs) {
+  Arrival::Analysis analysis{
       reference.seconds, reference.features, reference.entryCount(), {}, bytes, reference.damage};
   for (const auto& entries : reference.parts) analysis.parts.push_back(runs.add(entries));
   return analysis;
@@ -27,26 +27,26 @@ Candidate::Analysis keep(const Reference& reference, std::uint64_t bytes, EntryR
 
 }  // namespace
 
-void analyseAll(std::vector<Candidate>& candidates, const BatchOptions& options, EntryRuns& runs) {
+void analyseAll(std::vector<Arrival>& arrivals, const BatchOptions& options, EntryRuns& runs) {
   std::atomic<bool> stop = false;
   std::mutex keeping;
-  Progress progress(options.show_progress && !candidates.empty(), candidates.size());
+  Progress progress(options.show_progress && !arrivals.empty(), arrivals.size());
   const auto analyse = [&](std::size_t i) {
     if (stop) return;
-    Candidate& candidate = candidates[i];
+    Arrival& arrival = arrivals[i];
     std::optional<Reference> reference;
-    const std::uint64_t bytes = lengthOf(candidate.path);
+    const std::uint64_t bytes = lengthOf(arrival.path);
     try {
-      reference = analyseReference(candidate.path, options.most_entries, options.sound);
+      reference = analyseReference(arrival.path, options.most_entries, options.sound);
     } catch (const FileError& error) {
-      candidate.problem = error.what();
-      if (candidate.named && !options.keep_going) stop = true;
+      arrival.problem = error.what();
+      if (arrival.named && !options.keep_going) stop = true;
       return;
     }
     const std::lock_guard lock(keeping);
-    candidate.analysis = keep(*reference, bytes, runs);
+    arrival.analysis = keep(*reference, bytes, runs);
   };
-  forEachParallel(candidates.size(), options.jobs, analyse, [&] { progress.step(); });
+  forEachParallel(arrivals.size(), options.jobs, analyse, [&] { progress.step(); });
 }
 
 }  // namespace audiomatch

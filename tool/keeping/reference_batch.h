@@ -14,7 +14,7 @@
 namespace audiomatch {
 
 /// A file that may become a recording of a database.
-struct Candidate {
+struct Arrival {
   std::filesystem::path path;   ///< as given
   std::filesystem::path place;  ///< absolute, links followed
   bool named = false;           ///< given by name, so it has to be audio
@@ -47,6 +47,6 @@ struct BatchOptions {
 /// Analyses files, several at a time, and hands their entries to `runs`. Stops
 /// early at a failure that makes all vain. Throws FileError when `runs` does,
 /// std::bad_alloc, Interrupted.
-void analyseAll(std::vector<Candidate>& candidates, const BatchOptions& options, EntryRuns& runs);
+void analyseAll(std::vector<Arrival>& arrivals, const BatchOptions& options, EntryRuns& runs);
 
 }  // namespace audiomatch
