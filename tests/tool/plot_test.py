@@ -99,13 +99,15 @@ class PlotTest(unittest.TestCase):
     def test_wrong_usage_and_nothing_to_draw(self):
         for line in ("plot a.wav", "plot a.wav -o a.jpg", "plot -o a.png",
                      "plot a.wav -o p.png --seconds 0", "plot a.wav -o p.png --from -1",
-                     "plot a.wav -o p.png --match db --seconds 601"):
+                     "plot a.wav -o p.png --match db --seconds 601",
+                     "plot a.wav -o p.png --timeline db --from 1",
+                     "plot a.wav -o p.png --timeline db --match db"):
             code, output, messages = run(*line.split())
             self.assertEqual((code, output, messages != ""), (2, "", True), line)
         write_noise("silence.wav", 0, 1, level=0)
         run("index", "db", "a.wav")
         for line in ("silence.wav", "missing.wav", "a.wav --from 91", "silence.wav --match db",
-                     "a.wav --match missing"):
+                     "a.wav --match missing", "a.wav --timeline missing"):
             self.assertEqual(run("plot", "-o", "p.png", *line.split())[0], 3, line)
         self.assertEqual(sorted(os.listdir()), ["a.wav", "db", "db.catalogue.json", "silence.wav"])
 
@@ -124,6 +126,15 @@ class PlotTest(unittest.TestCase):
         code, drawn, _ = run_json("plot", "--match", "db", "unknown.wav", "-o", "q.pdf")
         self.assertEqual((code, drawn["recognised"]), (0, False))
         self.assertLessEqual(size("q.pdf")[0], A4_POINTS)
+
+    def test_timeline(self):
+        write_noise("unknown.wav", "unknown", 20)
+        run("index", "db", "a.wav", "--replace")
+        code, drawn, _ = run_json("plot", "--timeline", "db", "a.wav", "-o", "p.svg")
+        self.assertEqual((code, drawn["names"]), (0, 1))
+        self.assertGreater(drawn["recognised"], drawn["seconds"] - 2)
+        code, drawn, _ = run_json("plot", "--timeline", "db", "unknown.wav", "-o", "p.png")
+        self.assertEqual((code, drawn["names"], drawn["recognised"]), (0, 0, 0))
 
 
 if __name__ == "__main__":

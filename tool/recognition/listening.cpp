@@ -60,9 +60,11 @@ void listen(SoundSource& source, const ReferenceDatabase& database, const Listen
     for (auto answers = windows.next(0.0); !answers.empty();
          answers = windows.next(timeline.settled())) {
       for (auto& [answer, silences] : answers) {
-        const double seconds = answer.span.to;
+        const TimeSpan window = answer.span;
+        const auto& candidates = answer.answer.verdict.candidates;
+        const std::int32_t agreeing = candidates.empty() ? 0 : candidates[0].agreeing;
         timeline.add(std::move(answer), silences);
-        if (!follow({seconds, timeline.now()})) return timeline.end();
+        if (!follow({window, agreeing, timeline.now()})) return timeline.end();
       }
     }
   } catch (const Interrupted&) {

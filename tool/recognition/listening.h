@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 
 #include "tool/input/sound_source.h"
@@ -18,8 +19,9 @@ struct Listening {
 
 /// What the listener is told after each window.
 struct HeardSoFar {
-  double seconds;  ///< listened to
-  Heard now;       ///< heard at their end
+  TimeSpan window;        ///< in seconds of the sound
+  std::int32_t agreeing;  ///< features of the window that agree with its best candidate
+  Heard now;              ///< heard at its end
 };
 
 /// Listens to a sound from where its source stands to its end, window by

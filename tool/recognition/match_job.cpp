@@ -140,7 +140,7 @@ ExitCode matchStandardInput(const std::optional<RawFormat>& raw, const Reference
   const auto follow = [&](const HeardSoFar& heard) {
     // A first window that isn't whole says little against a recording.
     const bool too_early =
-        heard.now.kind == Heard::Kind::kUnknown && heard.seconds < job.listening.grid.length;
+        heard.now.kind == Heard::Kind::kUnknown && heard.window.to < job.listening.grid.length;
     const bool same = latest && latest->kind == heard.now.kind && latest->name == heard.now.name &&
                       (latest->kind != Heard::Kind::kRecognised || latest->from == heard.now.from);
     if (too_early || same) return true;

@@ -1,9 +1,11 @@
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "tool/base/errors.h"
 #include "tool/base/interrupt.h"
@@ -19,6 +21,7 @@
 #include "tool/verbs/commands.h"
 #include "tool/verbs/shared_options.h"
 #include "tool/verbs/spectrogram_plot.h"
+#include "tool/verbs/timeline_plot.h"
 
 namespace audiomatch {
 namespace {
@@ -29,6 +32,8 @@ constexpr const char* kPlotHelp =
     "recordings how many landmarks there are in a second.\n"
     "With --match, draws the features that a recording has in common with the three best\n"
     "candidates. Where they come from the same sound they lie on a rising line.\n"
+    "With --timeline, draws what is heard from when to when, in a recording of any length, and\n"
+    "how many features agree.\n"
     "A file that is there already is replaced if it is empty or a picture.\n\n";
 
 // Of a query, in seconds.
@@ -43,6 +48,8 @@ struct PlotOptions {
   std::filesystem::path file;
   std::filesystem::path picture;
   std::filesystem::path database;
+  std::filesystem::path timeline_database;
+  bool stretch_given = false;
   Stretch stretch{0.0, std::numeric_limits<double>::infinity()};
 };
 
@@ -113,6 +120,17 @@ ExitCode runPlot(const PlotOptions& options) {
   applyCommonOptions(options.common);
   const PictureFormat format = formatOfName(options.picture);
   const InterruptGuard guard;
+  if (!options.timeline_database.empty()) {
+    if (options.stretch_given) {
+      throw UsageError("--timeline draws the whole recording, without --from and --seconds");
+    }
+    Listening listening;
+    listening.thresholds = options.thresholds;
+    listening.jobs = std::max(std::thread::hardware_concurrency(), 1u);
+    return plotTimeline({options.timeline_database, options.file, options.sound, listening,
+                         options.picture, format},
+                        options.common.json);
+  }
   if (!options.database.empty()) return plotMatch(options, format);
   return plotSpectrogram({options.file, options.stretch, options.sound, options.picture, format},
                          options.common.json);
@@ -127,21 +145,31 @@ void addPlotCommand(CLI::App& app, Action& action) {
   command->add_option("-o,--output", options->picture, "Picture: a name in .png, .svg or .pdf")
       ->required()
       ->type_name("PICTURE");
-  command->add_option("--from", options->stretch.from, "Second at which the picture starts")
-      ->check(between(0.0, 1e6))
-      ->type_name("S");
+  const CLI::Option* from =
+      command->add_option("--from", options->stretch.from, "Second at which the picture starts")
+          ->check(between(0.0, 1e6))
+          ->type_name("S");
+  const CLI::Option* seconds = command
+                                   ->add_option("--seconds", options->stretch.seconds,
+                                                "Seconds it shows (default all; with --match 60)")
+                                   ->check(between(0.1, 1e6))
+                                   ->type_name("S");
+  CLI::Option* match =
+      command->add_option("--match", options->database, "Draw its hits in a database instead")
+          ->type_name("DB");
   command
-      ->add_option("--seconds", options->stretch.seconds,
-                   "Seconds it shows (default all; with --match 60)")
-      ->check(between(0.1, 1e6))
-      ->type_name("S");
-  command->add_option("--match", options->database, "Draw its hits in a database instead")
-      ->type_name("DB");
+      ->add_option("--timeline", options->timeline_database,
+                   "Draw when which recording of a database is heard instead")
+      ->type_name("DB")
+      ->excludes(match);
   addThresholdOptions(*command, options->thresholds);
   addSoundOptions(*command, options->sound);
   addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of a line");
   command->footer(std::string(kPlotHelp) + kExitCodesHelp);
-  command->callback([options, &action] { action = [options] { return runPlot(*options); }; });
+  command->callback([=, &action] {
+    options->stretch_given = from->count() + seconds->count() > 0;
+    action = [options] { return runPlot(*options); };
+  });
 }
 
 }  // namespace audiomatch
