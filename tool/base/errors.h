@@ -32,7 +32,7 @@ constexpr ExitCode worse(ExitCode a, ExitCode b) noexcept { return rankOf(a) < r
 inline constexpr const char* kExitCodesHelp =
     "Exit codes (of several, the last in the order 0, 1, 4, 2, 3):\n"
     "  0  success\n"
-    "  1  match: at least one recording had no match\n"
+    "  1  at least one recording was not recognised\n"
     "  2  wrong usage\n"
     "  3  something could not be read or written; standard error names it\n"
     "  4  damaged sound was left out and the rest used; standard error names it\n";
