@@ -5,6 +5,7 @@ import contextlib
 import json
 import os
 import pathlib
+import re
 import signal
 import struct
 import subprocess
@@ -148,7 +149,10 @@ class ToolTest(unittest.TestCase):
             self.assertEqual((code, output), (3, ""))
             self.assertRegex(messages, f"audiomatch: {bad}: .*{reason}")
         pathlib.Path("cut").write_bytes(read("db")[:-1000])
-        self.assertIn("cut: isn't whole", run("match", "cut", "other.wav")[2])
+        where = run("check", "cut")[2] + run("check", "cut")[1]
+        offset = re.search(r"byte ([\d,]+)", where)
+        self.assertTrue(offset, where)
+        self.assertIn(offset.group(0), run("match", "cut", "other.wav")[2])
 
     def test_wrong_usage(self):
         for line in ("", "index db", "match db", "index db music --jobs 0",

@@ -89,6 +89,11 @@ class RecognitionTest(unittest.TestCase):
         self.assertEqual((code, row["recognised"], row["agreeing"]),
                          (0, True, row["candidates"][0]["agreeing"]))
         self.assertEqual(row["candidates"][0]["name"], "two")
+        for end in ("\n", "\0"):
+            listed = run_json("match", "db", "--list", "-", *(["-0"] if end == "\0" else []),
+                              stdin=f"two.wav{end}".encode())
+            self.assertEqual((listed[0], [one["name"] for one in listed[1]]), (0, ["two"]))
+        self.assertEqual(run("match", "db")[0], 2)
         # A thousand features bring one more by chance.
         agreeing = str(row["agreeing"] - row["features"] // 1000)
         self.assertEqual(run("match", "db", "two.wav", "--min-agreeing", agreeing)[0], 0)

@@ -11,6 +11,7 @@
 #include "tool/input/fingerprint_file.h"
 #include "tool/input/recording.h"
 #include "tool/output/messages.h"
+#include "tool/output/progress.h"
 
 namespace audiomatch {
 namespace {
@@ -38,9 +39,14 @@ ExitCode matchTimeline(SoundSource& source, const std::string& file,
                        const ReferenceDatabase& database, const MatchJob& job,
                        const RowSink& rows) {
   TimelineRows timeline(file, rows);
+  Progress progress = Progress::ofSound(
+      job.show_progress, static_cast<double>(source.promisedFrames()) / source.sampleRate());
   listen(
       source, database, job.listening, [&](const Heard& heard) { timeline.add(heard); },
-      [](const HeardSoFar&) { return true; });
+      [&](const HeardSoFar& heard) {
+        progress.reach(heard.window.to);
+        return true;
+      });
   return timeline.code();
 }
 

@@ -25,6 +25,7 @@ struct MatchJob {
   Listening listening;
   Shape shape = Shape::kByLength;
   SoundOptions sound;
+  bool show_progress = false;  ///< through a recording that is listened to by windows
 };
 
 /// Where rows go, as they come.

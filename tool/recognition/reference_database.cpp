@@ -5,6 +5,7 @@
 
 #include "match/database/database_format.h"
 #include "tool/base/errors.h"
+#include "tool/keeping/database_check.h"
 
 namespace audiomatch {
 namespace {
@@ -14,7 +15,8 @@ void requireLoaded(const audio::AudioDatabase& database, const std::filesystem::
     case audio::DatabaseState::kWhole:
       return;
     case audio::DatabaseState::kCut:
-      throw FileError(path, "isn't whole; audiomatch check says where it ends");
+      requireWhole(path);
+      throw FileError(path, "isn't whole");  // it was, by then
     case audio::DatabaseState::kCannotOpen:
       throw FileError(path, std::strerror(database.openingError()));
     case audio::DatabaseState::kReadFailed:

@@ -12,9 +12,11 @@
 #include "tool/base/interrupt.h"
 #include "tool/base/parallel.h"
 #include "tool/input/input_files.h"
+#include "tool/keeping/input_list.h"
 #include "tool/output/display_text.h"
 #include "tool/output/messages.h"
 #include "tool/output/ordered_output.h"
+#include "tool/output/progress.h"
 #include "tool/output/text.h"
 #include "tool/recognition/match_job.h"
 #include "tool/verbs/commands.h"
@@ -35,6 +37,8 @@ struct MatchOptions {
   CommonOptions common;
   std::filesystem::path database;
   std::vector<std::filesystem::path> inputs;
+  std::filesystem::path list;
+  bool null = false;
   bool timeline = false;
   bool whole = false;
   bool explain = false;
@@ -43,7 +47,7 @@ struct MatchOptions {
   unsigned jobs = std::max(std::thread::hardware_concurrency(), 1u);
   MatchJob job;
 
-  bool fromPipe() const { return inputs.size() == 1 && inputs[0] == "-"; }
+  bool fromPipe() const { return list.empty() && inputs.size() == 1 && inputs[0] == "-"; }
 };
 
 /// Turns rows into what is printed of them.
@@ -100,6 +104,10 @@ std::vector<InputFile> recordingsOf(const MatchOptions& options, ExitCode& code)
       code = ExitCode::kFailure;
     }
   }
+  if (options.list.empty()) return recordings;
+  for (const ListedFile& file : readInputList(options.list, options.null)) {
+    recordings.push_back({file.path, true});
+  }
   return recordings;
 }
 
@@ -113,12 +121,14 @@ ExitCode matchFiles(const MatchOptions& options, const ReferenceDatabase& databa
   MatchJob job = options.job;
   const auto at_a_time = static_cast<unsigned>(std::clamp<std::size_t>(files.size(), 1, 1024));
   job.listening.jobs = std::max(options.jobs / at_a_time, 1u);
+  job.show_progress = files.size() == 1;
+  Progress progress(files.size() > 1, files.size());
   const auto match = [&](std::size_t i) {
     codes[i] = matchFile(files[i], database, job,
                          [&](const MatchRow& row) { output.print(i, printer.text(row)); });
     output.finish(i);
   };
-  forEachParallel(files.size(), options.jobs, match, [] {});
+  forEachParallel(files.size(), options.jobs, match, [&] { progress.step(); });
   for (const ExitCode one : codes) code = worse(code, one);
   return code;
 }
@@ -147,6 +157,9 @@ ExitCode runMatch(const MatchOptions& options) {
   applyCommonOptions(options.common);
   if (options.raw_given && !options.fromPipe()) {
     throw UsageError("--rate, --channels and --format describe standard input, FILE -");
+  }
+  if (options.inputs.empty() && options.list.empty()) {
+    throw UsageError("FILE-OR-FOLDER or --list is required");
   }
   if (options.timeline && options.whole)
     throw UsageError("--timeline and --whole exclude each other");
@@ -184,8 +197,13 @@ void addMatchCommand(CLI::App& app, Action& action) {
   command
       ->add_option("FILE-OR-FOLDER", options->inputs,
                    "Recordings, each on its own, or - for sound on standard input")
-      ->required()
       ->type_name("");
+  CLI::Option* list = command
+                          ->add_option("--list", options->list,
+                                       "Take files from LIST, - for standard input, a line each")
+                          ->type_name("LIST");
+  command->add_flag("-0,--null", options->null, "LIST has files each ended by a zero byte")
+      ->needs(list);
   addWindows(*command, options);
   addThresholdOptions(*command, options->job.listening.thresholds);
   command->add_flag("--explain", options->explain, "List the leading candidates too");
