@@ -9,16 +9,19 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iostream>
+#include <memory>
 #include <numeric>
+#include <random>
 #include <span>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "base/logger.h"
 #include "feature/feature_extractor.h"
+#include "match/audio_matcher.h"
 #include "match/database/audio_database.h"
 #include "match/database/database_writer.h"
-#include "match/scoring/match_ranking.h"
 #include "roughening.h"
 #include "tool/base/parallel.h"
 #include "tool/input/decoder.h"
@@ -29,7 +32,6 @@
 namespace {
 
 constexpr unsigned kThreads = 2;
-constexpr std::size_t kMostEntries = 20'000;
 constexpr std::uint32_t kShortestMusic = 30;  // in seconds; what is shorter is left out
 constexpr std::uint32_t kHalfSeconds = 5;
 
@@ -148,7 +150,7 @@ void analyse(Recording& recording, std::uint64_t seed) {
   const bool is_speech = recording.kind == "speech";
   if (!is_speech && sound.samples.size() < std::size_t{kShortestMusic} * sound.rate) return;
   if (!is_speech) {
-    recording.parts = audiomatch::analyseReference(recording.path, kMostEntries).parts;
+    recording.parts = audiomatch::analyseReference(recording.path, audiomatch::kUsualEntries).parts;
   }
   if (recording.kind == "voice") return;
   for (const Windows& windows : kWindows) {
@@ -211,7 +213,7 @@ struct Drawn {
   std::vector<const Recording*> members;
   std::vector<std::string> names;  // by audio index
   std::size_t entries = 0;
-  audio::AudioDatabase database;
+  std::shared_ptr<const audio::AudioDatabase> database;
 
   bool has(const std::string& name) const {
     return std::ranges::any_of(members, [&](const Recording* r) { return r->name == name; });
@@ -229,7 +231,9 @@ void build(Drawn& drawn) {
   }
   Bytes bytes;
   audio::writeDatabase(audios, bytes);
-  if (!drawn.database.load(bytes)) std::abort();
+  const auto database = std::make_shared<audio::AudioDatabase>();
+  if (!database->load(bytes)) std::abort();
+  drawn.database = database;
 }
 
 /// Strangers come as they are and in noise; what is in the database in every condition.
@@ -239,15 +243,11 @@ bool isAsked(const Query& query, const Drawn& drawn) {
          drawn.has(query.source);
 }
 
-/// What AudioMatcher::matchAudio finds after forgetHistory.
-std::string answer(const Query& query, const Drawn& drawn) {
-  std::vector<audio::AudioHashHit> hits;
-  std::vector<audio::Match> found;
-  if (drawn.database.extractHits(query.features, hits)) {
-    audio::RandomDraws draws;
-    draws.restart();
-    found = audio::rankMatches(hits, draws);
-  }
+/// A line on what the matcher finds.
+std::string answer(const Query& query, const Drawn& drawn, audio::AudioMatcher& matcher) {
+  if (!matcher.forgetHistory()) std::abort();
+  matcher.matchFeatures(query.features);
+  const std::vector<audio::Match>& found = matcher.candidates();
   const auto name = [&](const audio::Match& match) {
     return drawn.names[static_cast<std::size_t>(match.audio_index)];
   };
@@ -258,9 +258,9 @@ std::string answer(const Query& query, const Drawn& drawn) {
   const int members = drawn.has(query.source) + drawn.has(query.source2);
   return fmt::format("{},{},{},{},{},{:.3f},{},{},{},{},{},{},{},{},{},{},{}", drawn.members.size(),
                      query.kind, query.source, query.source2, query.seconds, query.start,
-                     query.condition, members, query.features.size(), drawn.entries, hits.size(),
-                     best.matched_num, found.empty() ? "" : name(best), best.hit_count, best.offset,
-                     other == found.end() ? 0 : other->matched_num,
+                     query.condition, members, query.features.size(), drawn.entries,
+                     matcher.hitCount(), best.matched_num, found.empty() ? "" : name(best),
+                     best.hit_count, best.offset, other == found.end() ? 0 : other->matched_num,
                      other == found.end() ? "" : name(*other));
 }
 
@@ -301,9 +301,11 @@ void ask(const std::vector<Query>& queries, const std::vector<const Recording*>&
   Drawn drawn;
   drawn.members = members;
   build(drawn);
+  audio::AudioMatcher matcher;
+  if (!matcher.init(drawn.database)) std::abort();
   std::string lines;
   for (const Query& query : queries) {
-    if (isAsked(query, drawn)) lines += fmt::format("{},{}\n", draw, answer(query, drawn));
+    if (isAsked(query, drawn)) lines += fmt::format("{},{}\n", draw, answer(query, drawn, matcher));
   }
   fmt::print("{}", lines);
 }

@@ -10,6 +10,10 @@
 
 namespace audiomatch {
 
+/// Entries that are usually kept of an audio: with more, long recordings crowd
+/// the short ones out of the few that a match examines.
+inline constexpr std::size_t kUsualEntries = 20'000;
+
 /// The fingerprint of one file, as a database takes it.
 struct Reference {
   double seconds = 0.0;

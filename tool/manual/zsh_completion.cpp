@@ -7,8 +7,8 @@
 namespace audiomatch {
 namespace {
 
-/// Text inside of single quotes, with what a specification would take for its own
-/// escaped.
+/// Text inside of single quotes, with what _arguments would take for its own
+/// syntax escaped.
 std::string quoted(std::string_view text, std::string_view special) {
   std::string result;
   for (const char character : text) {
@@ -39,7 +39,7 @@ std::string actionOf(const ArgumentDescription& argument) {
   }
 }
 
-/// A specification of _arguments for each name of an option; one excludes the
+/// What _arguments is told of each name of an option; one excludes the
 /// others, unless it may be repeated.
 std::string optionLines(const ArgumentDescription& option) {
   std::string all;

@@ -63,8 +63,8 @@ ExitCode runFeatures(const FeaturesOptions& options) {
   const FeatureForm form = formOf(options);
   if (options.picture.empty()) return list(options, form);
   return plotSpectrogram(
-      {options.file, options.stretch, options.sound, options.picture, PictureFormat::kPng},
-      options.common.json);
+      {options.file, options.sound, options.picture, PictureFormat::kPng, options.common.json},
+      options.stretch);
 }
 
 }  // namespace

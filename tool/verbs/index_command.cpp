@@ -1,11 +1,13 @@
 #include <fmt/core.h>
 
 #include <memory>
+#include <string>
 #include <thread>
 
 #include "tool/base/errors.h"
 #include "tool/keeping/entry_selection.h"
 #include "tool/keeping/ingest.h"
+#include "tool/keeping/reference_analysis.h"
 #include "tool/verbs/commands.h"
 
 namespace audiomatch {
@@ -27,7 +29,7 @@ constexpr const char* kAddHelp =
 struct IndexOptions {
   CommonOptions common;
   IngestOptions ingest;
-  std::string entries = "20000";
+  std::string entries = std::to_string(kUsualEntries);
   bool replace = false;
 };
 
@@ -88,7 +90,8 @@ void addNaming(CLI::App& command, IngestOptions& options) {
 void addAnalysis(CLI::App& command, IndexOptions& options) {
   command
       .add_option("--entries", options.entries,
-                  "Entries kept of each audio at most, a number or all (default 20000)")
+                  fmt::format("Entries kept of each audio at most, a number or all (default {})",
+                              kUsualEntries))
       ->check(CLI::Validator(checkEntries, ""))
       ->type_name("N");
   options.ingest.batch.jobs = std::max(std::thread::hardware_concurrency(), 1u);

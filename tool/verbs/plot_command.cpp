@@ -1,11 +1,9 @@
 #include <fmt/core.h>
 
-#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <memory>
 #include <string>
-#include <thread>
 
 #include "tool/base/errors.h"
 #include "tool/base/interrupt.h"
@@ -119,21 +117,16 @@ ExitCode plotMatch(const PlotOptions& options, PictureFormat format) {
 ExitCode runPlot(const PlotOptions& options) {
   applyCommonOptions(options.common);
   const PictureFormat format = formatOfName(options.picture);
+  if (!options.timeline_database.empty() && options.stretch_given) {
+    throw UsageError("--timeline draws the whole recording, without --from and --seconds");
+  }
   const InterruptGuard guard;
+  const PlotRequest plot{options.file, options.sound, options.picture, format, options.common.json};
   if (!options.timeline_database.empty()) {
-    if (options.stretch_given) {
-      throw UsageError("--timeline draws the whole recording, without --from and --seconds");
-    }
-    Listening listening;
-    listening.thresholds = options.thresholds;
-    listening.jobs = std::max(std::thread::hardware_concurrency(), 1u);
-    return plotTimeline({options.timeline_database, options.file, options.sound, listening,
-                         options.picture, format},
-                        options.common.json);
+    return plotTimeline(plot, options.timeline_database, options.thresholds);
   }
   if (!options.database.empty()) return plotMatch(options, format);
-  return plotSpectrogram({options.file, options.stretch, options.sound, options.picture, format},
-                         options.common.json);
+  return plotSpectrogram(plot, options.stretch);
 }
 
 }  // namespace

@@ -9,11 +9,11 @@
 
 namespace audiomatch {
 
-ExitCode plotSpectrogram(const SpectrogramPlot& plot, bool json) {
+ExitCode plotSpectrogram(const PlotRequest& plot, const Stretch& stretch) {
   checkPictureFile(plot.picture);
-  const SpectrogramAnalysis analysis = analyseStretch(plot.file, plot.stretch, plot.sound);
+  const SpectrogramAnalysis analysis = analyseStretch(plot.file, stretch, plot.sound);
   writePicture(plot.picture, drawSpectrogram(analysis, plot.file.filename().string(), plot.format));
-  if (json) {
+  if (plot.json) {
     fmt::print("{}", jsonLine({{"picture", plot.picture.string()},
                                {"from", analysis.from},
                                {"seconds", analysis.seconds()},

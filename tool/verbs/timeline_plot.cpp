@@ -4,13 +4,16 @@
 
 #include <algorithm>
 #include <set>
-#include <utility>
+#include <string>
+#include <thread>
+#include <vector>
 
 #include "tool/output/progress.h"
 #include "tool/output/text.h"
 #include "tool/picture/labels.h"
 #include "tool/picture/picture_file.h"
 #include "tool/picture/timeline_picture.h"
+#include "tool/recognition/listening.h"
 
 namespace audiomatch {
 namespace {
@@ -44,12 +47,15 @@ double recognisedSeconds(const std::vector<TimelineSpan>& spans) {
 
 /// Listens to the recording, and puts down what is heard.
 TimelinePicture pictureOf(SoundSource& source, const ReferenceDatabase& database,
-                          const Listening& listening) {
+                          const Thresholds& thresholds) {
+  const Listening listening{.grid = {},
+                            .thresholds = thresholds,
+                            .jobs = std::max(std::thread::hardware_concurrency(), 1u)};
   TimelinePicture picture{.title = {},
                           .subtitle = {},
                           .from = 0.0,
                           .to = 0.0,
-                          .threshold = listening.thresholds.agreeing,
+                          .threshold = thresholds.agreeing,
                           .spans = {},
                           .windows = {}};
   Progress progress =
@@ -68,11 +74,12 @@ TimelinePicture pictureOf(SoundSource& source, const ReferenceDatabase& database
 
 }  // namespace
 
-ExitCode plotTimeline(const TimelinePlot& plot, bool json) {
+ExitCode plotTimeline(const PlotRequest& plot, const std::filesystem::path& database_file,
+                      const Thresholds& thresholds) {
   checkPictureFile(plot.picture);
-  const ReferenceDatabase database(plot.database);
+  const ReferenceDatabase database(database_file);
   const auto source = openSound(plot.file, plot.sound);
-  TimelinePicture picture = pictureOf(*source, database, plot.listening);
+  TimelinePicture picture = pictureOf(*source, database, thresholds);
   if (picture.windows.empty()) throw FileError(plot.file, "holds no sound");
   const std::size_t names = namesIn(picture.spans);
   const double recognised = recognisedSeconds(picture.spans);
@@ -80,7 +87,7 @@ ExitCode plotTimeline(const TimelinePlot& plot, bool json) {
   picture.subtitle = fmt::format("{} of {} recognised: {} of the database's recordings",
                                  clockTime(recognised), clockTime(picture.to), names);
   writePicture(plot.picture, drawTimeline(picture, plot.format));
-  if (json) {
+  if (plot.json) {
     fmt::print("{}", jsonLine({{"picture", plot.picture.string()},
                                {"seconds", picture.to},
                                {"recognised", recognised},
