@@ -8,7 +8,7 @@ import subprocess
 import tempfile
 import unittest
 
-from tool_runner import noise, run, run_json, write_wav
+from tool_runner import TOOL, noise, run, run_json, write_wav
 
 RATE = 44100
 
@@ -145,6 +145,7 @@ class InputsTest(unittest.TestCase):
                 code, _, messages = run(*command, "--strict")
                 self.assertEqual(code, 3, command)
                 self.assertRegex(messages, f"{file}: damaged at")
+            self.assert_channel_left_out(file)
         # What has no match is better than what was left out, what can't be read is worse.
         write_wav("other.wav", noise("other", 0.5))
         self.assertEqual(run("match", "db", "other.wav", "a.flac")[0], 4)
@@ -152,6 +153,18 @@ class InputsTest(unittest.TestCase):
         pathlib.Path("ruin.flac").write_bytes(pathlib.Path("a.flac").read_bytes()[:9000])
         self.damage("ruin.flac", 8400 / 9000, 600)
         self.assertEqual(run("index", "ruin.db", "ruin.flac")[0], 3)
+
+    def assert_channel_left_out(self, file):
+        """What is damaged is left out of a channel and of a question, too."""
+        for options, expected in (((), (4, 1)), (("--strict",), (3, 0))):
+            channels = subprocess.Popen(
+                [TOOL, "channels", *options, "--speed", "1000", f"radio={file}"], text=True,
+                stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+            while "damaged at" not in (message := channels.stderr.readline()):
+                self.assertNotEqual(message, "")
+            output, messages = channels.communicate(file + "\n")
+            self.assertEqual((channels.returncode, output.count("\n")), expected)
+            self.assertIn(f"{file}: damaged at", messages)
 
     def test_opus_whose_times_are_off(self):
         ffmpeg("-i", "heard.wav", "-c:a", "libopus", "a.opus")

@@ -172,14 +172,11 @@ std::unique_ptr<SoundSource> openNamedPipe(const std::filesystem::path& path,
   return openPipe(std::move(live), path, raw, options);
 }
 
-std::string damageMessage(const std::filesystem::path& path, const Damage& damage) {
-  return fmt::format("{}: damaged at {:.1f} s: {}; what can be read is used (--strict refuses it)",
-                     path.string(), damage.second, damage.text);
-}
-
 ExitCode reportDamage(const std::filesystem::path& path, const std::optional<Damage>& damage) {
   if (!damage) return ExitCode::kSuccess;
-  report(damageMessage(path, *damage));
+  warn(fmt::format("damaged at {:.1f} s: {}; what can be read is used (--strict refuses it)",
+                   damage->second, damage->text),
+       path);
   return ExitCode::kLeftOut;
 }
 

@@ -79,10 +79,9 @@ std::unique_ptr<SoundSource> openNamedPipe(const std::filesystem::path& path,
                                            const std::optional<RawFormat>& raw,
                                            const SoundOptions& options = {});
 
-/// The message on a file that was used in spite of its damage.
-std::string damageMessage(const std::filesystem::path& path, const Damage& damage);
-
-/// Tells the user of a recording's damage, if it has any.
+/// Warns the user of a recording's damage, if it has any.
+///
+/// @return kLeftOut if it has
 ExitCode reportDamage(const std::filesystem::path& path, const std::optional<Damage>& damage);
 
 }  // namespace audiomatch

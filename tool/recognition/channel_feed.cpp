@@ -29,7 +29,7 @@ bool waitUntil(Clock::time_point time) {
   return poll(&watched, 1, left > 0 ? static_cast<int>(left) : 0) == 0;
 }
 
-/// Feeds one channel packet by packet.
+/// Feeds one channel packet by packet, and has it forgotten at the end.
 class Feed {
  public:
   Feed(SoundSource& source, std::size_t channel, LiveChannels& channels)
@@ -43,6 +43,9 @@ class Feed {
       throw std::bad_alloc();
     }
   }
+  Feed(const Feed&) = delete;
+  Feed& operator=(const Feed&) = delete;
+  ~Feed() { channels_.end(channel_); }
 
   /// False at the end.
   bool next() {
@@ -67,11 +70,37 @@ class Feed {
   std::vector<std::int16_t> samples_;
 };
 
-std::unique_ptr<SoundSource> openChannel(const ChannelInput& input, const FeedOptions& options) {
-  if (input.input == "-") return openStandardInput(options.raw);
+bool isFile(const ChannelInput& input) {
   std::error_code error;
-  if (std::filesystem::is_regular_file(input.input, error)) return openSound(input.input);
-  return openNamedPipe(input.input, options.raw);
+  return std::filesystem::is_regular_file(input.input, error);
+}
+
+std::unique_ptr<SoundSource> openChannel(const ChannelInput& input, const FeedOptions& options) {
+  if (input.input == "-") return openStandardInput(options.raw, options.sound);
+  if (isFile(input)) return openSound(input.input, options.sound);
+  return openNamedPipe(input.input, options.raw, options.sound);
+}
+
+/// Feeds a channel to its end, or until a signal comes: then it returns false.
+bool feedAll(SoundSource& source, const ChannelInput& input, std::size_t channel,
+             LiveChannels& channels, const FeedOptions& options) {
+  const bool in_its_time = isFile(input);
+  const Clock::time_point start = Clock::now();
+  Feed feed(source, channel, channels);
+  bool is_told = false;
+  while (feed.next()) {
+    // At once, since a channel may go on for days.
+    if (!is_told && source.damage()) {
+      reportDamage(input.input, source.damage());
+      is_told = true;
+    }
+    const std::chrono::duration<double> played(static_cast<double>(source.position()) /
+                                               source.sampleRate() / options.speed);
+    const auto due = start + std::chrono::duration_cast<Clock::duration>(played);
+    if (!waitUntil(in_its_time ? due : Clock::now())) return false;
+  }
+  if (!is_told) reportDamage(input.input, source.damage());
+  return true;
 }
 
 }  // namespace
@@ -84,25 +113,16 @@ ChannelInput parseChannel(const std::string& argument) {
   return {std::filesystem::path(argument).stem().string(), argument};
 }
 
-void feedChannel(const ChannelInput& input, std::size_t channel, LiveChannels& channels,
-                 const FeedOptions& options) {
+ExitCode feedChannel(const ChannelInput& input, std::size_t channel, LiveChannels& channels,
+                     const FeedOptions& options) {
+  std::unique_ptr<SoundSource> source;
   try {
-    const std::unique_ptr<SoundSource> source = openChannel(input, options);
-    std::error_code error;
-    const bool in_its_time = std::filesystem::is_regular_file(input.input, error);
-    const Clock::time_point start = Clock::now();
-    Feed feed(*source, channel, channels);
-    while (feed.next()) {
-      const std::chrono::duration<double> played(static_cast<double>(source->position()) /
-                                                 source->sampleRate() / options.speed);
-      const auto due = start + std::chrono::duration_cast<Clock::duration>(played);
-      if (in_its_time ? !waitUntil(due) : !waitUntil(Clock::now())) return;
-    }
-    channels.end(channel);
-    note(input.name + ": has ended");
+    source = openChannel(input, options);
+    if (feedAll(*source, input, channel, channels, options)) note(input.name + ": has ended");
   } catch (const Interrupted&) {
-    // So has everything.
+    // So has everything been.
   }
+  return source && source->damage() ? ExitCode::kLeftOut : ExitCode::kSuccess;
 }
 
 }  // namespace audiomatch

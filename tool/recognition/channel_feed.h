@@ -2,9 +2,12 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <optional>
 #include <string>
 
+#include "tool/base/errors.h"
 #include "tool/input/raw_format.h"
+#include "tool/input/sound_source.h"
 #include "tool/recognition/live_channels.h"
 
 namespace audiomatch {
@@ -23,12 +26,15 @@ ChannelInput parseChannel(const std::string& argument);
 struct FeedOptions {
   std::optional<RawFormat> raw;  ///< of pipes; none for sound files through pipes
   double speed = 1.0;            ///< of files: they play in their own time, or faster
+  SoundOptions sound;
 };
 
 /// Feeds a channel until its input ends or a signal comes, and says when it is
-/// on air and when it ends, which is when what it played is forgotten. Throws FileError and
-/// std::bad_alloc.
-void feedChannel(const ChannelInput& input, std::size_t channel, LiveChannels& channels,
-                 const FeedOptions& options);
+/// on air, when it is damaged, and when it ends. What it played is forgotten
+/// when it ends or fails. Throws FileError and std::bad_alloc.
+///
+/// @return kLeftOut when something damaged was left out
+ExitCode feedChannel(const ChannelInput& input, std::size_t channel, LiveChannels& channels,
+                     const FeedOptions& options);
 
 }  // namespace audiomatch

@@ -3,10 +3,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <csignal>
 #include <exception>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -45,9 +45,15 @@ struct ChannelsOptions {
   FeedOptions feed;
 };
 
+/// What of a recording is asked for.
+struct Question {
+  std::vector<audio::AudioFeature> features;
+  std::optional<Damage> damage;
+};
+
 /// The features of a recording's last seconds.
-std::vector<audio::AudioFeature> featuresOf(const std::string& file) {
-  const std::unique_ptr<SoundSource> source = openSound(file);
+Question readQuestion(const std::string& file, const SoundOptions& options) {
+  const std::unique_ptr<SoundSource> source = openSound(file, options);
   const auto most = static_cast<std::size_t>(kHeardSeconds * source->sampleRate());
   std::vector<std::int16_t> samples;
   while (source->read(samples, most) == most) {
@@ -61,7 +67,7 @@ std::vector<audio::AudioFeature> featuresOf(const std::string& file) {
   const auto recording = toAudio(samples, source->channels(), source->sampleRate());
   if (!extractor.init(false) || !extractor.loadAudio(recording.get())) throw std::bad_alloc();
   if (!extractor.extractFeatures()) throw FileError(file, describe(extractor.outcome()));
-  return extractor.getFeatures();
+  return {extractor.getFeatures(), source->damage()};
 }
 
 std::string lineOf(const std::string& file, const ChannelAnswer& answer, bool json) {
@@ -91,7 +97,9 @@ ExitCode answerAll(const LiveChannels& channels, const ChannelsOptions& options,
   while (const std::optional<std::string> file = lines.next()) {
     std::string line;
     try {
-      const ChannelAnswer answer = channels.find(featuresOf(*file));
+      const auto [features, damage] = readQuestion(*file, options.feed.sound);
+      code = worse(code, reportDamage(*file, damage));
+      const ChannelAnswer answer = channels.find(features);
       if (!answer.recognised) code = worse(code, ExitCode::kNoMatch);
       line = lineOf(*file, answer, options.common.json);
     } catch (const FileError& error) {
@@ -107,7 +115,7 @@ ExitCode answerAll(const LiveChannels& channels, const ChannelsOptions& options,
   return code;
 }
 
-/// Threads that feed the channels; they end with the signal that ends all.
+/// Threads that feed the channels; they end with their inputs, or the signal that ends all.
 class Feeds {
  public:
   Feeds(const std::vector<ChannelInput>& inputs, LiveChannels& channels,
@@ -115,19 +123,32 @@ class Feeds {
     for (std::size_t i = 0; i < inputs.size(); ++i) {
       threads_.emplace_back([this, input = inputs[i], i, &channels, options] {
         try {
-          feedChannel(input, i, channels, options);
+          hasCome(feedChannel(input, i, channels, options));
+        } catch (const FileError& error) {
+          report(error);
+          hasCome(ExitCode::kFailure);
         } catch (const std::exception& error) {
-          report(error.what());
-          failed_ = true;
+          report(error.what(), input.input);
+          hasCome(ExitCode::kFailure);
         }
       });
     }
   }
 
-  bool failed() const noexcept { return failed_; }
+  /// Waits for all of them.
+  ExitCode finish() {
+    threads_.clear();
+    return worst_;
+  }
 
  private:
-  std::atomic<bool> failed_ = false;
+  void hasCome(ExitCode code) {
+    const std::lock_guard lock(mutex_);
+    worst_ = worse(worst_, code);
+  }
+
+  std::mutex mutex_;
+  ExitCode worst_ = ExitCode::kSuccess;
   std::vector<std::jthread> threads_;
 };
 
@@ -150,14 +171,10 @@ ExitCode runChannels(const ChannelsOptions& options) {
   const InterruptGuard guard;
   std::signal(SIGPIPE, SIG_IGN);
   LiveChannels channels(in_order, options.periods, options.thresholds);
-  ExitCode code = ExitCode::kSuccess;
-  {
-    const Feeds feeds(inputs, channels, options.feed);
-    code = answerAll(channels, options, guard);
-    guard.raise();
-    if (feeds.failed()) code = ExitCode::kFailure;
-  }
-  return code;
+  Feeds feeds(inputs, channels, options.feed);
+  const ExitCode code = answerAll(channels, options, guard);
+  guard.raise();
+  return worse(code, feeds.finish());
 }
 
 }  // namespace
@@ -184,6 +201,7 @@ void addChannelsCommand(CLI::App& app, Action& action) {
       ->type_name("X");
   addThresholdOptions(*command, options->thresholds);
   const auto raw_given = addRawOptions(*command, options->raw, "pipes");
+  addSoundOptions(*command, options->feed.sound);
   addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of text");
   command->footer(std::string(kChannelsHelp) + kExitCodesHelp);
   command->callback([=, &action] {
