@@ -25,7 +25,7 @@ tool=$PWD/moved/bin/audiomatch
 library=$(installed libaudio_analyzer.so)
 jar=$(installed audiomatch.jar)
 example=$(installed MatchOne.java)
-for document in README.md CHANGELOG.md database.md third-party.md \
+for document in README.md CHANGELOG.md database.md third-party.md build_database.py \
     audiomatch-javadoc.jar audiomatch-sources.jar; do
   document=$(installed "$document")
   [ -s "$document" ] || fail "empty: $document"

@@ -15,6 +15,7 @@ import subprocess
 import sys
 import tempfile
 
+EXAMPLES = pathlib.Path(__file__).resolve().parents[2] / "examples"
 TRACKS = {"Album A": ["track1", "track4", "track5", "track9"],
           "Album B": ["track16", "track20", "track22", "track26"]}
 # Stands in for the recorder of the sound card: it plays what was heard, at once.
@@ -44,6 +45,7 @@ def prepare(folder, build, music):
     sox(*parts, folder / "broadcast.ogg")
     for part in parts:
         part.unlink()
+    os.symlink(EXAMPLES, folder / "examples")
     programs = folder / "bin"
     programs.mkdir()
     (programs / "arecord").write_text(ARECORD)

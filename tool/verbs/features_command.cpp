@@ -3,8 +3,10 @@
 #include <filesystem>
 #include <memory>
 #include <new>
+#include <utility>
+#include <vector>
 
-#include "base/analysis_grid.h"
+#include "feature/audio_feature.h"
 #include "feature/feature_extractor.h"
 #include "tool/base/errors.h"
 #include "tool/input/recording.h"
@@ -18,13 +20,15 @@ namespace {
 
 constexpr const char* kFeaturesHelp =
     "Lists the features of all four passes, as a recording to be matched has them. What is\n"
-    "written with --binary, --base64, --csv or --json can be matched in its place. --picture is\n"
-    "an older way to say: audiomatch plot FILE -o PNG, which draws the first pass.\n\n";
+    "written with --binary, --base64, --csv or --json can be matched in its place. With\n"
+    "--single-pass they are those that the recording would have in a database. --picture is an\n"
+    "older way to say: audiomatch plot FILE -o PNG, which draws the first pass.\n\n";
 
 struct FeaturesOptions {
   CommonOptions common;
   SoundOptions sound;
   std::filesystem::path file;
+  bool single_pass = false;
   bool csv = false;
   std::filesystem::path binary;
   bool base64 = false;
@@ -49,12 +53,16 @@ FeatureForm formOf(const FeaturesOptions& options) {
 ExitCode list(const FeaturesOptions& options, const FeatureForm& form) {
   const Recording recording = readRecording(options.file, options.sound);
   audio::FeatureExtractor extractor;
-  if (!extractor.init(false) || !extractor.loadAudio(recording.audio.get())) throw std::bad_alloc();
+  if (!extractor.init(options.single_pass) || !extractor.loadAudio(recording.audio.get())) {
+    throw std::bad_alloc();
+  }
   if (!extractor.extractFeatures()) {
     throw FileError(options.file, describe(extractor.outcome()));
   }
   const double seconds = 1.0 * recording.audio->dataLen() / recording.audio->sampleRate();
-  writeFeatures({extractor.getFeatures(), seconds}, form);
+  std::vector<audio::AudioFeature> features = extractor.getFeatures();
+  audio::sortUnique(features);
+  writeFeatures({std::move(features), seconds}, form);
   return reportDamage(options.file, recording.damage);
 }
 
@@ -73,6 +81,8 @@ void addFeaturesCommand(CLI::App& app, Action& action) {
   auto options = std::make_shared<FeaturesOptions>();
   CLI::App* command = app.add_subcommand("features", "List or draw a recording's fingerprint");
   command->add_option("FILE", options->file, "Recording")->required()->type_name("");
+  command->add_flag("--single-pass", options->single_pass,
+                    "The features of the first pass only, as a reference has them");
   command->add_flag("--csv", options->csv, "Print CSV, with a line of headings");
   command
       ->add_option("--binary", options->binary,
