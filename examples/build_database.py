@@ -19,10 +19,13 @@ MOST_ENTRIES = 20000  # of each audio
 
 def read_features(path):
     """The (time, key) pairs of a file, each once."""
-    with open(path, newline="") as file:
-        features = {(int(row["startTime"]), int(row["hashKey"])) for row in csv.DictReader(file)}
-    if not features:
-        sys.exit(f"{path}: holds no features; leave it out, or make it again")
+    try:
+        with open(path, newline="") as file:
+            features = {(int(row["startTime"]), int(row["hashKey"])) for row in csv.DictReader(file)}
+    except (OSError, KeyError, ValueError) as error:
+        sys.exit(f"{path}: not the CSV that audiomatch features prints: {error!r}")
+    if not features or not all(time >= 0 and 0 <= key < BUCKETS for time, key in features):
+        sys.exit(f"{path}: holds no features, or impossible ones; make it again")
     return sorted(features)
 
 

@@ -58,7 +58,7 @@ class ToolTest(unittest.TestCase):
     def test_index(self):
         code, (*files, summary), messages = run_json("index", "db", "music", "--entries", "300")
         self.assertEqual(code, 0)
-        self.assertRegex(messages, "skipped: music/notes.txt: not audio")
+        self.assertRegex(messages, "music/notes.txt: skipped: not audio")
         self.assertEqual([f["file"] for f in files], ["music/b/one.wav", "music/b/two.wav",
                                                       "music/four.wav", "music/three.wav"])
         names, buckets = read_database("db")
@@ -135,12 +135,22 @@ class ToolTest(unittest.TestCase):
         write_wav("other.wav", noise("other", 0.5))
         code, answers, messages = run_json("match", "db", "other.wav", "silence.wav")
         self.assertEqual(code, 1)
-        for answer, reason in zip(answers, ("no match", "no features: silent")):
+        for answer in answers:
             self.assertEqual([answer[key] for key in ("name", "level", "discrimination", "hits",
                                                       "recognised", "position")],
                              ["", None, None, 0, False, None])
-            self.assertIn(reason, answer["error"])
-            self.assertIn(answer["error"], messages)
+        self.assertEqual([answer["kind"] for answer in answers], [None, "silence"])
+        self.assertIn("no match", answers[0]["error"])
+        # Silence is no mistake.
+        self.assertEqual(messages, f"audiomatch: other.wav: {answers[0]['error']}\n")
+        self.assertIn("(silence)", run("match", "db", "silence.wav")[1])
+        # Of nothing nothing can be said.
+        os.mkdir("nothing")
+        self.assertEqual(run("match", "db", "nothing")[0], 3)
+        pathlib.Path("nothing/text").write_text("text")
+        self.assertEqual(run("match", "db", "nothing")[0], 3)
+        for arguments in (("-", "other.wav"), ("-", "--whole")):
+            self.assertEqual(run("match", "db", *arguments)[0], 2)
         self.assertEqual(run("match", "db", "other.wav", "missing.wav")[0], 3)
         # Not a database, a folder, no file, and one that ends early, which is said.
         for bad, reason in (("other.wav", "not a database"), ("music", "can't be read"),

@@ -123,7 +123,7 @@ class InputsTest(unittest.TestCase):
         self.assertEqual(len(lines), 7)
         for name in ("cover.jpg", "cover.png", "empty.m4a", "empty.wav", "list.m3u8",
                      "notes.txt"):
-            self.assertEqual(sum(f"skipped: music/{name}: not audio" in line for line in lines), 1)
+            self.assertEqual(sum(f"music/{name}: skipped: not audio" in line for line in lines), 1)
         self.assertRegex(messages, "music/cut.wav: damaged at 5.7 s: .* promises 10.0 s")
         self.assertFalse(os.path.exists("started"))
 

@@ -150,7 +150,7 @@ class KeepingTest(unittest.TestCase):
                                                      "stem")
         self.assertEqual([file["name"] for file in files], ["intro", "outro"])
         self.assertEqual((code, summary["skipped"]), (0, 3))
-        self.assertIn("skipped: b/x/intro.wav: the name intro is another", messages)
+        self.assertIn("b/x/intro.wav: skipped: the name intro is another", messages)
 
     def test_names_that_are_given(self):
         write_tags("music/one.wav", IART="Ann", INAM="Song")
@@ -180,7 +180,7 @@ class KeepingTest(unittest.TestCase):
         self.assertEqual([file["name"] for file in files], ["four", "three"])
         self.assertEqual([summary[key] for key in ("added", "alreadyThere", "skipped", "audios")],
                          [2, 2, 1, 4])
-        self.assertIn("skipped: music/loop: Too many levels", messages)
+        self.assertIn("music/loop: skipped: Too many levels", messages)
         self.assertTrue(os.path.islink("link"))
         self.assertEqual(sorted(os.listdir()), ["link", "music"])
         self.assertEqual(names("link"), names("music/db"))

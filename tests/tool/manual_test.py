@@ -112,6 +112,9 @@ class ManualTest(unittest.TestCase):
             shell.expect("audiomatch features --csv h\t", "heard.wav")
             shell.expect("audiomatch features --binary h\t", "heard.wav")
             shell.expect("audiomatch features --from 3 h\t", "heard.wav")
+            shell.expect("audiomatch match --list h\t", "heard.wav")
+            shell.expect("audiomatch match --format f32l\t", "f32le")
+            shell.expect("audiomatch index --name-from t\t", "tags")
             # Nothing completes a number: the word is still the one letter.
             shell.expect("audiomatch features --from h\t --js\t", "--from h --json")
 

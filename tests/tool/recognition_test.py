@@ -74,6 +74,12 @@ class RecognitionTest(unittest.TestCase):
         changes = [row for row in rows if row["event"] == "now"]
         self.assertEqual([row["name"] for row in changes if row["recognised"]],
                          ["one", "two", "one"])
+        # What follows a silence begins behind it.
+        sound = sum((piece(self.recordings, *part) for part in
+                     (("one", 0, 12), ("silence", 0, 6), ("stranger", 0, 15))), array.array("h"))
+        unknown = [row for row in run_json("match", "db", "-", *raw, stdin=sound.tobytes())[1]
+                   if (row["event"], row["kind"]) == ("now", "unknown")]
+        self.assertAlmostEqual(unknown[-1]["from"], 18, delta=0.6)
         # A change is printed while the input is still open.
         process = subprocess.Popen([TOOL, "match", "db", "-", *raw], stdin=subprocess.PIPE,
                                    stdout=subprocess.PIPE)

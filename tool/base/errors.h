@@ -30,9 +30,9 @@ constexpr ExitCode worse(ExitCode a, ExitCode b) noexcept { return rankOf(a) < r
 
 /// The section on exit codes of help and manual: a sentence, then a line each.
 inline constexpr const char* kExitCodesHelp =
-    "Exit codes (of several, the last in the order 0, 1, 4, 2, 3):\n"
+    "Exit codes (of several, the worst: 3, else 2, 4, 1, 0):\n"
     "  0  success\n"
-    "  1  at least one recording was not recognised\n"
+    "  1  match, channels: at least one recording was not recognised\n"
     "  2  wrong usage\n"
     "  3  something could not be read or written; standard error names it\n"
     "  4  damaged sound was left out and the rest used; standard error names it\n";

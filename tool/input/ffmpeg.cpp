@@ -164,7 +164,9 @@ std::string Ffmpeg::problem(bool ended) {
     if (feeder_) feeder_->problem(true);
   }
   const std::string line = firstLine(messages_);
-  if (!line.empty()) return "ffmpeg: " + line;
+  if (!line.empty()) {
+    return "ffmpeg: " + line + (feeder_ ? " (from a pipe; it may be read as a file)" : "");
+  }
   if (WIFSIGNALED(status)) return fmt::format("ffmpeg was ended by signal {}", WTERMSIG(status));
   return status != 0 ? "ffmpeg failed without saying why" : "";
 }

@@ -2,6 +2,7 @@
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <charconv>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -17,6 +18,13 @@ namespace {
 constexpr std::string_view kCsvHeading = "startTime,hashKey";
 static_assert(kCsvHeading.size() <= kFingerprintStart);
 constexpr std::size_t kBlockSize = std::size_t{1} << 16;
+
+/// An object that begins with a feature's key, unlike those of other files.
+bool looksLikeJson(std::string_view bytes) noexcept {
+  if (!bytes.starts_with('{')) return false;
+  bytes.remove_prefix(std::min(bytes.find_first_not_of(" \t", 1), bytes.size()));
+  return bytes.starts_with("\"startTime\"") || bytes.starts_with("\"hashKey\"");
+}
 
 /// The next line, without its end, taken from the front of a text.
 std::string_view takeLine(std::string_view& text) noexcept {
@@ -84,7 +92,7 @@ void readMore(audio::FileSource& file, std::size_t size, std::string& contents,
 
 bool looksLikeFingerprint(std::string_view bytes) noexcept {
   return bytes.starts_with(kFingerprintMagic) || bytes.starts_with(kFingerprintMagicBase64) ||
-         bytes.starts_with('{') || bytes.starts_with(kCsvHeading);
+         bytes.starts_with(kCsvHeading) || looksLikeJson(bytes);
 }
 
 Fingerprint parseFingerprint(std::string_view contents, const std::filesystem::path& path) {

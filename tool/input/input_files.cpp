@@ -1,6 +1,5 @@
 #include "tool/input/input_files.h"
 
-#include <fmt/core.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,7 +15,7 @@ namespace fs = std::filesystem;
 /// Collects the files below a folder.
 class FolderWalk {
  public:
-  explicit FolderWalk(std::vector<std::string>& problems) : problems_(problems) {}
+  explicit FolderWalk(std::vector<FileError>& problems) : problems_(problems) {}
 
   void enter(const fs::path& folder) {
     std::error_code error;
@@ -51,12 +50,12 @@ class FolderWalk {
     for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
       entries.push_back(entry->path());
     }
-    if (error) problems_.push_back(fmt::format("{}: {}", folder.string(), error.message()));
+    if (error) problems_.emplace_back(folder, error.message());
     sortByBytes(entries);
     return entries;
   }
 
-  std::vector<std::string>& problems_;
+  std::vector<FileError>& problems_;
   std::set<fs::path> entered_;
   std::vector<fs::path> files_;
 };
@@ -78,7 +77,7 @@ class Collection {
     if (seen_.insert(place).second) {
       inputs_.files.push_back({path, named});
     } else {
-      inputs_.repeated.push_back(fmt::format("skipped: {}: given before", path.string()));
+      inputs_.repeated.emplace_back(path, "skipped: given before");
     }
   }
 
@@ -101,7 +100,7 @@ InputFiles expandInputs(const std::vector<fs::path>& arguments, const fs::path& 
       for (const fs::path& file : std::move(walk).sortedFiles()) collection.add(file, false);
     } else if (access(argument.c_str(), R_OK) != 0) {
       // Told now rather than after an hour's work on the others.
-      inputs.problems.push_back(fmt::format("{}: {}", argument.string(), std::strerror(errno)));
+      inputs.problems.emplace_back(argument, std::strerror(errno));
     } else {
       collection.add(argument, true);
     }

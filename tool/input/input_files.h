@@ -1,8 +1,9 @@
 #pragma once
 
 #include <filesystem>
-#include <string>
 #include <vector>
+
+#include "tool/base/errors.h"
 
 namespace audiomatch {
 
@@ -14,9 +15,9 @@ struct InputFile {
 
 /// What the arguments of a command come to.
 struct InputFiles {
-  std::vector<InputFile> files;       ///< each once, in the order of the arguments
-  std::vector<std::string> repeated;  ///< messages on files that had come before
-  std::vector<std::string> problems;  ///< messages on what can't be read
+  std::vector<InputFile> files;     ///< each once, in the order of the arguments
+  std::vector<FileError> repeated;  ///< messages on files that had come before
+  std::vector<FileError> problems;  ///< messages on what can't be read
 };
 
 /// Expands files and folders. A folder stands for all files below it, sorted by

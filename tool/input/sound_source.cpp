@@ -15,6 +15,7 @@
 #include "tool/input/audio_reader.h"
 #include "tool/input/descriptor.h"
 #include "tool/input/ffmpeg.h"
+#include "tool/input/fingerprint_file.h"
 #include "tool/input/mp3_decoder.h"
 #include "tool/input/opus_decoder.h"
 #include "tool/input/rate_reducer.h"
@@ -27,6 +28,8 @@ namespace audiomatch {
 namespace {
 
 constexpr const char* kNotAudio = "not audio that can be read (WAV, FLAC, Ogg, Opus, MP3, ...)";
+constexpr const char* kFingerprint =
+    "a fingerprint, not a recording; only match takes one, and as a file";
 constexpr const char* kFfmpegMissing =
     "can't be read without ffmpeg; install ffmpeg to read M4A, WMA and video, and FLAC from a pipe";
 constexpr std::size_t kSkippedFrames = 8192;
@@ -64,13 +67,16 @@ std::unique_ptr<SoundSource> atEngineRate(std::unique_ptr<SoundSource> source,
 }
 
 /// A source of what was opened. Throws FileError when that failed.
-std::unique_ptr<SoundSource> assemble(const std::filesystem::path& name,
+///
+/// @param start  the recording's first bytes
+std::unique_ptr<SoundSource> assemble(const std::filesystem::path& name, const std::string& start,
                                       std::unique_ptr<Decoder> decoder,
                                       std::unique_ptr<Feeder> feeder, const SoundOptions& options) {
   if (!decoder) {
     checkInterrupt();
     const std::string problem = feeder ? feeder->problem(true) : "";
-    throw FileError(name, problem.empty() ? kNotAudio : "not audio that can be read: " + problem);
+    if (!problem.empty()) throw FileError(name, "not audio that can be read: " + problem);
+    throw FileError(name, looksLikeFingerprint(start) ? kFingerprint : kNotAudio);
   }
   return atEngineRate(
       std::make_unique<AudioReader>(name, std::move(decoder), std::move(feeder), options), name);
@@ -90,7 +96,8 @@ std::unique_ptr<Decoder> openDecoder(const Descriptor& file, SoundKind kind,
 /// Opens a file by libsndfile, and what is beyond it by ffmpeg.
 std::unique_ptr<SoundSource> openFile(const Descriptor& file, const std::filesystem::path& name,
                                       const SoundOptions& options) {
-  const SoundKind kind = soundKind(firstBytes(file, kTellingBytes));
+  const std::string start = firstBytes(file, kTellingBytes);
+  const SoundKind kind = soundKind(start);
   std::unique_ptr<Decoder> decoder = openDecoder(file, kind, {});
   std::unique_ptr<Feeder> feeder;
   if (!decoder && kind != SoundKind::kSndfile) {
@@ -100,7 +107,7 @@ std::unique_ptr<SoundSource> openFile(const Descriptor& file, const std::filesys
     sockets.writing = Descriptor();
     decoder = SndfileDecoder::open(std::move(sockets.reading));
   }
-  return assemble(name, std::move(decoder), std::move(feeder), options);
+  return assemble(name, start, std::move(decoder), std::move(feeder), options);
 }
 
 /// Opens what comes live.
@@ -122,7 +129,7 @@ std::unique_ptr<SoundSource> openPipe(Descriptor live, const std::filesystem::pa
   }
   std::unique_ptr<Decoder> decoder = openDecoder(sockets.reading, kind, raw);
   sockets.reading = Descriptor();
-  return assemble(name, std::move(decoder), std::move(feeder), options);
+  return assemble(name, start, std::move(decoder), std::move(feeder), options);
 }
 
 }  // namespace

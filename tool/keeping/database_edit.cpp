@@ -161,8 +161,9 @@ EditReport mergeDatabases(const fs::path& database, const std::vector<fs::path>&
       const bool same = first->second == recording && recording.entries;
       ++(same ? left_out.already_there : left_out.skipped);
       if (same) return false;
-      report(fmt::format("skipped: {}: the name {} is taken; `audiomatch rename` gives another",
-                         part.string(), recording.name));
+      warn(fmt::format("skipped: the name {} is taken; `audiomatch rename` gives another",
+                       recording.name),
+           part);
       return false;
     };
     sources.push_back(take(Opened(part), is_new, recordings, next));

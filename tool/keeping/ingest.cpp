@@ -81,13 +81,13 @@ void Ingestion::collect() {
   if (options_.name) given[arguments[0].native()] = *options_.name;
   if (!options_.list.empty()) {
     for (ListedFile& file : readInputList(options_.list, options_.null)) {
-      if (!file.name.empty()) given[file.path.native()] = std::move(file.name);
+      if (!file.name.empty()) given.try_emplace(file.path.native(), std::move(file.name));
       arguments.push_back(std::move(file.path));
     }
   }
   const InputFiles inputs = expandInputs(arguments, change_.place());
-  for (const std::string& message : inputs.problems) report(message);
-  for (const std::string& message : inputs.repeated) warn(message);
+  for (const FileError& message : inputs.problems) report(message);
+  for (const FileError& message : inputs.repeated) warn(message);
   failed_ = !inputs.problems.empty();
   report_.skipped = inputs.problems.size() + inputs.repeated.size();
   const fs::path own[] = {canonicalOr(catalogueFileOf(change_.place())),
@@ -113,10 +113,10 @@ void Ingestion::takeCandidate(const InputFile& file, const std::string& given) {
   std::error_code error;
   const std::uintmax_t bytes = fs::file_size(arrival.place, error);
   if (!error && known->bytes.value_or(bytes) != bytes) {
-    warn(
-        fmt::format("{}: has changed since it was added as {}; to take it as it is now, remove "
-                    "{} first",
-                    file.path.string(), known->name, known->name));
+    warn(fmt::format("has changed since it was added as {}; to take it as it is now, remove "
+                     "{} first",
+                     known->name, known->name),
+         file.path);
   }
 }
 
@@ -130,7 +130,8 @@ bool Ingestion::reportProblems() {
       damaged_ = worse(damaged_, reportDamage(arrival.path, arrival.analysis->damage));
     }
     if (arrival.problem.empty()) continue;
-    arrival.named ? report(arrival.problem) : warn("skipped: " + arrival.problem);
+    arrival.named ? report(arrival.problem, arrival.path)
+                  : warn("skipped: " + arrival.problem, arrival.path);
     named_failed = named_failed || arrival.named;
   }
   std::erase_if(arrivals_, [](const Arrival& arrival) { return !arrival.analysis; });
@@ -180,11 +181,12 @@ bool Ingestion::refuseTakenNames() {
     }
     ++report_.skipped;
     named_refused = named_refused || arrival.named;
-    report(fmt::format("{}{}: {}", arrival.named ? "" : "skipped: ", arrival.path.string(),
-                       has_zero ? "a name has no zero bytes"
-                                : fmt::format("the name {} is another recording's; give it one "
-                                              "with --name, or use --name-from path",
-                                              name)));
+    report(std::string(arrival.named ? "" : "skipped: ") +
+               (has_zero ? "a name has no zero bytes"
+                         : fmt::format("the name {} is another recording's; give it one with "
+                                       "--name, or use --name-from path",
+                                       name)),
+           arrival.path);
     return true;
   });
   return named_refused;
@@ -243,10 +245,10 @@ bool Ingestion::leaveOutDuplicates(const std::vector<Duplicate>& duplicates) {
   // What was told apart from a duplicate may have a shorter name now.
   nameByPath();
   for (const Duplicate& duplicate : duplicates) {
-    warn(fmt::format("{}: the same audio as {}, left out; --keep-duplicates keeps it",
-                     arrivals_[duplicate.recording - first_new].path.string(),
+    warn(fmt::format("the same audio as {}, left out; --keep-duplicates keeps it",
                      duplicate.of < first_new ? old_->recordings()[duplicate.of].name
-                                              : arrivals_[duplicate.of - first_new].name));
+                                              : arrivals_[duplicate.of - first_new].name),
+         arrivals_[duplicate.recording - first_new].path);
   }
   report_.duplicates = duplicates.size();
   std::erase_if(arrivals_, [](const Arrival& arrival) { return !arrival.analysis; });
@@ -264,7 +266,7 @@ IndexReport Ingestion::reportOn() {
 }
 
 Ingested Ingestion::gaveUp() {
-  report(fmt::format("{}: not written; --keep-going takes the rest", options_.database.string()));
+  report("not written; --keep-going takes the rest", options_.database);
   return {std::nullopt, ExitCode::kFailure};
 }
 

@@ -39,7 +39,7 @@ void analyseAll(std::vector<Arrival>& arrivals, const BatchOptions& options, Ent
     try {
       reference = analyseReference(arrival.path, options.most_entries, options.sound);
     } catch (const FileError& error) {
-      arrival.problem = error.what();
+      arrival.problem = error.problem();
       if (arrival.named && !options.keep_going) stop = true;
       return;
     }

@@ -10,8 +10,8 @@
 namespace audiomatch {
 namespace {
 
-constexpr std::string_view kFileNames[] = {"FILE", "FOLDER",  "INPUT", "PART",
-                                           "PATH", "PICTURE", "PNG"};
+constexpr std::string_view kFileNames[] = {"FILE", "FOLDER", "INPUT",   "PART",
+                                           "LIST", "PATH",   "PICTURE", "PNG"};
 
 /// The words of a list such as "{png,svg}"; none of another text.
 std::vector<std::string> listed(const std::string& text) {

@@ -22,6 +22,8 @@ std::string jsonLine(nlohmann::ordered_json object) {
   return object.dump(-1, ' ', false, kReplace) + '\n';
 }
 
+double thousandths(double value) noexcept { return std::round(value * 1000.0) / 1000.0; }
+
 double shortest(float number) { return std::stod(fmt::format("{}", number)); }
 
 std::string clockTime(double seconds) {

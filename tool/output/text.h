@@ -17,6 +17,9 @@ inline constexpr int kJsonVersion = 1;
 /// wrong bytes replaced.
 std::string jsonLine(nlohmann::ordered_json object);
 
+/// A number rounded for programs that people read, too: milliseconds are enough.
+double thousandths(double value) noexcept;
+
 /// A float as the shortest number that reads back as the same float.
 double shortest(float number);
 

@@ -3,7 +3,7 @@
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <cmath>
+#include <optional>
 
 #include "tool/output/display_text.h"
 #include "tool/output/terminal.h"
@@ -15,9 +15,6 @@ namespace {
 constexpr std::size_t kMostExplained = 5;
 constexpr std::size_t kClockWidth = 9;  // h:mm:ss.t
 constexpr std::size_t kNameWidth = 24;  // of most
-
-/// The value rounded for people and programs: milliseconds are enough.
-double thousandths(double value) { return std::round(value * 1000.0) / 1000.0; }
 
 template <typename Value>
 nlohmann::ordered_json orNull(const std::optional<Value>& value) {
@@ -45,6 +42,7 @@ MatchRow rowOf(const std::string& file, double seconds, const Answer& answer) {
                .error = answer.problem,
                .code = answer.code};
   row.heard.to = seconds;
+  if (answer.is_silent) row.heard.kind = Heard::Kind::kSilence;
   if (answer.verdict.candidates.empty() || !answer.problem.empty()) return row;
   const Candidate& best = answer.verdict.candidates[0];
   row.heard.kind = answer.verdict.recognised ? Heard::Kind::kRecognised : Heard::Kind::kUnknown;

@@ -54,6 +54,8 @@ Answer Recogniser::answer(bool matched) {
 void Recogniser::explain(Answer& answer) const {
   switch (matcher_.outcome()) {
     case audio::MatchOutcome::kNoFeatures:
+      answer.is_silent = matcher_.extractionOutcome() == audio::ExtractionOutcome::kSilent;
+      if (answer.is_silent) return;
       answer.problem = describe(matcher_.extractionOutcome());
       if (!isAnalysable(matcher_.extractionOutcome())) answer.code = ExitCode::kFailure;
       return;

@@ -23,7 +23,8 @@ struct Answer {
   /// nothing when there is no candidate.
   std::optional<int> level;
   std::optional<float> engine_discrimination;
-  std::string problem;  ///< why there is no candidate; empty when there is one
+  bool is_silent = false;  ///< so there is no candidate
+  std::string problem;     ///< why else there is none; empty when there is one
   /// kSuccess when recognised, kNoMatch when not, kFailure when it couldn't be
   /// found out.
   ExitCode code = ExitCode::kNoMatch;

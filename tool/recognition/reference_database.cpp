@@ -1,5 +1,6 @@
 #include "tool/recognition/reference_database.h"
 
+#include <cerrno>
 #include <cstring>
 #include <new>
 
@@ -10,6 +11,8 @@
 namespace audiomatch {
 namespace {
 
+constexpr const char* kNone = "; make one with: audiomatch index DB FILE...";
+
 void requireLoaded(const audio::AudioDatabase& database, const std::filesystem::path& path) {
   switch (database.state()) {
     case audio::DatabaseState::kWhole:
@@ -18,12 +21,12 @@ void requireLoaded(const audio::AudioDatabase& database, const std::filesystem::
       requireWhole(path);
       throw FileError(path, "isn't whole");  // it was, by then
     case audio::DatabaseState::kCannotOpen:
-      throw FileError(path, std::strerror(database.openingError()));
+      throw FileError(path, std::strerror(database.openingError()) +
+                                std::string(database.openingError() == ENOENT ? kNone : ""));
     case audio::DatabaseState::kReadFailed:
       throw FileError(path, "can't be read to its end; it may be a folder, or the disk failed");
     case audio::DatabaseState::kDamaged:
-      throw FileError(path,
-                      "not a database, or damaged; make one with: audiomatch index DB FILE...");
+      throw FileError(path, std::string("not a database, or damaged") + kNone);
     default:
       throw std::bad_alloc();
   }

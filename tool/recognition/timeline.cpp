@@ -267,13 +267,14 @@ Heard Timeline::now() const {
     heard.to = end_;
     return heard;
   }
-  const bool silent = !silences_.empty() && end_ - silences_.back().to < kLeastGap / 2 &&
-                      silences_.back().length() >= kLeastGap;
-  return {.kind = silent ? Heard::Kind::kSilence : Heard::Kind::kUnknown,
-          .from = silent ? silences_.back().from : settled_,
-          .to = end_,
-          .name = {},
-          .surest = {}};
+  Heard heard{.from = settled_, .to = end_, .name = {}, .surest = {}};
+  for (const TimeSpan& silence : silences_) {
+    if (silence.length() < kLeastGap) continue;
+    const bool goes_on = end_ - silence.to < kLeastGap / 2;
+    heard.kind = goes_on ? Heard::Kind::kSilence : Heard::Kind::kUnknown;
+    heard.from = goes_on ? silence.from : std::max(silence.to, settled_);
+  }
+  return heard;
 }
 
 }  // namespace audiomatch

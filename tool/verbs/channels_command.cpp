@@ -18,6 +18,7 @@
 #include "tool/base/interrupt.h"
 #include "tool/input/input_lines.h"
 #include "tool/input/recording.h"
+#include "tool/output/display_text.h"
 #include "tool/output/messages.h"
 #include "tool/output/text.h"
 #include "tool/recognition/channel_feed.h"
@@ -66,27 +67,52 @@ Question readQuestion(const std::string& file, const SoundOptions& options) {
   audio::FeatureExtractor extractor;
   const auto recording = toAudio(samples, source->channels(), source->sampleRate());
   if (!extractor.init(false) || !extractor.loadAudio(recording.get())) throw std::bad_alloc();
-  if (!extractor.extractFeatures()) throw FileError(file, describe(extractor.outcome()));
-  return {extractor.getFeatures(), source->damage()};
+  if (extractor.extractFeatures()) return {extractor.getFeatures(), source->damage()};
+  // Silence is a question, too, with an easy answer.
+  if (isAnalysable(extractor.outcome())) return {{}, source->damage()};
+  throw FileError(file, describe(extractor.outcome()));
 }
 
-std::string lineOf(const std::string& file, const ChannelAnswer& answer, bool json) {
-  if (json) {
-    return jsonLine({{"file", file},
-                     {"name", answer.name},
-                     {"recognised", answer.recognised},
-                     {"agreeing", answer.agreeing},
-                     {"name_discrimination", answer.discrimination},
-                     {"seconds_ago", answer.seconds_ago},
-                     {"error", nullptr}});
-  }
-  if (answer.name.empty()) return file + ": on no channel\n";
+std::string jsonOf(const std::string& file, const ChannelAnswer& answer, const std::string& error) {
+  return jsonLine(
+      {{"file", file},
+       {"name", answer.name},
+       {"recognised", answer.recognised},
+       {"agreeing", answer.agreeing},
+       {"name_discrimination", thousandths(answer.discrimination)},
+       {"seconds_ago", thousandths(answer.seconds_ago)},
+       {"error", error.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(error)}});
+}
+
+std::string lineOf(const std::string& file, const ChannelAnswer& answer) {
+  if (answer.name.empty()) return printable(file) + ": on no channel\n";
   if (!answer.recognised) {
-    return fmt::format("{}: on no channel (best: {}, {} features agree)\n", file, answer.name,
-                       answer.agreeing);
+    return fmt::format("{}: on no channel (best: {}, {} features agree)\n", printable(file),
+                       printable(answer.name), answer.agreeing);
   }
-  return fmt::format("{}: on {}, {:.0f} s ago ({} features agree)\n", file, answer.name,
-                     answer.seconds_ago, answer.agreeing);
+  return fmt::format("{}: on {}, {:.0f} s ago ({} features agree)\n", printable(file),
+                     printable(answer.name), answer.seconds_ago, answer.agreeing);
+}
+
+/// Answers one question, with the line that is printed.
+ExitCode answerOne(const std::string& file, const LiveChannels& channels,
+                   const ChannelsOptions& options, std::string& line) {
+  ExitCode code = ExitCode::kSuccess;
+  ChannelAnswer answer;
+  std::string problem;
+  try {
+    const auto [features, damage] = readQuestion(file, options.feed.sound);
+    code = reportDamage(file, damage);
+    if (!features.empty()) answer = channels.find(features);
+    if (!answer.recognised) code = worse(code, ExitCode::kNoMatch);
+  } catch (const FileError& error) {
+    report(error);
+    code = ExitCode::kFailure;
+    problem = error.what();
+  }
+  if (options.common.json) line = jsonOf(file, answer, problem);
+  if (!options.common.json && problem.empty()) line = lineOf(file, answer);
+  return code;
 }
 
 /// Answers what standard input names, until it ends.
@@ -96,20 +122,7 @@ ExitCode answerAll(const LiveChannels& channels, const ChannelsOptions& options,
   InputLines lines(guard);
   while (const std::optional<std::string> file = lines.next()) {
     std::string line;
-    try {
-      const auto [features, damage] = readQuestion(*file, options.feed.sound);
-      code = worse(code, reportDamage(*file, damage));
-      const ChannelAnswer answer = channels.find(features);
-      if (!answer.recognised) code = worse(code, ExitCode::kNoMatch);
-      line = lineOf(*file, answer, options.common.json);
-    } catch (const FileError& error) {
-      report(error);
-      code = worse(code, ExitCode::kFailure);
-      if (options.common.json) {
-        line = jsonLine(
-            {{"file", *file}, {"name", ""}, {"recognised", false}, {"error", error.what()}});
-      }
-    }
+    code = worse(code, answerOne(*file, channels, options, line));
     if (!writeLine(line, guard)) break;
   }
   return code;

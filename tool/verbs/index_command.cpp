@@ -71,12 +71,16 @@ std::string checkEntries(const std::string& text) {
 void addNaming(CLI::App& command, IngestOptions& options) {
   command.add_option("--name", options.name, "Name of a single file's recording")
       ->type_name("NAME");
-  const std::map<std::string, NameSource> sources = {
-      {"path", NameSource::kPath}, {"stem", NameSource::kStem}, {"tags", NameSource::kTags}};
+  const auto take_source = [&options](const std::string& word) {
+    options.name_from = word == "stem"   ? NameSource::kStem
+                        : word == "tags" ? NameSource::kTags
+                                         : NameSource::kPath;
+  };
   command
-      .add_option("--name-from", options.name_from,
-                  "Call recordings after path (the default), stem, or tags (Artist - Title)")
-      ->transform(CLI::CheckedTransformer(sources).description(""))
+      .add_option_function<std::string>(
+          "--name-from", take_source,
+          "Call recordings after path (the default), stem, or tags (Artist - Title)")
+      ->check(oneOf({"path", "stem", "tags"}))
       ->type_name("SOURCE");
   CLI::Option* list =
       command.add_option("--list", options.list,

@@ -1,6 +1,7 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <memory>
@@ -99,7 +100,7 @@ std::vector<InputFile> recordingsOf(const MatchOptions& options, ExitCode& code)
     }
     const InputFiles found = expandInputs({argument}, options.database);
     recordings.insert(recordings.end(), found.files.begin(), found.files.end());
-    for (const std::string& problem : found.problems) {
+    for (const FileError& problem : found.problems) {
       report(problem);
       code = ExitCode::kFailure;
     }
@@ -118,19 +119,24 @@ ExitCode matchFiles(const MatchOptions& options, const ReferenceDatabase& databa
   fmt::print("{}", printer.heading());
   OrderedOutput output(files.size());
   std::vector<ExitCode> codes(files.size(), ExitCode::kSuccess);
+  std::atomic<std::size_t> rows = 0;
   MatchJob job = options.job;
   const auto at_a_time = static_cast<unsigned>(std::clamp<std::size_t>(files.size(), 1, 1024));
   job.listening.jobs = std::max(options.jobs / at_a_time, 1u);
   job.show_progress = files.size() == 1;
   Progress progress(files.size() > 1, files.size());
   const auto match = [&](std::size_t i) {
-    codes[i] = matchFile(files[i], database, job,
-                         [&](const MatchRow& row) { output.print(i, printer.text(row)); });
+    codes[i] = matchFile(files[i], database, job, [&](const MatchRow& row) {
+      ++rows;
+      output.print(i, printer.text(row));
+    });
     output.finish(i);
   };
   forEachParallel(files.size(), options.jobs, match, [&] { progress.step(); });
   for (const ExitCode one : codes) code = worse(code, one);
-  return code;
+  if (code != ExitCode::kSuccess || rows > 0) return code;
+  throw FileError(options.inputs.empty() ? options.list : options.inputs[0],
+                  "there is no recording to be matched");
 }
 
 ExitCode matchPipe(const MatchOptions& options, const ReferenceDatabase& database) {
@@ -153,19 +159,30 @@ ExitCode matchPipe(const MatchOptions& options, const ReferenceDatabase& databas
       });
 }
 
-ExitCode runMatch(const MatchOptions& options) {
-  applyCommonOptions(options.common);
+void checkArguments(const MatchOptions& options) {
   if (options.raw_given && !options.fromPipe()) {
     throw UsageError("--rate, --channels and --format describe standard input, FILE -");
   }
   if (options.inputs.empty() && options.list.empty()) {
     throw UsageError("FILE-OR-FOLDER or --list is required");
   }
-  if (options.timeline && options.whole)
+  if (!options.fromPipe() && std::ranges::find(options.inputs, "-") != options.inputs.end()) {
+    throw UsageError("-, standard input, goes alone");
+  }
+  if (options.timeline && options.whole) {
     throw UsageError("--timeline and --whole exclude each other");
+  }
+  if (options.whole && options.fromPipe()) {
+    throw UsageError("--whole takes files; standard input is listened to window by window");
+  }
   if (options.job.listening.grid.every > options.job.listening.grid.length) {
     throw UsageError("--every must not be longer than --window");
   }
+}
+
+ExitCode runMatch(const MatchOptions& options) {
+  applyCommonOptions(options.common);
+  checkArguments(options);
   const InterruptGuard guard;
   const ReferenceDatabase database(options.database);
   return options.fromPipe() ? matchPipe(options, database) : matchFiles(options, database);
@@ -175,15 +192,16 @@ void addWindows(CLI::App& command, const std::shared_ptr<MatchOptions>& options)
   WindowGrid& grid = options->job.listening.grid;
   command.add_flag("--timeline", options->timeline,
                    "What was heard from when to when, also of short recordings");
-  command.add_flag("--whole", options->whole, "One answer for each recording, however long");
+  command.add_flag("--whole", options->whole, "One answer for each file, however long");
   command
       .add_option("--window", grid.length,
-                  fmt::format("Seconds listened to at a time (default {})", grid.length))
+                  fmt::format("Seconds listened to at a time, 1 to 60 (default {})", grid.length))
       ->check(between(1.0, 60.0))
       ->type_name("S");
   command
-      .add_option("--every", grid.every,
-                  fmt::format("Seconds from one window to the next (default {})", grid.every))
+      .add_option(
+          "--every", grid.every,
+          fmt::format("Seconds from one window to the next, 0.5 on (default {})", grid.every))
       ->check(between(0.5, 60.0))
       ->type_name("S");
 }

@@ -107,6 +107,7 @@ ExitCode plotMatch(const PlotOptions& options, PictureFormat format) {
   query.seconds = static_cast<double>(recording.audio->dataLen()) / recording.audio->sampleRate();
   Recogniser recogniser(database, options.thresholds);
   const Answer answer = recogniser.recognise(*recording.audio);
+  if (answer.is_silent) throw FileError(options.file, "is silent: there is nothing to draw");
   if (!answer.problem.empty()) throw FileError(options.file, answer.problem);
   writePicture(options.picture,
                drawMatch(pictureOf(options, query, database, recogniser, answer), format));

@@ -42,7 +42,7 @@ std::function<bool()> addRawOptions(CLI::App& command, RawFormat& raw, const std
           .add_option("--format", raw.encoding,
                       fmt::format("Their encoding: {} (default {})",
                                   fmt::join(rawEncodings(), ", "), raw.encoding))
-          ->check(CLI::IsMember(rawEncodings()).description(""))
+          ->check(oneOf(rawEncodings()))
           ->type_name("F");
   return [=] { return rate->count() + channels->count() + format->count() > 0; };
 }

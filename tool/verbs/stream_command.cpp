@@ -99,8 +99,9 @@ void streamPackets(SoundSource& source, const StreamOptions& options, const Inte
     if (!written) return;
   }
   if (options.common.verbose && !samples.empty()) {
-    report(fmt::format("{}: the last {} samples don't fill packet {} and aren't analysed",
-                       options.input, samples.size() / source.channels(), packet));
+    note(fmt::format("the last {} samples don't fill packet {} and aren't analysed",
+                     samples.size() / source.channels(), packet),
+         options.input);
   }
 }
 
@@ -138,7 +139,8 @@ void addStreamCommand(CLI::App& app, Action& action) {
                           std::uint32_t most, const char* help) {
     return command->add_option(name, value, help)->check(between(least, most))->type_name("N");
   };
-  number("--id", options->id, 0, UINT32_MAX, "Identifier that every attribute carries")->required();
+  number("--id", options->id, 0, UINT32_MAX - 1, "Identifier that every attribute carries")
+      ->required();
   number("--update", options->update, 1, 86400,
          "Seconds from one analysis to the next, at most the 5 analysed (default 1)");
   number("--monitor", options->monitor, 1, 86400,

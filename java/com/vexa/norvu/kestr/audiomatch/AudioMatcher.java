@@ -101,7 +101,8 @@ public final class AudioMatcher implements AutoCloseable {
     }
 
     /**
-     * Loads a database into a new matcher.
+     * Loads a database into a new matcher. A file that ends among its entries is loaded, and what
+     * is missing isn't found; {@link FingerprintDatabase} refuses it.
      *
      * @param databasePath path of the database file
      * @throws NullPointerException if {@code databasePath} is null
@@ -112,7 +113,8 @@ public final class AudioMatcher implements AutoCloseable {
     }
 
     /**
-     * Loads a database into a new matcher. Android has {@code Path} from 8.0 (API 26) on.
+     * Loads a database into a new matcher, as {@link #AudioMatcher(String)} does. Android has {@code
+     * Path} from 8.0 (API 26) on.
      *
      * @param databasePath path of the database file in the default file system
      * @throws NullPointerException if {@code databasePath} is null
@@ -123,7 +125,7 @@ public final class AudioMatcher implements AutoCloseable {
     }
 
     /**
-     * Loads a database into a new matcher.
+     * Loads a database into a new matcher, as {@link #AudioMatcher(String)} does.
      *
      * @param databasePath path of the database file
      * @throws NullPointerException if {@code databasePath} is null
