@@ -23,7 +23,7 @@ def read_features(path):
         with open(path, newline="") as file:
             features = {(int(row["startTime"]), int(row["hashKey"])) for row in csv.DictReader(file)}
     except (OSError, KeyError, ValueError) as error:
-        sys.exit(f"{path}: not the CSV that audiomatch features prints: {error!r}")
+        sys.exit(f"{path}: not the CSV that audiomatch features prints: {error}")
     if not features or not all(time >= 0 and 0 <= key < BUCKETS for time, key in features):
         sys.exit(f"{path}: holds no features, or impossible ones; make it again")
     return sorted(features)
