@@ -62,7 +62,12 @@ class FeaturesTest(unittest.TestCase):
                      ["--base64", "--picture", "p.png"]):
             self.assertEqual(run("features", "a.wav", *both)[:2], (2, ""))
         self.assertEqual(run("features", "a.wav", "--binary", "none/a.amfp")[0], 3)
-        self.assertEqual(os.listdir(), ["a.wav"])
+        # A fingerprint takes the place of another one, not of the recording.
+        self.assertEqual(run("features", "a.wav", "--binary", "a.amfp")[0], 0)
+        before = pathlib.Path("a.wav").read_bytes()
+        self.assertEqual(run("features", "a.wav", "--binary", "a.wav")[0], 3)
+        self.assertEqual(pathlib.Path("a.wav").read_bytes(), before)
+        self.assertEqual(sorted(os.listdir()), ["a.amfp", "a.wav"])
 
 
 if __name__ == "__main__":

@@ -154,6 +154,18 @@ class InputsTest(unittest.TestCase):
         self.damage("ruin.flac", 8400 / 9000, 600)
         self.assertEqual(run("index", "ruin.db", "ruin.flac")[0], 3)
 
+    def test_ogg_through_a_pipe(self):
+        ffmpeg("-i", "heard.wav", "-c:a", "libvorbis", "a.ogg")
+        whole = pathlib.Path("a.ogg").read_bytes()
+        middle = len(whole) // 2
+        for bytes_, problem in ((whole, ""), (whole[:middle], "without the mark of an end"),
+                                (whole[:middle] + whole[middle + 9000:], "pages are missing")):
+            code, output, messages = run("match", "db", "-", stdin=bytes_)
+            self.assertEqual((code, "reference" in output), (4 if problem else 0, True))
+            self.assertIn(problem, messages)
+            self.assertEqual(run("match", "db", "-", "--strict", stdin=bytes_)[0],
+                             3 if problem else 0)
+
     def assert_channel_left_out(self, file):
         """What is damaged is left out of a channel and of a question, too."""
         for options, expected in (((), (4, 1)), (("--strict",), (3, 0))):

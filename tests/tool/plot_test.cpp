@@ -228,7 +228,7 @@ TEST(TimelinePicture, DrawsTheMostHeardFirstAndEverySpanAtItsTime) {
 }
 
 TEST(TimelinePicture, StaysOnAPageOfA4) {
-  TimelinePicture picture{"t", "s", 0, 3600, 12, {}, {{0, 3600, 50}}};
+  TimelinePicture picture{"t", "s", 0, 3600, 12, {}, {{0, 3600, 50, true}}};
   const auto height = [&] { return Pixels(drawTimeline(picture, PictureFormat::kPng)).height(); };
   const int empty = height();
   for (int i = 0; i < 30; ++i) {

@@ -74,6 +74,12 @@ class RecognitionTest(unittest.TestCase):
         changes = [row for row in rows if row["event"] == "now"]
         self.assertEqual([row["name"] for row in changes if row["recognised"]],
                          ["one", "two", "one"])
+        # Raw samples of a studio's rate, each twelve times, and none.
+        fast = array.array("h", (sample for sample in piece(self.recordings, "one", 0, 8)
+                                 for _ in range(12)))
+        code, rows, _ = run_json("match", "db", "-", "--rate", "96000", stdin=fast.tobytes())
+        self.assertEqual((code, rows[-1]["name"]), (0, "one"))
+        self.assertEqual(run("match", "db", "-", *raw)[0], 3)
         # What follows a silence begins behind it.
         sound = sum((piece(self.recordings, *part) for part in
                      (("one", 0, 12), ("silence", 0, 6), ("stranger", 0, 15))), array.array("h"))
@@ -100,6 +106,7 @@ class RecognitionTest(unittest.TestCase):
                               stdin=f"two.wav{end}".encode())
             self.assertEqual((listed[0], [one["name"] for one in listed[1]]), (0, ["two"]))
         self.assertEqual(run("match", "db")[0], 2)
+        self.assertEqual(run("match", "db", "two.wav", "--window", "nan")[0], 2)
         # A thousand features bring one more by chance.
         agreeing = str(row["agreeing"] - row["features"] // 1000)
         self.assertEqual(run("match", "db", "two.wav", "--min-agreeing", agreeing)[0], 0)
@@ -122,6 +129,10 @@ class RecognitionTest(unittest.TestCase):
         for row in rows[1:]:
             for key in ("name", "hits", "features", "agreeing", "discrimination", "position"):
                 self.assertEqual(row[key], rows[0][key], row["file"])
+
+    def test_channels_end_without_standard_input(self):
+        write_wav("long.wav", self.mix)
+        self.assertEqual(run("channels", "long.wav", stdin=None, preexec_fn=lambda: os.close(0))[0], 3)
 
     def test_channels(self):
         for name in ("one", "two"):

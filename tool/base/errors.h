@@ -42,15 +42,19 @@ inline constexpr const char* kExitCodesHelp =
 class FileError : public std::runtime_error {
  public:
   FileError(const std::filesystem::path& path, std::string_view problem)
-      : std::runtime_error(path.string() + ": " + std::string(problem)),
-        path_size_(path.native().size()) {}
+      : std::runtime_error(nameOf(path) + ": " + std::string(problem)),
+        path_size_(nameOf(path).size()) {}
 
-  /// The file.
+  /// The file; '' for an empty path, so that it is seen.
   std::filesystem::path path() const { return std::string(what(), path_size_); }
   /// The text without the file.
   std::string_view problem() const noexcept { return what() + path_size_ + 2; }
 
  private:
+  static std::string nameOf(const std::filesystem::path& path) {
+    return path.empty() ? "''" : path.string();
+  }
+
   std::size_t path_size_;
 };
 

@@ -5,27 +5,20 @@
 
 #include <algorithm>
 #include <iterator>
+#include <string>
 
 namespace audiomatch {
 namespace {
 
 constexpr std::size_t kHeaderBytes = 27;
-constexpr std::size_t kMostPageBytes = kHeaderBytes + 255 + std::size_t{255} * 255;
 constexpr unsigned char kLastPage = 4;
 
 }  // namespace
 
-bool oggEndIsThere(const Descriptor& file) {
-  struct stat status {};
-  if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return true;
-  std::string bytes(std::min(kMostPageBytes, static_cast<std::size_t>(status.st_size)), '\0');
-  const off_t start = status.st_size - static_cast<off_t>(bytes.size());
-  if (pread(file.get(), bytes.data(), bytes.size(), start) != std::ssize(bytes)) {
-    return true;
-  }
-  const std::size_t found = bytes.rfind("OggS");
-  if (found == std::string::npos) return false;
-  const std::string page = bytes.substr(found);
+bool oggEndIsThere(std::string_view last_bytes) noexcept {
+  const std::size_t found = last_bytes.rfind("OggS");
+  if (found == std::string_view::npos) return false;
+  const std::string_view page = last_bytes.substr(found);
   if (page.size() < kHeaderBytes) return false;
   const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(page[i]); };
   const std::size_t segments = byte(26);
@@ -33,6 +26,15 @@ bool oggEndIsThere(const Descriptor& file) {
   std::size_t size = kHeaderBytes + segments;
   for (std::size_t i = 0; i < segments; ++i) size += byte(kHeaderBytes + i);
   return page.size() >= size && (byte(5) & kLastPage) != 0;
+}
+
+bool oggEndIsThere(const Descriptor& file) {
+  struct stat status {};
+  if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return true;
+  std::string bytes(std::min(kMostOggPageBytes, static_cast<std::size_t>(status.st_size)), '\0');
+  const off_t start = status.st_size - static_cast<off_t>(bytes.size());
+  if (pread(file.get(), bytes.data(), bytes.size(), start) != std::ssize(bytes)) return true;
+  return oggEndIsThere(std::string_view(bytes));
 }
 
 }  // namespace audiomatch

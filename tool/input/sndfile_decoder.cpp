@@ -166,10 +166,11 @@ std::size_t SndfileDecoder::decode(std::int16_t* samples, std::size_t frames) {
 
 /// FLAC's decoder doesn't recover, and behind a hole of an Ogg file the time is
 /// lost: the file is opened again and searched for what can be decoded next.
-/// Others go on from where they are.
+/// Others, and pipes, in which one can't go back, go on from where they are.
 std::optional<std::uint64_t> SndfileDecoder::resume() {
   if (++problems_ > kMostProblems || problem_ == kOggEndMissing) return {};
-  if (!isOf(SF_FORMAT_FLAC) && problem_ != kHole) return 0;
+  const bool can_go_back = lseek(descriptor_.get(), 0, SEEK_CUR) >= 0;
+  if (!can_go_back || (!isOf(SF_FORMAT_FLAC) && problem_ != kHole)) return 0;
   const auto start = static_cast<sf_count_t>(position_);
   const sf_count_t step = std::max<sf_count_t>(info_.samplerate / 100, kOggFrames);
   // The further away, the longer the steps.

@@ -13,7 +13,8 @@ namespace audiomatch {
 /// Passes standard input, or another pipe, on through a pipe of its own, byte by
 /// byte as it comes, and ends that pipe when a signal comes to the
 /// InterruptGuard: a decoder that waits for more bytes then returns, as it
-/// can't be told to.
+/// can't be told to. Tells as its problem when an Ogg stream ends before its end,
+/// which a decoder that can't see a pipe's end doesn't.
 class StandardInput : public Feeder {
  public:
   /// @param live     what to read
@@ -34,7 +35,8 @@ class StandardInput : public Feeder {
   Descriptor live_;
   std::filesystem::path name_;
   Descriptor writing_;
-  std::atomic<int> error_ = 0;  // errno of a reading that failed
+  std::atomic<int> error_ = 0;        // errno of a reading that failed
+  std::atomic<bool> is_cut_ = false;  // an Ogg stream that ended before its end
   std::jthread thread_;
 };
 

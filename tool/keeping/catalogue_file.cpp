@@ -100,7 +100,15 @@ std::filesystem::path catalogueFileOf(const std::filesystem::path& database) {
 
 CatalogueFile readCatalogueFile(const std::filesystem::path& database) {
   CatalogueFile catalogue;
-  audio::FileSource file(catalogueFileOf(database).c_str());
+  const std::filesystem::path place = catalogueFileOf(database);
+  std::error_code error;
+  // Reading a pipe would wait for a writer.
+  if (std::filesystem::exists(place, error) && !std::filesystem::is_regular_file(place, error)) {
+    catalogue.exists = true;
+    catalogue.problem = "isn't a file";
+    return catalogue;
+  }
+  audio::FileSource file(place.c_str());
   if (!file.isOpen()) {
     catalogue.exists = file.openingError() != ENOENT;
     if (catalogue.exists) catalogue.problem = std::strerror(file.openingError());

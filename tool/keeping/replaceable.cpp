@@ -2,6 +2,8 @@
 
 #include <fmt/core.h>
 
+#include <array>
+#include <cerrno>
 #include <string>
 #include <vector>
 
@@ -27,6 +29,18 @@ void checkReplaceable(const std::filesystem::path& database, bool replace) {
                                 "add`, or replace it with --replace",
                                 names.size()));
   }
+}
+
+void checkReplaceableBy(const std::filesystem::path& file, const std::string& kind,
+                        const std::function<bool(std::string_view)>& isOfKind) {
+  audio::FileSource there(file.c_str());
+  if (!there.isOpen() && there.openingError() == ENOENT) return;
+  std::array<char, 1024> bytes{};
+  const std::size_t size = there.isOpen() ? there.read(bytes.data(), bytes.size()) : 0;
+  if (there.isOpen() && !there.failed() && (size == 0 || isOfKind({bytes.data(), size}))) return;
+  throw FileError(file, fmt::format("exists and isn't a {0}, so it is left alone; choose another "
+                                    "name for the {0}",
+                                    kind));
 }
 
 }  // namespace audiomatch

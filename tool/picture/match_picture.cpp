@@ -154,7 +154,8 @@ void drawCandidate(cairo_t* cairo, const MatchPicture& picture, std::size_t plac
   setColour(cairo, colour);
   const double right = kLeftMargin + kScatterWidth + kLeftMargin + kHistogramWidth;
   drawText(cairo, numbers, right, top + 7, kTextSize, TextAnchor::kRight);
-  drawText(cairo, fmt::format("{}. {}", place + 1, printable(candidate.name)), kLeftMargin, top + 7,
+  drawText(cairo,  // In front of a name from right to left, too.
+           fmt::format("\u200E{}. {}", place + 1, printable(candidate.name)), kLeftMargin, top + 7,
            kTextSize, TextAnchor::kLeft,
            right - kLeftMargin - textWidth(cairo, numbers, kTextSize) - 16);
   drawScatter(cairo, picture, candidate, top + kPanelHead, colour);

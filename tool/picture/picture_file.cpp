@@ -1,16 +1,13 @@
 #include "tool/picture/picture_file.h"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
-#include <cerrno>
-#include <cstring>
 #include <string>
 #include <string_view>
 
-#include "match/database/byte_source.h"
 #include "tool/base/errors.h"
 #include "tool/keeping/atomic_file.h"
+#include "tool/keeping/replaceable.h"
 
 namespace audiomatch {
 namespace {
@@ -30,15 +27,8 @@ bool isSvg(std::string_view head) {
   return at != std::string_view::npos && head.substr(at).starts_with("<svg");
 }
 
-/// True for a file that a picture may take the place of.
-bool mayBecomePicture(const std::filesystem::path& path) {
-  audio::FileSource file(path.c_str());
-  if (!file.isOpen()) return file.openingError() == ENOENT;
-  std::array<char, 1024> bytes{};
-  const std::string_view head(bytes.data(), file.read(bytes.data(), bytes.size()));
-  if (file.failed()) return false;
-  return head.empty() || head.starts_with(kPngSignature) || head.starts_with(kPdfSignature) ||
-         isSvg(head);
+bool isPicture(std::string_view head) {
+  return head.starts_with(kPngSignature) || head.starts_with(kPdfSignature) || isSvg(head);
 }
 
 }  // namespace
@@ -56,11 +46,7 @@ PictureFormat formatOfName(const std::filesystem::path& picture) {
 
 void checkPictureFile(const std::filesystem::path& picture) {
   const AtomicFile trial(picture);
-  if (!mayBecomePicture(picture)) {
-    throw FileError(picture,
-                    "exists and isn't a picture, so it is left alone; choose another name for "
-                    "the picture");
-  }
+  checkReplaceableBy(picture, "picture", isPicture);
 }
 
 void writePicture(const std::filesystem::path& picture, const std::vector<unsigned char>& bytes) {

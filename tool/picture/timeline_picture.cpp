@@ -159,17 +159,17 @@ void drawThreshold(cairo_t* cairo, const PlotArea& area, int threshold) {
            TextAnchor::kLeft);
 }
 
-/// Fills the windows that reach the threshold, or the others, as one shape:
+/// Fills the windows in which something is recognised, or the others, as one shape:
 /// without seams, and where windows overlap the higher counts.
 void fillWindows(cairo_t* cairo, const PlotArea& area, const TimelinePicture& picture,
-                 bool reaching) {
+                 bool recognised) {
   for (const TimelineWindow& window : picture.windows) {
-    if ((window.agreeing >= picture.threshold) != reaching) continue;
+    if (window.recognised != recognised) continue;
     const double y = area.y(std::log10(std::max(window.agreeing, 1)));
     cairo_rectangle(cairo, area.x(window.from), y, area.x(window.to) - area.x(window.from),
                     area.bottom() - y);
   }
-  setColour(cairo, reaching ? kAccent : kUnknownColour);
+  setColour(cairo, recognised ? kAccent : kUnknownColour);
   cairo_fill(cairo);
 }
 

@@ -23,7 +23,8 @@ struct TimelineSpan {
 struct TimelineWindow {
   double from;
   double to;
-  int agreeing;  ///< features that agree with the best candidate
+  int agreeing;     ///< features that agree with the best candidate
+  bool recognised;  ///< whether that is what is heard
 };
 
 /// What was heard in a long recording, to be looked at.

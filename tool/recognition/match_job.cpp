@@ -159,6 +159,7 @@ ExitCode matchStandardInput(const std::optional<RawFormat>& raw, const Reference
     const std::unique_ptr<SoundSource> source = openStandardInput(raw, job.sound);
     listen(
         *source, database, job.listening, [&](const Heard& heard) { timeline.add(heard); }, follow);
+    if (source->position() == 0) throw FileError("standard input", "holds no sound");
     damaged = reportDamage("standard input", source->damage());
   } catch (const Interrupted&) {
     // The user has heard enough.

@@ -131,8 +131,9 @@ ExitCode answerAll(const LiveChannels& channels, const ChannelsOptions& options,
 /// Threads that feed the channels; they end with their inputs, or the signal that ends all.
 class Feeds {
  public:
-  Feeds(const std::vector<ChannelInput>& inputs, LiveChannels& channels,
-        const FeedOptions& options) {
+  Feeds(const std::vector<ChannelInput>& inputs, LiveChannels& channels, const FeedOptions& options,
+        const InterruptGuard& guard)
+      : guard_(guard) {
     for (std::size_t i = 0; i < inputs.size(); ++i) {
       threads_.emplace_back([this, input = inputs[i], i, &channels, options] {
         try {
@@ -148,8 +149,13 @@ class Feeds {
     }
   }
 
-  /// Waits for all of them.
+  Feeds(const Feeds&) = delete;
+  Feeds& operator=(const Feeds&) = delete;
+  ~Feeds() { finish(); }
+
+  /// Ends all of them.
   ExitCode finish() {
+    guard_.raise();
     threads_.clear();
     return worst_;
   }
@@ -160,6 +166,7 @@ class Feeds {
     worst_ = worse(worst_, code);
   }
 
+  const InterruptGuard& guard_;
   std::mutex mutex_;
   ExitCode worst_ = ExitCode::kSuccess;
   std::vector<std::jthread> threads_;
@@ -184,9 +191,8 @@ ExitCode runChannels(const ChannelsOptions& options) {
   const InterruptGuard guard;
   std::signal(SIGPIPE, SIG_IGN);
   LiveChannels channels(in_order, options.periods, options.thresholds);
-  Feeds feeds(inputs, channels, options.feed);
+  Feeds feeds(inputs, channels, options.feed, guard);
   const ExitCode code = answerAll(channels, options, guard);
-  guard.raise();
   return worse(code, feeds.finish());
 }
 

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "tool/keeping/database_check.h"
+#include "tool/output/display_text.h"
 #include "tool/output/text.h"
 #include "tool/verbs/commands.h"
 
@@ -18,16 +19,18 @@ struct CheckOptions {
   std::filesystem::path database;
 };
 
-void printText(const std::string& database, const DatabaseCheck& check) {
+void printText(const std::string& path, const DatabaseCheck& check) {
+  const std::string database = printable(path);
   fmt::print("{}: {}\n", database,
              check.fault ? "damaged " + describe(*check.fault)
                          : fmt::format("whole: {} audios, {} entries, {} bytes", check.audios,
                                        check.entries, check.bytes));
   if (check.fault) fmt::print("{}: {}\n", database, describeLoading(check));
   fmt::print("{}: catalogue: {}\n", database,
-             !check.has_catalogue              ? "none"
-             : check.catalogue_problem.empty() ? "agrees"
-                                               : check.catalogue_problem);
+             !check.has_catalogue               ? "none"
+             : !check.catalogue_problem.empty() ? printable(check.catalogue_problem)
+             : check.fault                      ? "not compared"
+                                                : "agrees");
 }
 
 void printJson(const std::string& database, const DatabaseCheck& check) {

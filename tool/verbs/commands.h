@@ -1,6 +1,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <functional>
 #include <string>
 #include <vector>
@@ -76,7 +77,14 @@ void applyCommonOptions(const CommonOptions& options) noexcept;
 /// Takes numbers of a range and leaves the help text as it is.
 template <typename Number>
 CLI::Validator between(Number least, Number most) {
-  return CLI::Range(least, most).description("");
+  // Which lets through what isn't a number.
+  const CLI::Range range(least, most);
+  const auto check = [range](std::string& text) {
+    double value = 0.0;
+    if (CLI::detail::lexical_cast(text, value) && std::isnan(value)) return text + " is no number";
+    return range(text);
+  };
+  return CLI::Validator(check, "");
 }
 
 /// Takes one of some words, likewise; completion offers them.

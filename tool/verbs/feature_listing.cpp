@@ -9,7 +9,9 @@
 #include "base/analysis_grid.h"
 #include "feature/land_mark.h"
 #include "tool/base/errors.h"
+#include "tool/input/fingerprint_file.h"
 #include "tool/keeping/atomic_file.h"
+#include "tool/keeping/replaceable.h"
 #include "tool/output/table.h"
 #include "tool/output/text.h"
 
@@ -48,6 +50,7 @@ void printCsv(const std::vector<audio::AudioFeature>& features) {
 
 void writeBinary(const std::string& bytes, const std::filesystem::path& path) {
   if (path != "-") {
+    checkReplaceableBy(path, "fingerprint", looksLikeFingerprint);
     AtomicFile file(path);
     file.write(bytes.data(), bytes.size());
     return file.commit();

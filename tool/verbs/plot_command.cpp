@@ -8,6 +8,7 @@
 #include "tool/base/errors.h"
 #include "tool/base/interrupt.h"
 #include "tool/input/recording.h"
+#include "tool/output/display_text.h"
 #include "tool/output/text.h"
 #include "tool/picture/labels.h"
 #include "tool/picture/match_hits.h"
@@ -88,7 +89,8 @@ void printMatch(const PlotOptions& options, const Stretch& query, const Answer& 
                                {"agreeing", best.agreeing},
                                {"hits", best.hits}}));
   } else {
-    fmt::print("{}: {}; {}\n", options.picture.string(), answerText(answer), verdictText(answer));
+    fmt::print("{}: {}; {}\n", printable(options.picture.string()), printable(answerText(answer)),
+               verdictText(answer));
   }
 }
 

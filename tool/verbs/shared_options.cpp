@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "base/analysis_grid.h"
+#include "tool/input/rate_reducer.h"
 #include "tool/verbs/commands.h"
 
 namespace audiomatch {
@@ -29,7 +30,7 @@ std::function<bool()> addRawOptions(CLI::App& command, RawFormat& raw, const std
       command
           .add_option("--rate", raw.rate,
                       fmt::format("Hz of raw samples from {} (default {})", of, raw.rate))
-          ->check(between(audio::kLowestRate, audio::kHighestRate))
+          ->check(between(audio::kLowestRate, kHighestReducibleRate))
           ->type_name("N");
   const CLI::Option* channels =
       command

@@ -2,6 +2,7 @@
 
 #include <fmt/core.h>
 
+#include "tool/output/display_text.h"
 #include "tool/output/text.h"
 #include "tool/picture/picture_file.h"
 #include "tool/picture/spectrogram_analysis.h"
@@ -20,8 +21,9 @@ ExitCode plotSpectrogram(const PlotRequest& plot, const Stretch& stretch) {
                                {"peaks", analysis.peak_count},
                                {"landmarks", analysis.landmark_count}}));
   } else {
-    fmt::print("{}: {:.1f} s from {:.1f} s on, {} peaks, {} landmarks\n", plot.picture.string(),
-               analysis.seconds(), analysis.from, analysis.peak_count, analysis.landmark_count);
+    fmt::print("{}: {:.1f} s from {:.1f} s on, {} peaks, {} landmarks\n",
+               printable(plot.picture.string()), analysis.seconds(), analysis.from,
+               analysis.peak_count, analysis.landmark_count);
   }
   return reportDamage(plot.file, analysis.damage);
 }

@@ -9,6 +9,7 @@
 #include "stream/stream_grid.h"
 #include "tool/base/errors.h"
 #include "tool/base/interrupt.h"
+#include "tool/input/rate_reducer.h"
 #include "tool/input/recording.h"
 #include "tool/input/sound_source.h"
 #include "tool/output/text.h"
@@ -146,7 +147,7 @@ void addStreamCommand(CLI::App& app, Action& action) {
   number("--monitor", options->monitor, 1, 86400,
          "Seconds after which attributes expire, a multiple of --update (default 10)");
   number("--packet-ms", options->packet_ms, 1, 10000, "Milliseconds of a packet (default 200)");
-  const auto* rate = number("--rate", options->rate, audio::kLowestRate, audio::kHighestRate,
+  const auto* rate = number("--rate", options->rate, audio::kLowestRate, kHighestReducibleRate,
                             "Hz of standard input (default 8000)");
   const auto* channels =
       number("--channels", options->channels, 1, 1024, "Channels of standard input (default 1)");

@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "tool/output/display_text.h"
 #include "tool/output/progress.h"
 #include "tool/output/text.h"
 #include "tool/picture/labels.h"
@@ -64,7 +65,8 @@ TimelinePicture pictureOf(SoundSource& source, const ReferenceDatabase& database
       source, database, listening,
       [&](const Heard& heard) { picture.spans.push_back(spanOf(heard)); },
       [&](const HeardSoFar& heard) {
-        picture.windows.push_back({heard.window.from, heard.window.to, heard.agreeing});
+        const bool recognised = heard.now.kind == Heard::Kind::kRecognised;
+        picture.windows.push_back({heard.window.from, heard.window.to, heard.agreeing, recognised});
         picture.to = heard.window.to;
         progress.reach(heard.window.to);
         return true;
@@ -93,7 +95,7 @@ ExitCode plotTimeline(const PlotRequest& plot, const std::filesystem::path& data
                                {"recognised", recognised},
                                {"names", names}}));
   } else {
-    fmt::print("{}: {}\n", plot.picture.string(), picture.subtitle);
+    fmt::print("{}: {}\n", printable(plot.picture.string()), picture.subtitle);
   }
   return reportDamage(plot.file, source->damage());
 }
