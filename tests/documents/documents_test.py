@@ -46,6 +46,8 @@ def prepare(folder, build, music):
     for part in parts:
         part.unlink()
     os.symlink(EXAMPLES, folder / "examples")
+    (folder / "build").mkdir()
+    os.symlink(build, folder / "build/release")
     programs = folder / "bin"
     programs.mkdir()
     (programs / "arecord").write_text(ARECORD)
