@@ -34,7 +34,8 @@ bool oggEndIsThere(const Descriptor& file) {
   std::string bytes(std::min(kMostOggPageBytes, static_cast<std::size_t>(status.st_size)), '\0');
   const off_t start = status.st_size - static_cast<off_t>(bytes.size());
   if (pread(file.get(), bytes.data(), bytes.size(), start) != std::ssize(bytes)) return true;
-  return oggEndIsThere(std::string_view(bytes));
+  const std::string_view last_bytes = bytes;
+  return oggEndIsThere(last_bytes);
 }
 
 }  // namespace audiomatch

@@ -51,7 +51,10 @@ class Tail {
     if (tail_.size() > 4 * kMostOggPageBytes) tail_.erase(0, tail_.size() - kMostOggPageBytes);
   }
 
-  bool isCut() const noexcept { return start_ == kOgg && !oggEndIsThere(std::string_view(tail_)); }
+  bool isCut() const noexcept {
+    const std::string_view tail = tail_;
+    return start_ == kOgg && !oggEndIsThere(tail);
+  }
 
  private:
   static constexpr std::string_view kOgg = "OggS";
