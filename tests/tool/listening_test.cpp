@@ -48,25 +48,38 @@ std::vector<audio::AudioAttribute> attributes(const std::vector<audio::AudioFeat
 
 TEST(LiveChannels, CountsEveryFeatureOnceAndTellsTheTime) {
   audio::gLogger.setEnabled(false);
-  LiveChannels channels({"a", "b"}, {.update = 1, .monitor = 10}, {12, 0.35});
+  LiveChannels channels({12, 0.35});
+  const audiomatch::ChannelSession a{"a", {.update = 1, .monitor = 10}, "1"};
+  audiomatch::ChannelSession b{"b", {.update = 1, .monitor = 10}, "1"};
   const auto heard = features(5, 60);
-  EXPECT_EQ(channels.find(heard).name, "");
+  EXPECT_TRUE(channels.find(heard).candidates.empty());
   // Channel b played it 64 frames, two updates, after its time code's end: the
   // code wraps. Whatever the attributes call their stream, they are b's.
   const std::uint32_t end = 1u << audio::kEntryTimeBits;
   const auto played = attributes(heard, 77, end + 64);
-  channels.apply(1, 512 + 6, played, {});
-  channels.apply(0, 3, attributes(features(900, 6), 0, 7), {});
+  EXPECT_TRUE(channels.apply(1, b, 512 + 6, {played.begin(), played.begin() + 50}));
+  EXPECT_FALSE(channels.apply(1, b, 512 + 7, {played.begin() + 50, played.end()}));
+  EXPECT_TRUE(channels.apply(0, a, 3, attributes(features(900, 6), 0, 7)));
   const audiomatch::ChannelAnswer answer = channels.find(heard);
   EXPECT_TRUE(answer.recognised);
-  EXPECT_EQ(answer.name, "b");
-  EXPECT_EQ(answer.agreeing, 60);
-  // It began at code 64; the latest analysis starts at 6 x 32 and lasts 5 s.
-  EXPECT_NEAR(answer.seconds_ago, 4.0 + 5.0, 0.05);
-  channels.apply(1, 512 + 7, {}, {played.begin(), played.begin() + 50});
-  EXPECT_EQ(channels.find(heard).agreeing, 10);
-  channels.end(1);
-  EXPECT_NE(channels.find(heard).name, "b");
+  const audiomatch::HeardOn& best = answer.candidates.at(0);
+  EXPECT_EQ(best.name, "b");
+  EXPECT_EQ(best.agreeing, 60);
+  // It began at code 64; the latest analysis starts at 7 x 32 and lasts 5 s.
+  EXPECT_NEAR(best.seconds_ago, 5.0 + 5.0, 0.05);
+  // A message that comes twice counts once, and what is older than ten seconds not at all.
+  channels.apply(1, b, 512 + 7, {played.begin() + 50, played.end()});
+  EXPECT_EQ(channels.list().at(1).attributes, 60u);
+  channels.apply(1, b, 512 + 16, {});
+  EXPECT_EQ(channels.find(heard).candidates.at(0).agreeing, 10);
+  b.key += '2';
+  EXPECT_TRUE(channels.apply(1, b, 0, {played.begin(), played.begin() + 20}));
+  EXPECT_EQ(channels.find(heard).candidates.at(0).agreeing, 20);
+  EXPECT_TRUE(channels.endSilent().empty());
+  EXPECT_TRUE(channels.end(1));
+  EXPECT_FALSE(channels.end(1));
+  const audiomatch::ChannelAnswer without = channels.find(heard);
+  EXPECT_TRUE(without.candidates.empty() || without.candidates[0].name == "a");
 }
 
 }  // namespace

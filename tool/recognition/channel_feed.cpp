@@ -29,23 +29,20 @@ bool waitUntil(Clock::time_point time) {
   return poll(&watched, 1, left > 0 ? static_cast<int>(left) : 0) == 0;
 }
 
-/// Feeds one channel packet by packet, and has it forgotten at the end.
+/// Feeds one channel packet by packet.
 class Feed {
  public:
-  Feed(SoundSource& source, std::size_t channel, LiveChannels& channels)
+  Feed(SoundSource& source, const std::string& name, std::uint32_t id, ChannelSink& sink,
+       const ChannelPeriods& periods)
       : source_(source),
-        channel_(channel),
-        channels_(channels),
+        name_(name),
+        sink_(sink),
         packet_(source.sampleRate() / kPacketsPerSecond) {
-    const auto& [update, monitor] = channels.periods();
-    if (!extractor_.init(static_cast<std::uint32_t>(channel), update, monitor, source.sampleRate(),
+    if (!extractor_.init(id, periods.update, periods.monitor, source.sampleRate(),
                          source.channels(), packet_)) {
       throw std::bad_alloc();
     }
   }
-  Feed(const Feed&) = delete;
-  Feed& operator=(const Feed&) = delete;
-  ~Feed() { channels_.end(channel_); }
 
   /// False at the end.
   bool next() {
@@ -54,17 +51,14 @@ class Feed {
     const auto sound = toAudio(samples_, source_.channels(), source_.sampleRate());
     if (!extractor_.update(sound.get())) throw std::bad_alloc();
     const auto analysis = extractor_.lastAnalysis();
-    if (!analysis) return true;
-    channels_.apply(channel_, *analysis, extractor_.currentAttributes(),
-                    extractor_.expiredAttributes());
-    if (*analysis == 0) note(channels_.name(channel_) + ": on air");
+    if (analysis && sink_.take(*analysis, extractor_.currentAttributes())) note(name_ + ": on air");
     return true;
   }
 
  private:
   SoundSource& source_;
-  std::size_t channel_;
-  LiveChannels& channels_;
+  const std::string& name_;
+  ChannelSink& sink_;
   std::uint32_t packet_;
   audio::StreamAttributeExtractor extractor_;
   std::vector<std::int16_t> samples_;
@@ -82,11 +76,11 @@ std::unique_ptr<SoundSource> openChannel(const ChannelInput& input, const FeedOp
 }
 
 /// Feeds a channel to its end, or until a signal comes: then it returns false.
-bool feedAll(SoundSource& source, const ChannelInput& input, std::size_t channel,
-             LiveChannels& channels, const FeedOptions& options) {
+bool feedAll(SoundSource& source, const ChannelInput& input, std::uint32_t id, ChannelSink& sink,
+             const FeedOptions& options) {
   const bool in_its_time = isFile(input);
   const Clock::time_point start = Clock::now();
-  Feed feed(source, channel, channels);
+  Feed feed(source, input.name, id, sink, options.periods);
   bool is_told = false;
   while (feed.next()) {
     // At once, since a channel may go on for days.
@@ -113,12 +107,12 @@ ChannelInput parseChannel(const std::string& argument) {
   return {std::filesystem::path(argument).stem().string(), argument};
 }
 
-ExitCode feedChannel(const ChannelInput& input, std::size_t channel, LiveChannels& channels,
+ExitCode feedChannel(const ChannelInput& input, std::uint32_t id, ChannelSink& sink,
                      const FeedOptions& options) {
   std::unique_ptr<SoundSource> source;
   try {
     source = openChannel(input, options);
-    if (feedAll(*source, input, channel, channels, options)) note(input.name + ": has ended");
+    if (feedAll(*source, input, id, sink, options)) note(input.name + ": has ended");
   } catch (const Interrupted&) {
     // So has everything been.
   }

@@ -40,7 +40,6 @@ constexpr double kHeardSeconds = 10.0;
 struct ChannelsOptions {
   CommonOptions common;
   std::vector<std::string> channels;
-  ChannelPeriods periods;
   Thresholds thresholds = kThresholds;
   RawFormat raw;
   FeedOptions feed;
@@ -74,24 +73,26 @@ Question readQuestion(const std::string& file, const SoundOptions& options) {
 }
 
 std::string jsonOf(const std::string& file, const ChannelAnswer& answer, const std::string& error) {
+  const HeardOn best = answer.candidates.empty() ? HeardOn{} : answer.candidates[0];
   return jsonLine(
       {{"file", file},
-       {"name", answer.name},
+       {"name", best.name},
        {"recognised", answer.recognised},
-       {"agreeing", answer.agreeing},
+       {"agreeing", best.agreeing},
        {"name_discrimination", thousandths(answer.discrimination)},
-       {"seconds_ago", thousandths(answer.seconds_ago)},
+       {"seconds_ago", thousandths(best.seconds_ago)},
        {"error", error.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(error)}});
 }
 
 std::string lineOf(const std::string& file, const ChannelAnswer& answer) {
-  if (answer.name.empty()) return printable(file) + ": on no channel\n";
+  if (answer.candidates.empty()) return printable(file) + ": on no channel\n";
+  const HeardOn& best = answer.candidates[0];
   if (!answer.recognised) {
     return fmt::format("{}: on no channel (best: {}, {} features agree)\n", printable(file),
-                       printable(answer.name), answer.agreeing);
+                       printable(best.name), best.agreeing);
   }
   return fmt::format("{}: on {}, {:.0f} s ago ({} features agree)\n", printable(file),
-                     printable(answer.name), answer.seconds_ago, answer.agreeing);
+                     printable(best.name), best.seconds_ago, best.agreeing);
 }
 
 /// Answers one question, with the line that is printed.
@@ -128,16 +129,34 @@ ExitCode answerAll(const LiveChannels& channels, const ChannelsOptions& options,
   return code;
 }
 
+/// Puts one channel on air, and takes it off in the end.
+class OnAir : public ChannelSink {
+ public:
+  OnAir(LiveChannels& channels, std::uint32_t id, ChannelSession session)
+      : channels_(channels), id_(id), session_(std::move(session)) {}
+  ~OnAir() override { channels_.end(id_); }
+
+  bool take(std::uint32_t analysis, const std::vector<audio::AudioAttribute>& current) override {
+    return channels_.apply(id_, session_, analysis, current);
+  }
+
+ private:
+  LiveChannels& channels_;
+  std::uint32_t id_;
+  ChannelSession session_;
+};
+
 /// Threads that feed the channels; they end with their inputs, or the signal that ends all.
 class Feeds {
  public:
   Feeds(const std::vector<ChannelInput>& inputs, LiveChannels& channels, const FeedOptions& options,
         const InterruptGuard& guard)
       : guard_(guard) {
-    for (std::size_t i = 0; i < inputs.size(); ++i) {
-      threads_.emplace_back([this, input = inputs[i], i, &channels, options] {
+    for (std::uint32_t id = 0; id < inputs.size(); ++id) {
+      threads_.emplace_back([this, input = inputs[id], id, &channels, options] {
         try {
-          hasCome(feedChannel(input, i, channels, options));
+          OnAir on_air(channels, id, {input.name, options.periods, {}});
+          hasCome(feedChannel(input, id, on_air, options));
         } catch (const FileError& error) {
           report(error);
           hasCome(ExitCode::kFailure);
@@ -182,15 +201,12 @@ ExitCode runChannels(const ChannelsOptions& options) {
       throw UsageError(inputs.back().name + ": two channels have that name; give NAME=INPUT");
     }
   }
-  if (options.periods.monitor % options.periods.update != 0) {
+  if (options.feed.periods.monitor % options.feed.periods.update != 0) {
     throw UsageError("--monitor must be a multiple of --update");
   }
-  std::vector<std::string> in_order;
-  in_order.reserve(inputs.size());
-  for (const ChannelInput& input : inputs) in_order.push_back(input.name);
   const InterruptGuard guard;
   std::signal(SIGPIPE, SIG_IGN);
-  LiveChannels channels(in_order, options.periods, options.thresholds);
+  LiveChannels channels(options.thresholds);
   Feeds feeds(inputs, channels, options.feed, guard);
   const ExitCode code = answerAll(channels, options, guard);
   return worse(code, feeds.finish());
@@ -205,19 +221,7 @@ void addChannelsCommand(CLI::App& app, Action& action) {
   command->add_option("[NAME=]INPUT", options->channels, "Channels: named pipes or sound files")
       ->required()
       ->type_name("");
-  command
-      ->add_option("--update", options->periods.update,
-                   "Seconds from one analysis of a channel to the next (default 1)")
-      ->check(between(1u, 5u))
-      ->type_name("N");
-  command
-      ->add_option("--monitor", options->periods.monitor,
-                   "Seconds that are remembered of each channel (default 60)")
-      ->check(between(1u, 86400u))
-      ->type_name("N");
-  command->add_option("--speed", options->feed.speed, "How fast files play (default 1)")
-      ->check(between(0.1, 1000.0))
-      ->type_name("X");
+  addFeedOptions(*command, options->feed);
   addThresholdOptions(*command, options->thresholds);
   const auto raw_given = addRawOptions(*command, options->raw, "pipes");
   addSoundOptions(*command, options->feed.sound);

@@ -25,6 +25,22 @@ void addThresholdOptions(CLI::App& command, Thresholds& thresholds) {
       ->type_name("X");
 }
 
+void addFeedOptions(CLI::App& command, FeedOptions& options) {
+  command
+      .add_option("--update", options.periods.update,
+                  "Seconds from one analysis of a channel to the next (default 1)")
+      ->check(between(1u, 5u))
+      ->type_name("N");
+  command
+      .add_option("--monitor", options.periods.monitor,
+                  "Seconds that are remembered of each channel (default 60)")
+      ->check(between(1u, 86400u))
+      ->type_name("N");
+  command.add_option("--speed", options.speed, "How fast files play (default 1)")
+      ->check(between(0.1, 1000.0))
+      ->type_name("X");
+}
+
 std::function<bool()> addRawOptions(CLI::App& command, RawFormat& raw, const std::string& of) {
   const CLI::Option* rate =
       command

@@ -4,12 +4,16 @@
 #include <functional>
 
 #include "tool/input/raw_format.h"
+#include "tool/recognition/channel_feed.h"
 #include "tool/recognition/verdict.h"
 
 namespace audiomatch {
 
 /// Adds --min-agreeing and --min-discrimination to a command.
 void addThresholdOptions(CLI::App& command, Thresholds& thresholds);
+
+/// Adds --update, --monitor and --speed, which say how a channel is fed.
+void addFeedOptions(CLI::App& command, FeedOptions& options);
 
 /// Adds --rate, --channels and --format, which say what raw samples are like.
 ///
