@@ -11,6 +11,7 @@ Exit code 77 without music.
 import os
 import pathlib
 import re
+import socket
 import subprocess
 import sys
 import tempfile
@@ -52,7 +53,9 @@ def prepare(folder, build, music):
     programs.mkdir()
     (programs / "arecord").write_text(ARECORD)
     (programs / "arecord").chmod(0o755)
-    return {**os.environ, "HOME": str(home), "HEARD": str(folder), "BUILD": str(build),
+    with socket.create_server(("127.0.0.1", 0)) as free:
+        port = free.getsockname()[1]
+    return {**os.environ, "PORT": str(port), "HOME": str(home), "HEARD": str(folder), "BUILD": str(build),
             "PATH": f"{programs}:{build}:{os.environ['PATH']}"}
 
 

@@ -1,6 +1,7 @@
 #include "tool/input/descriptor.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -22,6 +23,20 @@ SocketPair::SocketPair() {
   }
   reading = Descriptor(ends[0]);
   writing = Descriptor(ends[1]);
+}
+
+Descriptor memoryFile(std::string_view bytes) {
+  Descriptor file(memfd_create("recording", MFD_CLOEXEC));
+  while (file.get() >= 0 && !bytes.empty()) {
+    const ssize_t written = write(file.get(), bytes.data(), bytes.size());
+    if (written < 0 && errno != EINTR) break;
+    bytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
+  }
+  if (file.get() < 0 || !bytes.empty()) {
+    throw std::system_error(errno, std::generic_category(), "memory file");
+  }
+  lseek(file.get(), 0, SEEK_SET);
+  return file;
 }
 
 std::string firstBytes(const Descriptor& descriptor, std::size_t size) {

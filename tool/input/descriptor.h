@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace audiomatch {
@@ -40,6 +41,10 @@ struct SocketPair {
   Descriptor reading;
   Descriptor writing;
 };
+
+/// A file in memory that holds some bytes, at its beginning. Throws
+/// std::system_error.
+Descriptor memoryFile(std::string_view bytes);
 
 /// Up to `size` bytes that come first, without taking them: of a file its first
 /// ones, of a socket those that wait, for which it waits.

@@ -95,12 +95,13 @@ std::unique_ptr<Decoder> openDecoder(const Descriptor& file, SoundKind kind,
 
 /// Opens a file by libsndfile, and what is beyond it by ffmpeg.
 std::unique_ptr<SoundSource> openFile(const Descriptor& file, const std::filesystem::path& name,
+                                      const std::optional<RawFormat>& raw,
                                       const SoundOptions& options) {
-  const std::string start = firstBytes(file, kTellingBytes);
+  const std::string start = raw ? "" : firstBytes(file, kTellingBytes);
   const SoundKind kind = soundKind(start);
-  std::unique_ptr<Decoder> decoder = openDecoder(file, kind, {});
+  std::unique_ptr<Decoder> decoder = openDecoder(file, kind, raw);
   std::unique_ptr<Feeder> feeder;
-  if (!decoder && kind != SoundKind::kSndfile) {
+  if (!decoder && kind != SoundKind::kSndfile && options.ffmpeg) {
     SocketPair sockets;
     feeder = Ffmpeg::ofFile(file, name, sockets.writing);
     if (!feeder) throw FileError(name, kind == SoundKind::kFfmpeg ? kFfmpegMissing : kNotAudio);
@@ -157,7 +158,7 @@ std::size_t SoundSource::roomFor(std::uint64_t frames) const noexcept {
 std::unique_ptr<SoundSource> openSound(const std::filesystem::path& path,
                                        const SoundOptions& options) {
   Descriptor file = openForReading(path);
-  if (isRegular(file.get())) return openFile(file, path, options);
+  if (isRegular(file.get())) return openFile(file, path, {}, options);
   return openPipe(std::move(file), path, {}, options);
 }
 
@@ -165,9 +166,16 @@ std::unique_ptr<SoundSource> openStandardInput(const std::optional<RawFormat>& r
                                                const SoundOptions& options) {
   const std::filesystem::path name = "standard input";
   if (!raw && isRegular(STDIN_FILENO)) {
-    return openFile(openForReading("/dev/stdin"), name, options);
+    return openFile(openForReading("/dev/stdin"), name, {}, options);
   }
   return openPipe(Descriptor(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)), name, raw, options);
+}
+
+std::unique_ptr<SoundSource> openSoundBytes(std::string_view bytes,
+                                            const std::filesystem::path& name,
+                                            const std::optional<RawFormat>& raw,
+                                            const SoundOptions& options) {
+  return openFile(memoryFile(bytes), name, raw, options);
 }
 
 std::unique_ptr<SoundSource> openNamedPipe(const std::filesystem::path& path,

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tool/base/errors.h"
@@ -22,6 +23,7 @@ struct Damage {
 /// What is to be done about damage, wherever sound is read.
 struct SoundOptions {
   bool strict = false;  ///< refuse damaged recordings rather than use what can be read
+  bool ffmpeg = true;   ///< start ffmpeg for what only that can read
 };
 
 /// Sound as a phone's recorder would have delivered it, from front to back:
@@ -73,6 +75,16 @@ std::unique_ptr<SoundSource> openSound(const std::filesystem::path& path,
 /// Throws FileError as openSound does, for "standard input".
 std::unique_ptr<SoundSource> openStandardInput(const std::optional<RawFormat>& raw,
                                                const SoundOptions& options = {});
+
+/// Opens a recording that is held in memory, as openSound does a file. It is
+/// copied.
+///
+/// @param name  for messages
+/// @param raw   the shape of samples without a header; none for a sound file
+std::unique_ptr<SoundSource> openSoundBytes(std::string_view bytes,
+                                            const std::filesystem::path& name,
+                                            const std::optional<RawFormat>& raw,
+                                            const SoundOptions& options = {});
 
 /// The same from a named pipe, whose writer may come later.
 std::unique_ptr<SoundSource> openNamedPipe(const std::filesystem::path& path,

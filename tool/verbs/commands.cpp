@@ -23,6 +23,8 @@ void buildCommandLine(CLI::App& app, Action& action) {
   addPlotCommand(app, action);
   addStreamCommand(app, action);
   addChannelsCommand(app, action);
+  addServeCommand(app, action);
+  addListenCommand(app, action);
 }
 
 void addCommonOptions(CLI::App& command, CommonOptions& options, const char* jsonHelp) {

@@ -58,6 +58,12 @@ void addStreamCommand(CLI::App& app, Action& action);
 /// Adds `channels`, which says on which live channel a recording is heard.
 void addChannelsCommand(CLI::App& app, Action& action);
 
+/// Adds `serve`, which answers over HTTP what is playing.
+void addServeCommand(CLI::App& app, Action& action);
+
+/// Adds `listen`, which sends what a channel plays to a server.
+void addListenCommand(CLI::App& app, Action& action);
+
 /// Options that every command has.
 struct CommonOptions {
   bool json = false;

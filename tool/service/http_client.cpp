@@ -1,0 +1,79 @@
+#include "tool/service/http_client.h"
+
+#include <curl/curl.h>
+
+#include <new>
+#include <utility>
+
+namespace audiomatch {
+namespace {
+
+constexpr long kConnectSeconds = 3;
+constexpr long kSeconds = 10;
+constexpr std::size_t kLargestAnswer = std::size_t{1} << 20;
+
+CURL* newHandle() {
+  // Once for the process.
+  static const CURLcode initialised = curl_global_init(CURL_GLOBAL_DEFAULT);
+  CURL* handle = initialised == CURLE_OK ? curl_easy_init() : nullptr;
+  if (!handle) throw std::bad_alloc();
+  return handle;
+}
+
+std::size_t keep(char* bytes, std::size_t, std::size_t size, void* text) noexcept {
+  auto& body = *static_cast<std::string*>(text);
+  if (body.size() + size > kLargestAnswer) return 0;
+  try {
+    body.append(bytes, size);
+  } catch (const std::bad_alloc&) {
+    return 0;
+  }
+  return size;
+}
+
+struct Headers {
+  ~Headers() { curl_slist_free_all(list); }
+  void add(const std::string& line) {
+    curl_slist* longer = curl_slist_append(list, line.c_str());
+    if (!longer) throw std::bad_alloc();
+    list = longer;
+  }
+
+  curl_slist* list = nullptr;
+};
+
+}  // namespace
+
+HttpClient::HttpClient(std::string token) : token_(std::move(token)), handle_(newHandle()) {}
+
+HttpClient::~HttpClient() { curl_easy_cleanup(handle_); }
+
+HttpReply HttpClient::send(const std::string& method, const std::string& url,
+                           const std::string& json) {
+  HttpReply reply;
+  Headers headers;
+  headers.add("Content-Type: application/json");
+  if (!token_.empty()) headers.add("Authorization: Bearer " + token_);
+  curl_easy_reset(handle_);
+  curl_easy_setopt(handle_, CURLOPT_URL, url.c_str());
+  curl_easy_setopt(handle_, CURLOPT_PROTOCOLS_STR, "http,https");
+  curl_easy_setopt(handle_, CURLOPT_CUSTOMREQUEST, method.c_str());
+  curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, headers.list);
+  curl_easy_setopt(handle_, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(handle_, CURLOPT_CONNECTTIMEOUT, kConnectSeconds);
+  curl_easy_setopt(handle_, CURLOPT_TIMEOUT, kSeconds);
+  curl_easy_setopt(handle_, CURLOPT_WRITEFUNCTION, keep);
+  curl_easy_setopt(handle_, CURLOPT_WRITEDATA, &reply.body);
+  if (!json.empty()) {
+    curl_easy_setopt(handle_, CURLOPT_POSTFIELDS, json.data());
+    curl_easy_setopt(handle_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(json.size()));
+  }
+  const CURLcode done = curl_easy_perform(handle_);
+  long status = 0;
+  curl_easy_getinfo(handle_, CURLINFO_RESPONSE_CODE, &status);
+  if (done == CURLE_OK) reply.status = static_cast<unsigned>(status);
+  if (done != CURLE_OK) reply.problem = curl_easy_strerror(done);
+  return reply;
+}
+
+}  // namespace audiomatch

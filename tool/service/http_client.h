@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+namespace audiomatch {
+
+/// What a server answered.
+struct HttpReply {
+  unsigned status = 0;  ///< 0 when there was none
+  std::string body;
+  std::string problem;  ///< why there was none
+};
+
+/// Asks a server, by a connection that is kept. One thread at a time.
+class HttpClient {
+ public:
+  /// @param token  sent as a bearer token; empty for none
+  explicit HttpClient(std::string token);
+  HttpClient(const HttpClient&) = delete;
+  HttpClient& operator=(const HttpClient&) = delete;
+  ~HttpClient();
+
+  /// Sends a request and waits for its answer, at most ten seconds. `json` is its body;
+  /// empty for none.
+  HttpReply send(const std::string& method, const std::string& url, const std::string& json);
+
+ private:
+  std::string token_;
+  void* handle_;  // libcurl's
+};
+
+}  // namespace audiomatch

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+
+namespace audiomatch {
+
+/// What a client asks, as far as the service is concerned with it.
+struct HttpRequest {
+  std::string method;                        ///< "GET" and so on
+  std::string path;                          ///< decoded, from the first slash on
+  std::map<std::string, std::string> query;  ///< decoded; of equal names the last
+  std::string type;                          ///< of the body, without parameters, in lower case
+  std::string authorization;
+  std::size_t length = 0;  ///< of the body in bytes
+  std::string body;
+};
+
+/// What it is answered.
+struct HttpResponse {
+  unsigned status = 200;
+  std::string type = "application/json";
+  std::string body;
+  std::map<std::string, std::string> headers;  ///< beside those on body and connection
+};
+
+/// Answers requests. Both functions are called on any thread, and throw nothing
+/// but std::bad_alloc.
+struct HttpHandler {
+  /// Looks at a request before its body is read. An answer refuses it, and the
+  /// body isn't read. Must be quick, as other clients wait for it meanwhile.
+  std::function<std::optional<HttpResponse>(const HttpRequest&)> admit;
+  /// Answers a whole request.
+  std::function<HttpResponse(const HttpRequest&)> answer;
+  /// Words a refusal of the server's own: too large, too slow, too many.
+  std::function<HttpResponse(unsigned status, const std::string& reason)> refuse;
+};
+
+/// Takes a request's target apart: path and query. False when it isn't well-formed.
+bool parseTarget(const std::string& target, HttpRequest& request);
+
+}  // namespace audiomatch

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "tool/service/http_message.h"
+
+namespace audiomatch {
+
+/// What a client can take of a server.
+struct HttpLimits {
+  std::size_t header = 16 << 10;                ///< bytes of a request's head
+  std::size_t body = 64 << 20;                  ///< bytes of a request's body
+  std::size_t bodies = std::size_t{512} << 20;  ///< bytes of all bodies at one time
+  std::size_t connections = 1024;
+  std::size_t waiting = 256;          ///< requests that wait for a worker
+  std::chrono::seconds idle{60};      ///< between requests of a connection
+  std::chrono::seconds head{10};      ///< for a request's head, from its first byte on
+  std::chrono::seconds farewell{2};   ///< for what a refused client still sends
+  std::chrono::seconds transfer{60};  ///< for a body, and for an answer
+};
+
+/// Counts of a server, for whoever watches it.
+struct HttpCounts {
+  std::size_t connections;  ///< open now
+  std::uint64_t refused;    ///< connections and requests refused for want of room, so far
+};
+
+/// An HTTP/1.1 server. One thread speaks with all clients, so that a slow or
+/// silent one takes none; others work out the answers.
+class HttpServer {
+ public:
+  /// Binds and listens at once. Throws FileError, with the address as its file,
+  /// when the address can't be had.
+  ///
+  /// @param address  "HOST:PORT", a numeric host, IPv6 in brackets; port 0 is any free one
+  /// @param workers  threads that answer
+  HttpServer(const std::string& address, unsigned workers, const HttpLimits& limits,
+             HttpHandler handler);
+  HttpServer(const HttpServer&) = delete;
+  HttpServer& operator=(const HttpServer&) = delete;
+  ~HttpServer();
+
+  /// Where it listens, "HOST:PORT" with the port that it has got.
+  std::string address() const;
+
+  /// Serves until `stop`, and then until what is under way is answered. Throws
+  /// std::system_error when there can be no threads.
+  void run();
+
+  /// Ends `run`; any thread.
+  void stop();
+
+  HttpCounts counts() const noexcept;
+
+ private:
+  class Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace audiomatch

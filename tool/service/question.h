@@ -1,0 +1,34 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "feature/audio_feature.h"
+#include "feature/extraction_outcome.h"
+#include "tool/input/sound_source.h"
+#include "tool/service/http_message.h"
+
+namespace audiomatch {
+
+/// The longest recording that a question may have.
+inline constexpr double kLongestQuestion = 60.0;  // seconds
+/// Most bytes of its request: a minute of 16-bit stereo at 48 kHz has 11.5 MB.
+inline constexpr std::size_t kLargestQuestion = std::size_t{32} << 20;
+
+/// A recording to be recognised.
+struct Question {
+  std::vector<audio::AudioFeature> features;  ///< sorted by key, then time; may be empty
+  double seconds = 0.0;                       ///< of the recording; 0 when not known
+  /// What came of its analysis; kFeatures for features that were sent.
+  audio::ExtractionOutcome outcome = audio::ExtractionOutcome::kFeatures;
+  std::optional<Damage> damage;  ///< of the recording
+};
+
+/// Reads a question from a request's body: the features that a phone made, as JSON
+/// ({"features": [[startTime, hashKey], ...]}) or in any form that `features`
+/// writes; raw samples, where the query names their rate, channels or format; or
+/// a sound file. Throws HttpError with 400 for a wrong shape, 413 for a recording
+/// that is too long, 415 for what isn't a recording, and std::bad_alloc.
+Question readQuestion(const HttpRequest& request);
+
+}  // namespace audiomatch

@@ -1,0 +1,143 @@
+#include <fmt/core.h>
+
+#include <chrono>
+#include <csignal>
+#include <memory>
+#include <random>
+#include <string>
+
+#include "tool/base/errors.h"
+#include "tool/base/interrupt.h"
+#include "tool/output/display_text.h"
+#include "tool/output/messages.h"
+#include "tool/output/text.h"
+#include "tool/recognition/channel_feed.h"
+#include "tool/service/access.h"
+#include "tool/service/uplink.h"
+#include "tool/verbs/commands.h"
+#include "tool/verbs/shared_options.h"
+
+namespace audiomatch {
+namespace {
+
+constexpr const char* kListenHelp =
+    "Sends what a channel plays to a server, so that it knows recordings of it: the attributes\n"
+    "of a sound file, which plays in its own time, of a named pipe, or of standard input (-).\n"
+    "While the server is away they wait. Says once a minute what it has done. At the end, or by\n"
+    "SIGINT or SIGTERM, the channel is taken off air.\n\n";
+
+struct ListenOptions {
+  CommonOptions common;
+  std::string input = "-";
+  std::filesystem::path token_file;
+  UplinkTarget target;
+  RawFormat raw;
+  FeedOptions feed;
+};
+
+/// Another one for each run.
+std::string newSession() {
+  std::random_device random;
+  return fmt::format("{:08x}{:08x}", random(), random());
+}
+
+/// Passes analyses on, and says once a minute what was done.
+class Reporting : public ChannelSink {
+ public:
+  Reporting(Uplink& uplink, const InterruptGuard& guard, const ListenOptions& options)
+      : uplink_(uplink), guard_(guard), options_(options) {}
+
+  bool take(std::uint32_t analysis, const std::vector<audio::AudioAttribute>& current) override {
+    const bool begins = uplink_.take(analysis, current);
+    const Clock::time_point now = Clock::now();
+    if (now >= next_) {
+      next_ = now + std::chrono::minutes(1);
+      tell();
+    }
+    if (!uplink_.refusal().empty()) guard_.raise();
+    return begins;
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void tell() const {
+    const UplinkCounts counts = uplink_.counts();
+    const std::string& name = options_.target.session.name;
+    writeLine(options_.common.json
+                  ? jsonLine({{"name", name},
+                              {"sent", counts.sent},
+                              {"attributes", counts.attributes},
+                              {"waiting", counts.waiting},
+                              {"failures", counts.failures}})
+                  : fmt::format("{}: {} analyses sent with {} attributes, {} waiting, {} attempts "
+                                "failed\n",
+                                printable(name), counts.sent, counts.attributes, counts.waiting,
+                                counts.failures),
+              guard_);
+  }
+
+  Uplink& uplink_;
+  const InterruptGuard& guard_;
+  const ListenOptions& options_;
+  Clock::time_point next_ = Clock::now() + std::chrono::minutes(1);
+};
+
+ExitCode runListen(ListenOptions options) {
+  applyCommonOptions(options.common);
+  if (options.feed.periods.monitor % options.feed.periods.update != 0) {
+    throw UsageError("--monitor must be a multiple of --update");
+  }
+  options.target.session.periods = options.feed.periods;
+  options.target.session.key = newSession();
+  options.target.token = readToken(options.token_file).value_or("");
+  const InterruptGuard guard;
+  std::signal(SIGPIPE, SIG_IGN);
+  Uplink uplink(options.target);
+  Reporting sink(uplink, guard, options);
+  const ExitCode code = feedChannel({options.target.session.name, options.input}, options.target.id,
+                                    sink, options.feed);
+  const bool reached = uplink.finish();
+  const std::string refusal = uplink.refusal();
+  if (!refusal.empty()) throw FileError(options.target.url, "the server refuses: " + refusal);
+  if (!reached) throw FileError(options.target.url, "the server can't be reached");
+  return code;
+}
+
+void addChannel(CLI::App& command, ListenOptions& options) {
+  command.add_option("FILE", options.input, "Sound file, named pipe, or - for standard input")
+      ->type_name("");
+  command.add_option("--to", options.target.url, "Server, such as http://127.0.0.1:8080")
+      ->required()
+      ->type_name("URL");
+  command.add_option("--id", options.target.id, "The channel's number")
+      ->required()
+      ->check(between(0u, 2147483647u))
+      ->type_name("N");
+  command.add_option("--name", options.target.session.name, "What it is called in answers")
+      ->required()
+      ->type_name("NAME");
+  command
+      .add_option("--token-file", options.token_file,
+                  "File with the token that the server asks for")
+      ->type_name("FILE");
+}
+
+}  // namespace
+
+void addListenCommand(CLI::App& app, Action& action) {
+  auto options = std::make_shared<ListenOptions>();
+  CLI::App* command = app.add_subcommand("listen", "Send what a channel plays to a server");
+  addChannel(*command, *options);
+  addFeedOptions(*command, options->feed);
+  const auto raw_given = addRawOptions(*command, options->raw, "pipes");
+  addSoundOptions(*command, options->feed.sound);
+  addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of text");
+  command->footer(std::string(kListenHelp) + kExitCodesHelp);
+  command->callback([=, &action] {
+    if (raw_given()) options->feed.raw = options->raw;
+    action = [options] { return runListen(*options); };
+  });
+}
+
+}  // namespace audiomatch
