@@ -117,6 +117,15 @@ bool AudioMatcher::matchFeatures(std::vector<AudioFeature> features) {
   return lookUpAndScore();
 }
 
+bool AudioMatcher::matchHits(std::vector<AudioFeature> features,
+                             std::span<const AudioHashHit> hits) {
+  startMatch();
+  if (!hasFeatures(features)) return false;
+  features_ = std::move(features);
+  if (hits.empty()) return ended(MatchOutcome::kNoHits);
+  return judge(hits);
+}
+
 /// Matches the features that there are against the database that there is.
 bool AudioMatcher::lookUpAndScore() {
   std::vector<AudioHashHit> hits;
@@ -130,6 +139,11 @@ bool AudioMatcher::lookUpAndScore() {
     logOutOfMemory();
     return ended(MatchOutcome::kDamagedDatabase);
   }
+  return judge(hits);
+}
+
+/// Scores the hits of the features that there are.
+bool AudioMatcher::judge(std::span<const AudioHashHit> hits) {
   logMessage("features num: %d", static_cast<int>(features_.size()));
   logMessage("attribute num: %d", static_cast<int>(hits.size()));
   best_match_index_ = scoreHits(hits);

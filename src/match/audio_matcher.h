@@ -74,6 +74,14 @@ class AudioMatcher {
   /// no features and when there is no hit; `outcome` tells why.
   bool matchFeatures(std::vector<AudioFeature> features);
 
+  /// Scores the hits of features that were looked up elsewhere, as
+  /// matchFeatures does behind its look-up; needs neither database nor
+  /// extractor. Fails, with a message, for no features, without one for no hit,
+  /// and as matchFeatures does; `outcome` tells why.
+  ///
+  /// @param hits  of each feature in turn, its entries in the order of their bucket
+  bool matchHits(std::vector<AudioFeature> features, std::span<const AudioHashHit> hits);
+
   /// Scores features with the entries found for them, expected in feature
   /// order (see attributeHits). Fails, with a message, when a list is empty or
   /// the best candidate is what nothing was found for.
@@ -128,6 +136,7 @@ class AudioMatcher {
   bool hasFeatures(const std::vector<AudioFeature>& features) noexcept;
   MatchOutcome whyNoFeatures() const noexcept;
   bool lookUpAndScore();
+  bool judge(std::span<const AudioHashHit> hits);
   std::int32_t scoreHits(std::span<const AudioHashHit> hits);
 
   bool audio_loaded_ = false;

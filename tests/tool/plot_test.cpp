@@ -21,6 +21,7 @@
 #include "tool/picture/spectrogram_analysis.h"
 #include "tool/picture/spectrogram_columns.h"
 #include "tool/picture/timeline_picture.h"
+#include "tool/recognition/reference_database.h"
 
 // Fontconfig keeps what it read until the process ends.
 extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig\n"; }
@@ -285,7 +286,7 @@ TEST(MatchHits, JoinThePartsOfALongReference) {
                         },
                         {"other", 0, 1, 1, 45}};
   const std::vector<audio::AudioFeature> features = {{5, 7}, {10, 8}};
-  const auto found = leadingHits(features, verdict, database, 100.0, 2);
+  const auto found = leadingHits(features, verdict, database.find(features), 100.0, 2);
   ASSERT_EQ(found.size(), 2u);
   EXPECT_EQ(found[0].name, "long");
   EXPECT_NEAR(found[0].offset, (16384 + 20) * 0.032 - 100, 1e-9);
@@ -296,7 +297,7 @@ TEST(MatchHits, JoinThePartsOfALongReference) {
   EXPECT_EQ(frames,
             (std::vector<std::pair<long, long>>{{5, 100}, {5, 16384 + 25}, {10, 16384 + 30}}));
   EXPECT_EQ(found[1].hits.size(), 1u);
-  EXPECT_EQ(leadingHits(features, verdict, database, 0.0, 1).size(), 1u);
+  EXPECT_EQ(leadingHits(features, verdict, database.find(features), 0.0, 1).size(), 1u);
 }
 
 }  // namespace

@@ -345,6 +345,22 @@ TEST(Matcher, ForgetsItsHistory) {
   ASSERT_TRUE(sharing.matchFeatures(matcher.getFeatures()));
   EXPECT_EQ(sharing.bestMatchName(), matcher.bestMatchName());
   EXPECT_EQ(sharing.candidates()[0].offset, matcher.candidates()[0].offset);
+
+  // Hits that were looked up before come to the same.
+  std::vector<audio::AudioHashHit> hits;
+  ASSERT_TRUE(shared->extractHits(matcher.getFeatures(), hits));
+  audio::AudioMatcher scoring;
+  ASSERT_TRUE(scoring.forgetHistory());
+  ASSERT_TRUE(sharing.forgetHistory());
+  ASSERT_TRUE(scoring.matchHits(matcher.getFeatures(), hits));
+  ASSERT_TRUE(sharing.matchFeatures(matcher.getFeatures()));
+  EXPECT_EQ(scoring.discrimination(), sharing.discrimination());
+  EXPECT_EQ(scoring.bestMatchIndex(), sharing.bestMatchIndex());
+  EXPECT_EQ(scoring.hitCount(), hits.size());
+  EXPECT_FALSE(scoring.matchHits(matcher.getFeatures(), {}));
+  EXPECT_EQ(scoring.outcome(), audio::MatchOutcome::kNoHits);
+  EXPECT_FALSE(scoring.matchHits({}, hits));
+  EXPECT_EQ(scoring.outcome(), audio::MatchOutcome::kNoFeatures);
   audio::gLogger.setEnabled(true);
 }
 

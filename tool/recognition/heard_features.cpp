@@ -4,7 +4,6 @@
 #include <cstdlib>
 
 #include "feature/land_mark.h"
-#include "match/database/packed_entry.h"
 #include "match/scoring/offset_consensus.h"
 
 namespace audiomatch {
@@ -42,20 +41,15 @@ struct Heard {
 
 }  // namespace
 
-Agreement agreementAt(std::span<const audio::AudioFeature> features,
-                      const ReferenceDatabase& database, std::int32_t recording,
-                      std::int32_t offset) {
+Agreement agreementAt(std::span<const audio::AudioFeature> features, const FoundHits& found,
+                      std::int32_t recording, std::int32_t offset) {
   Heard heard;
-  for (const audio::AudioFeature& feature : features) {
-    const audio::Bucket bucket = database.audios().bucket(feature.hashKey);
-    for (std::size_t i = 0; i < bucket.stored; ++i) {
-      const auto audio = static_cast<std::int32_t>(audio::entryAudioIndex(bucket[i]));
-      if (database.recording(audio) != recording) continue;
-      const std::int32_t found = static_cast<std::int32_t>(audio::entryTime(bucket[i])) +
-                                 database.startFrame(audio) -
-                                 static_cast<std::int32_t>(feature.startTime);
-      if (std::abs(found - offset) > audio::kOffsetTolerance) continue;
-      heard.note(feature, found);
+  for (std::size_t i = 0; i < features.size(); ++i) {
+    for (const audio::AudioHashHit& hit : found.of(i)) {
+      if (found.names->recording(hit.audio_index) != recording) continue;
+      const std::int32_t heard_at = hit.time_offset + found.names->startFrame(hit.audio_index);
+      if (std::abs(heard_at - offset) > audio::kOffsetTolerance) continue;
+      heard.note(features[i], heard_at);
       break;
     }
   }

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "feature/audio_feature.h"
-#include "tool/recognition/reference_database.h"
+#include "tool/recognition/references.h"
 
 namespace audiomatch {
 
@@ -23,10 +23,10 @@ struct Agreement {
 /// counts, but on one that is known: an hour's hearing of a recording is
 /// followed by it, even where another audio has more in common for a moment.
 ///
+/// @param found      what the references have of the features
 /// @param recording  its first audio
 /// @param offset     frames of the recording at the start of the stretch
-Agreement agreementAt(std::span<const audio::AudioFeature> features,
-                      const ReferenceDatabase& database, std::int32_t recording,
-                      std::int32_t offset);
+Agreement agreementAt(std::span<const audio::AudioFeature> features, const FoundHits& found,
+                      std::int32_t recording, std::int32_t offset);
 
 }  // namespace audiomatch

@@ -13,10 +13,10 @@ namespace {
 /// Answers for the next windows, as many as there are jobs.
 class WindowAnswers {
  public:
-  WindowAnswers(SoundSource& source, const ReferenceDatabase& database, const Listening& listening)
+  WindowAnswers(SoundSource& source, const References& references, const Listening& listening)
       : windows_(source, listening.grid), jobs_(listening.jobs) {
     for (unsigned i = 0; i < jobs_; ++i) {
-      recognisers_.push_back(std::make_unique<Recogniser>(database, listening.thresholds));
+      recognisers_.push_back(std::make_unique<Recogniser>(references, listening.thresholds));
     }
   }
 
@@ -37,7 +37,7 @@ class WindowAnswers {
     const auto recognise = [&](std::size_t i) {
       Recogniser& recogniser = *recognisers_[i];
       Answer answer = recogniser.recognise(*windows[i].sound);
-      answers[i] = {{windows[i].span, std::move(answer), recogniser.features()},
+      answers[i] = {{windows[i].span, std::move(answer), recogniser.features(), recogniser.found()},
                     std::move(windows[i].silences)};
     };
     forEachParallel(windows.size(), jobs_, recognise, [] {});
@@ -52,10 +52,10 @@ class WindowAnswers {
 
 }  // namespace
 
-void listen(SoundSource& source, const ReferenceDatabase& database, const Listening& listening,
+void listen(SoundSource& source, const References& references, const Listening& listening,
             const Timeline::Report& report, const std::function<bool(const HeardSoFar&)>& follow) {
-  WindowAnswers windows(source, database, listening);
-  Timeline timeline(database, listening.thresholds, report);
+  WindowAnswers windows(source, references, listening);
+  Timeline timeline(listening.thresholds, report);
   try {
     for (auto answers = windows.next(0.0); !answers.empty();
          answers = windows.next(timeline.settled())) {

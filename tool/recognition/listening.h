@@ -5,7 +5,7 @@
 
 #include "tool/input/sound_source.h"
 #include "tool/recognition/listening_windows.h"
-#include "tool/recognition/reference_database.h"
+#include "tool/recognition/references.h"
 #include "tool/recognition/timeline.h"
 
 namespace audiomatch {
@@ -30,7 +30,7 @@ struct HeardSoFar {
 ///
 /// @param report  gets the stretches, in order, when nothing can change them
 /// @param follow  is called after each window; false ends the listening
-void listen(SoundSource& source, const ReferenceDatabase& database, const Listening& listening,
+void listen(SoundSource& source, const References& references, const Listening& listening,
             const Timeline::Report& report, const std::function<bool(const HeardSoFar&)>& follow);
 
 }  // namespace audiomatch

@@ -35,14 +35,13 @@ class TimelineRows {
   ExitCode code_ = ExitCode::kNoMatch;
 };
 
-ExitCode matchTimeline(SoundSource& source, const std::string& file,
-                       const ReferenceDatabase& database, const MatchJob& job,
-                       const RowSink& rows) {
+ExitCode matchTimeline(SoundSource& source, const std::string& file, const References& references,
+                       const MatchJob& job, const RowSink& rows) {
   TimelineRows timeline(file, rows);
   Progress progress = Progress::ofSound(
       job.show_progress, static_cast<double>(source.promisedFrames()) / source.sampleRate());
   listen(
-      source, database, job.listening, [&](const Heard& heard) { timeline.add(heard); },
+      source, references, job.listening, [&](const Heard& heard) { timeline.add(heard); },
       [&](const HeardSoFar& heard) {
         progress.reach(heard.window.to);
         return true;
@@ -68,8 +67,8 @@ std::optional<std::vector<std::int16_t>> readShort(SoundSource& source) {
 }
 
 ExitCode matchWhole(const audio::AudioData& recording, const std::string& file,
-                    const ReferenceDatabase& database, const MatchJob& job, const RowSink& rows) {
-  Recogniser recogniser(database, job.listening.thresholds);
+                    const References& references, const MatchJob& job, const RowSink& rows) {
+  Recogniser recogniser(references, job.listening.thresholds);
   const Answer answer = recogniser.recognise(recording);
   const double seconds = static_cast<double>(recording.dataLen()) / recording.sampleRate();
   if (!answer.problem.empty()) report(answer.problem, file);
@@ -79,9 +78,8 @@ ExitCode matchWhole(const audio::AudioData& recording, const std::string& file,
 
 /// Matches a fingerprint that was made before.
 ExitCode matchFingerprint(Fingerprint fingerprint, const std::string& file,
-                          const ReferenceDatabase& database, const MatchJob& job,
-                          const RowSink& rows) {
-  Recogniser recogniser(database, job.listening.thresholds);
+                          const References& references, const MatchJob& job, const RowSink& rows) {
+  Recogniser recogniser(references, job.listening.thresholds);
   const Answer answer = recogniser.recognise(std::move(fingerprint.features));
   if (!answer.problem.empty()) report(answer.problem, file);
   rows(rowOf(file, fingerprint.seconds, answer));
@@ -89,7 +87,7 @@ ExitCode matchFingerprint(Fingerprint fingerprint, const std::string& file,
 }
 
 ExitCode matchSound(std::unique_ptr<SoundSource> source, const std::filesystem::path& file,
-                    const ReferenceDatabase& database, const MatchJob& job, const RowSink& rows) {
+                    const References& references, const MatchJob& job, const RowSink& rows) {
   const bool by_windows = job.shape == MatchJob::Shape::kTimeline ||
                           (job.shape == MatchJob::Shape::kByLength && promisesToBeLong(*source));
   if (!by_windows) {
@@ -97,12 +95,12 @@ ExitCode matchSound(std::unique_ptr<SoundSource> source, const std::filesystem::
     if (samples && samples->empty()) throw FileError(file, "holds no sound");
     if (samples) {
       const auto recording = toAudio(*samples, source->channels(), source->sampleRate());
-      const ExitCode code = matchWhole(*recording, file.string(), database, job, rows);
+      const ExitCode code = matchWhole(*recording, file.string(), references, job, rows);
       return worse(code, reportDamage(file, source->damage()));
     }
     source = openSound(file, job.sound);
   }
-  const ExitCode code = matchTimeline(*source, file.string(), database, job, rows);
+  const ExitCode code = matchTimeline(*source, file.string(), references, job, rows);
   return worse(code, reportDamage(file, source->damage()));
 }
 
@@ -114,18 +112,18 @@ ExitCode failed(const FileError& error, const RowSink& rows) {
 
 }  // namespace
 
-ExitCode matchFile(const InputFile& file, const ReferenceDatabase& database, const MatchJob& job,
+ExitCode matchFile(const InputFile& file, const References& references, const MatchJob& job,
                    const RowSink& rows) {
   const std::filesystem::path& path = file.path;
   try {
     if (std::optional<Fingerprint> fingerprint = readFingerprint(path)) {
-      return matchFingerprint(std::move(*fingerprint), path.string(), database, job, rows);
+      return matchFingerprint(std::move(*fingerprint), path.string(), references, job, rows);
     }
     if (job.shape != MatchJob::Shape::kWhole) {
-      return matchSound(openSound(path, job.sound), path, database, job, rows);
+      return matchSound(openSound(path, job.sound), path, references, job, rows);
     }
     const Recording recording = readRecording(path, job.sound);
-    const ExitCode code = matchWhole(*recording.audio, path.string(), database, job, rows);
+    const ExitCode code = matchWhole(*recording.audio, path.string(), references, job, rows);
     return worse(code, reportDamage(path, recording.damage));
   } catch (const FileError& problem) {
     if (!file.named) {
@@ -139,7 +137,7 @@ ExitCode matchFile(const InputFile& file, const ReferenceDatabase& database, con
   }
 }
 
-ExitCode matchStandardInput(const std::optional<RawFormat>& raw, const ReferenceDatabase& database,
+ExitCode matchStandardInput(const std::optional<RawFormat>& raw, const References& references,
                             const MatchJob& job, const RowSink& rows, const RowSink& now) {
   TimelineRows timeline("-", rows);
   std::optional<Heard> latest;
@@ -158,7 +156,8 @@ ExitCode matchStandardInput(const std::optional<RawFormat>& raw, const Reference
   try {
     const std::unique_ptr<SoundSource> source = openStandardInput(raw, job.sound);
     listen(
-        *source, database, job.listening, [&](const Heard& heard) { timeline.add(heard); }, follow);
+        *source, references, job.listening, [&](const Heard& heard) { timeline.add(heard); },
+        follow);
     if (source->position() == 0) throw FileError("standard input", "holds no sound");
     damaged = reportDamage("standard input", source->damage());
   } catch (const Interrupted&) {

@@ -35,7 +35,7 @@ using RowSink = std::function<void(const MatchRow&)>;
 /// and, reported, a message; one that a folder had and that can't be read is skipped with a
 /// message. Returns the row's code, or of a timeline kSuccess when something
 /// in it is recognised. Throws Interrupted.
-ExitCode matchFile(const InputFile& file, const ReferenceDatabase& database, const MatchJob& job,
+ExitCode matchFile(const InputFile& file, const References& references, const MatchJob& job,
                    const RowSink& rows);
 
 /// Listens to standard input until it ends or a signal comes, likewise.
@@ -44,7 +44,7 @@ ExitCode matchFile(const InputFile& file, const ReferenceDatabase& database, con
 /// @param rows  gets what was heard, when nothing can change it
 /// @param now   gets what is heard, each time that it changes: its `to` is the
 ///              second of the input at which that was found
-ExitCode matchStandardInput(const std::optional<RawFormat>& raw, const ReferenceDatabase& database,
+ExitCode matchStandardInput(const std::optional<RawFormat>& raw, const References& references,
                             const MatchJob& job, const RowSink& rows, const RowSink& now);
 
 }  // namespace audiomatch

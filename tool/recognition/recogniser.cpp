@@ -3,73 +3,82 @@
 #include <new>
 #include <utility>
 
+#include "feature/feature_extractor.h"
+#include "match/audio_matcher.h"
 #include "tool/input/recording.h"
 
 namespace audiomatch {
+namespace {
 
-Answer Recogniser::recognise(const audio::AudioData& recording) {
-  startAfresh();
-  const bool matched = matcher_.matchAudio(&recording);
-  if (matcher_.extractionOutcome() == audio::ExtractionOutcome::kFeatures) {
-    features_ = matcher_.getFeatures();
-  }
-  return answer(matched);
-}
-
-Answer Recogniser::recognise(std::vector<audio::AudioFeature> features) {
-  startAfresh();
-  const bool matched = matcher_.matchFeatures(std::move(features));
-  features_ = matcher_.getFeatures();
-  return answer(matched);
-}
-
-void Recogniser::startAfresh() {
-  features_.clear();
-  if (!has_database_ && !matcher_.init(database_.shared())) throw std::bad_alloc();
-  has_database_ = true;
-  if (!matcher_.forgetHistory()) throw std::bad_alloc();
-}
-
-Answer Recogniser::answer(bool matched) {
+/// The answer for a recording that has no features, and why.
+Answer withoutFeatures(audio::ExtractionOutcome outcome) {
   Answer answer;
-  answer.features = features_.size();
-  answer.hits = matcher_.hitCount();
-  if (!matched) {
-    explain(answer);
-    return answer;
-  }
-  answer.verdict = judge(matcher_.candidates(), features_.size(), database_, thresholds_);
-  if (answer.verdict.candidates[0].name.empty()) {
-    answer.problem = "the best match has no name: the database is damaged";
-    answer.code = ExitCode::kFailure;
-    return answer;
-  }
-  answer.level = matcher_.discriminationLevel();
-  answer.engine_discrimination = matcher_.discrimination();
-  if (answer.verdict.recognised) answer.code = ExitCode::kSuccess;
+  answer.is_silent = outcome == audio::ExtractionOutcome::kSilent;
+  if (answer.is_silent) return answer;
+  answer.problem = describe(outcome);
+  if (!isAnalysable(outcome)) answer.code = ExitCode::kFailure;
   return answer;
 }
 
 /// Notes why there is no candidate.
-void Recogniser::explain(Answer& answer) const {
-  switch (matcher_.outcome()) {
+void explain(Answer& answer, audio::MatchOutcome outcome) {
+  switch (outcome) {
     case audio::MatchOutcome::kNoFeatures:
-      answer.is_silent = matcher_.extractionOutcome() == audio::ExtractionOutcome::kSilent;
-      if (answer.is_silent) return;
-      answer.problem = describe(matcher_.extractionOutcome());
-      if (!isAnalysable(matcher_.extractionOutcome())) answer.code = ExitCode::kFailure;
+      answer.problem = "no features";
       return;
     case audio::MatchOutcome::kNoHits:
       answer.problem = "no match: no feature of it is in the database";
       return;
     case audio::MatchOutcome::kNoAgreement:
-    case audio::MatchOutcome::kDamagedDatabase:
       answer.problem = "the database is damaged: it names audios or entries that it hasn't got";
       answer.code = ExitCode::kFailure;
       return;
     default:
       throw std::bad_alloc();
   }
+}
+
+}  // namespace
+
+Answer judgeHits(const std::vector<audio::AudioFeature>& features, const FoundHits& found,
+                 const Thresholds& thresholds) {
+  audio::AudioMatcher matcher;
+  // With draws of its own: the same question gets the same answer.
+  if (!matcher.forgetHistory()) throw std::bad_alloc();
+  Answer answer;
+  answer.features = features.size();
+  answer.hits = found.hits.size();
+  if (!matcher.matchHits(features, found.hits)) {
+    explain(answer, matcher.outcome());
+    return answer;
+  }
+  answer.verdict = judge(matcher.candidates(), features.size(), *found.names, thresholds);
+  if (answer.verdict.candidates[0].name.empty()) {
+    answer.problem = "the best match has no name: the database is damaged";
+    answer.code = ExitCode::kFailure;
+    return answer;
+  }
+  answer.level = matcher.discriminationLevel();
+  answer.engine_discrimination = matcher.discrimination();
+  if (answer.verdict.recognised) answer.code = ExitCode::kSuccess;
+  return answer;
+}
+
+Answer Recogniser::recognise(const audio::AudioData& recording) {
+  features_.clear();
+  found_ = {};
+  audio::FeatureExtractor extractor;
+  if (!extractor.init(false)) throw std::bad_alloc();
+  if (!extractor.loadAudio(&recording) || !extractor.extractFeatures()) {
+    return withoutFeatures(extractor.outcome());
+  }
+  return recognise(extractor.getFeatures());
+}
+
+Answer Recogniser::recognise(std::vector<audio::AudioFeature> features) {
+  features_ = std::move(features);
+  found_ = references_.find(features_);
+  return judgeHits(features_, found_, thresholds_);
 }
 
 }  // namespace audiomatch

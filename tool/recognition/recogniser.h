@@ -7,9 +7,8 @@
 
 #include "base/audio_data.h"
 #include "feature/audio_feature.h"
-#include "match/audio_matcher.h"
 #include "tool/base/errors.h"
-#include "tool/recognition/reference_database.h"
+#include "tool/recognition/references.h"
 #include "tool/recognition/verdict.h"
 
 namespace audiomatch {
@@ -30,15 +29,20 @@ struct Answer {
   ExitCode code = ExitCode::kNoMatch;
 };
 
-/// Recognises recordings by a database, each answer depending on nothing but
-/// its own recording. One thread at a time; several share a database.
+/// Judges what was found of a recording; the answer depends on nothing else.
+/// Throws std::bad_alloc.
+Answer judgeHits(const std::vector<audio::AudioFeature>& features, const FoundHits& found,
+                 const Thresholds& thresholds);
+
+/// Recognises recordings by references, each answer depending on nothing but
+/// its own recording. One thread at a time; several share references.
 class Recogniser {
  public:
-  /// @param database  outlives this object
-  Recogniser(const ReferenceDatabase& database, const Thresholds& thresholds)
-      : database_(database), thresholds_(thresholds) {}
+  /// @param references  outlive this object
+  Recogniser(const References& references, const Thresholds& thresholds)
+      : references_(references), thresholds_(thresholds) {}
 
-  /// Recognises a recording. Throws std::bad_alloc.
+  /// Recognises a recording. Throws std::bad_alloc and as the references do.
   Answer recognise(const audio::AudioData& recording);
 
   /// Recognises a fingerprint that was made before, likewise.
@@ -47,16 +51,14 @@ class Recogniser {
   /// The features of the last recording; empty when it has none.
   const std::vector<audio::AudioFeature>& features() const noexcept { return features_; }
 
- private:
-  void startAfresh();
-  Answer answer(bool matched);
-  void explain(Answer& answer) const;
+  /// What the references have of them.
+  const FoundHits& found() const noexcept { return found_; }
 
-  const ReferenceDatabase& database_;
+ private:
+  const References& references_;
   Thresholds thresholds_;
-  audio::AudioMatcher matcher_;
-  bool has_database_ = false;
   std::vector<audio::AudioFeature> features_;
+  FoundHits found_;
 };
 
 }  // namespace audiomatch

@@ -1,10 +1,12 @@
 #include "tool/recognition/reference_database.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <new>
+#include <string>
+#include <utility>
 
-#include "match/database/database_format.h"
 #include "tool/base/errors.h"
 #include "tool/keeping/database_check.h"
 
@@ -35,33 +37,25 @@ void requireLoaded(const audio::AudioDatabase& database, const std::filesystem::
 }  // namespace
 
 ReferenceDatabase::ReferenceDatabase(const std::filesystem::path& path) {
-  const auto database = std::make_shared<audio::AudioDatabase>();
-  database->load(path.c_str());
-  requireLoaded(*database, path);
-  database_ = database;
-  const auto count = static_cast<std::int32_t>(database->audioCount());
-  recordings_.reserve(database->audioCount());
-  for (std::int32_t audio = 0; audio < count; ++audio) {
-    const bool goes_on = audio > 0 && database->name(audio) == database->name(audio - 1);
-    recordings_.push_back(goes_on ? recordings_.back() : audio);
+  database_.load(path.c_str());
+  requireLoaded(database_, path);
+  std::vector<std::string> names(database_.audioCount());
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    names[i] = database_.name(static_cast<std::int32_t>(i));
   }
+  names_ = std::make_shared<const ReferenceNames>(std::move(names));
 }
 
-std::string ReferenceDatabase::name(std::int32_t audioIndex) const {
-  return std::string(database_->name(audioIndex));
-}
-
-bool ReferenceDatabase::has(std::int32_t audioIndex) const noexcept {
-  return audioIndex >= 0 && static_cast<std::size_t>(audioIndex) < recordings_.size();
-}
-
-std::int32_t ReferenceDatabase::recording(std::int32_t audioIndex) const noexcept {
-  return has(audioIndex) ? recordings_[static_cast<std::size_t>(audioIndex)] : -1;
-}
-
-std::int32_t ReferenceDatabase::startFrame(std::int32_t audioIndex) const noexcept {
-  if (!has(audioIndex)) return 0;
-  return (audioIndex - recording(audioIndex)) * static_cast<std::int32_t>(audio::kTimeSlots);
+FoundHits ReferenceDatabase::find(const std::vector<audio::AudioFeature>& features) const {
+  FoundHits found{.hits = {}, .ends = {}, .names = names_};
+  database_.extractHits(features, found.hits);
+  found.ends.reserve(features.size());
+  std::size_t end = 0;
+  for (const audio::AudioFeature& feature : features) {
+    end += database_.bucket(feature.hashKey).count;
+    found.ends.push_back(end);
+  }
+  return found;
 }
 
 }  // namespace audiomatch

@@ -68,7 +68,7 @@ double Timeline::Track::positionAt(double second) const noexcept {
 
 Agreement Timeline::agreement(const WindowAnswer& window, const Track& track) const {
   const double offset = track.shift + framesOf(window.span.from);
-  return agreementAt(window.features, database_, track.recording,
+  return agreementAt(window.features, window.found, track.recording,
                      static_cast<std::int32_t>(std::lround(offset)));
 }
 
@@ -126,7 +126,7 @@ Timeline::Track* Timeline::trackOf(const Candidate& candidate, double shift) {
 void Timeline::note(const Candidate& candidate, const WindowAnswer& window) {
   const double shift = candidate.offset - framesOf(window.span.from);
   if (!trackOf(candidate, shift)) {
-    begin({.recording = database_.recording(candidate.audio_index),
+    begin({.recording = window.found.names->recording(candidate.audio_index),
            .name = candidate.name,
            .shift = shift,
            .from = window.span.to,

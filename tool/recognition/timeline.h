@@ -45,6 +45,7 @@ struct WindowAnswer {
   TimeSpan span;  ///< seconds of the sound
   Answer answer;
   std::vector<audio::AudioFeature> features;
+  FoundHits found;  ///< of these
 };
 
 /// Joins the answers for windows that overlap to what was heard from when to
@@ -60,9 +61,8 @@ class Timeline {
   /// Called with each stretch when no later window can change it, in order.
   using Report = std::function<void(const Heard&)>;
 
-  /// @param database  outlives this object
-  Timeline(const ReferenceDatabase& database, const Thresholds& thresholds, Report report)
-      : database_(database), thresholds_(thresholds), report_(std::move(report)) {}
+  Timeline(const Thresholds& thresholds, Report report)
+      : thresholds_(thresholds), report_(std::move(report)) {}
 
   /// Takes the next window and the silences since `settled`.
   void add(WindowAnswer window, const std::vector<TimeSpan>& silences);
@@ -110,7 +110,6 @@ class Timeline {
   void reportGap(double to);
   void reportUnknown(const TimeSpan& span);
 
-  const ReferenceDatabase& database_;
   Thresholds thresholds_;
   Report report_;
   std::vector<Track> open_;

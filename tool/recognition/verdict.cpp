@@ -28,11 +28,11 @@ bool Thresholds::recognise(std::int32_t agreeing_features, double discriminates,
 }
 
 Verdict judge(std::span<const audio::Match> matches, std::size_t features,
-              const ReferenceDatabase& database, const Thresholds& thresholds) {
+              const ReferenceNames& names, const Thresholds& thresholds) {
   Verdict verdict;
   for (const audio::Match& match : matches) {
-    Candidate candidate{database.name(match.audio_index), match.audio_index, match.hit_count,
-                        match.matched_num, match.offset + database.startFrame(match.audio_index)};
+    Candidate candidate{names.name(match.audio_index), match.audio_index, match.hit_count,
+                        match.matched_num, match.offset + names.startFrame(match.audio_index)};
     if (std::ranges::find(verdict.candidates, candidate.name, &Candidate::name) ==
         verdict.candidates.end()) {
       verdict.candidates.push_back(std::move(candidate));

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "match/scoring/match_ranking.h"
-#include "tool/recognition/reference_database.h"
+#include "tool/recognition/reference_names.h"
 
 namespace audiomatch {
 
@@ -66,7 +66,8 @@ struct Verdict {
 ///
 /// @param matches   best first, as the engine ranks them
 /// @param features  the recording's
+/// @param names     of the audios that the matches name
 Verdict judge(std::span<const audio::Match> matches, std::size_t features,
-              const ReferenceDatabase& database, const Thresholds& thresholds);
+              const ReferenceNames& names, const Thresholds& thresholds);
 
 }  // namespace audiomatch

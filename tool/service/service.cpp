@@ -173,13 +173,14 @@ HttpResponse Service::recognise(const HttpRequest& request) {
 HttpResponse Service::listReferences(const HttpRequest&) {
   auto list = Json::array();
   if (references_) {
-    const auto count = static_cast<std::int32_t>(references_->audios().audioCount());
+    const auto names = references_->names();
+    const auto count = static_cast<std::int32_t>(names->audioCount());
     for (std::int32_t audio = 0; audio < count; ++audio) {
-      const bool goes_on = references_->recording(audio) != audio;
+      const bool goes_on = names->recording(audio) != audio;
       if (goes_on) {
         list.back()["parts"] = list.back()["parts"].get<int>() + 1;
       } else {
-        list.push_back({{"name", references_->name(audio)}, {"parts", 1}});
+        list.push_back({{"name", names->name(audio)}, {"parts", 1}});
       }
     }
   }
@@ -224,7 +225,7 @@ HttpResponse Service::showMetrics(const HttpRequest&) {
   text += metric("audiomatch_channel_attributes", "gauge", "Attributes of these.",
                  static_cast<double>(attributes));
   text += metric("audiomatch_reference_audios", "gauge", "Audios of the database.",
-                 references_ ? static_cast<double>(references_->audios().audioCount()) : 0.0);
+                 references_ ? static_cast<double>(references_->names()->audioCount()) : 0.0);
   if (const HttpServer* server = server_) {
     const HttpCounts counts = server->counts();
     text += metric("audiomatch_connections", "gauge", "Connections that are open.",

@@ -20,6 +20,7 @@
 #include "tool/output/progress.h"
 #include "tool/output/text.h"
 #include "tool/recognition/match_job.h"
+#include "tool/recognition/reference_database.h"
 #include "tool/verbs/commands.h"
 #include "tool/verbs/shared_options.h"
 
@@ -112,7 +113,7 @@ std::vector<InputFile> recordingsOf(const MatchOptions& options, ExitCode& code)
   return recordings;
 }
 
-ExitCode matchFiles(const MatchOptions& options, const ReferenceDatabase& database) {
+ExitCode matchFiles(const MatchOptions& options, const References& references) {
   ExitCode code = ExitCode::kSuccess;
   const std::vector<InputFile> files = recordingsOf(options, code);
   const RowPrinter printer(options, files);
@@ -126,7 +127,7 @@ ExitCode matchFiles(const MatchOptions& options, const ReferenceDatabase& databa
   job.show_progress = files.size() == 1;
   Progress progress(files.size() > 1, files.size());
   const auto match = [&](std::size_t i) {
-    codes[i] = matchFile(files[i], database, job, [&](const MatchRow& row) {
+    codes[i] = matchFile(files[i], references, job, [&](const MatchRow& row) {
       ++rows;
       output.print(i, printer.text(row));
     });
@@ -139,7 +140,7 @@ ExitCode matchFiles(const MatchOptions& options, const ReferenceDatabase& databa
                   "there is no recording to be matched");
 }
 
-ExitCode matchPipe(const MatchOptions& options, const ReferenceDatabase& database) {
+ExitCode matchPipe(const MatchOptions& options, const References& references) {
   const RowPrinter printer(options, {});
   const auto print = [](const std::string& text) {
     fmt::print("{}", text);
@@ -150,7 +151,7 @@ ExitCode matchPipe(const MatchOptions& options, const ReferenceDatabase& databas
   const bool changes = !options.timeline || options.common.json;
   if (rows) print(printer.heading());
   return matchStandardInput(
-      options.raw_given ? std::optional(options.raw) : std::nullopt, database, options.job,
+      options.raw_given ? std::optional(options.raw) : std::nullopt, references, options.job,
       [&](const MatchRow& row) {
         if (rows) print(printer.text(row));
       },

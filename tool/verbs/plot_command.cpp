@@ -67,15 +67,14 @@ std::string answerText(const Answer& answer) {
 }
 
 MatchPicture pictureOf(const PlotOptions& options, const Stretch& query,
-                       const ReferenceDatabase& database, const Recogniser& recogniser,
-                       const Answer& answer) {
-  return {
-      options.file.filename().string() + ": " + answerText(answer),
-      verdictText(answer),
-      query.from,
-      query.seconds,
-      answer.verdict.recognised,
-      leadingHits(recogniser.features(), answer.verdict, database, query.from, kCandidatesShown)};
+                       const Recogniser& recogniser, const Answer& answer) {
+  return {options.file.filename().string() + ": " + answerText(answer),
+          verdictText(answer),
+          query.from,
+          query.seconds,
+          answer.verdict.recognised,
+          leadingHits(recogniser.features(), answer.verdict, recogniser.found(), query.from,
+                      kCandidatesShown)};
 }
 
 void printMatch(const PlotOptions& options, const Stretch& query, const Answer& answer) {
@@ -111,8 +110,7 @@ ExitCode plotMatch(const PlotOptions& options, PictureFormat format) {
   const Answer answer = recogniser.recognise(*recording.audio);
   if (answer.is_silent) throw FileError(options.file, "is silent: there is nothing to draw");
   if (!answer.problem.empty()) throw FileError(options.file, answer.problem);
-  writePicture(options.picture,
-               drawMatch(pictureOf(options, query, database, recogniser, answer), format));
+  writePicture(options.picture, drawMatch(pictureOf(options, query, recogniser, answer), format));
   printMatch(options, query, answer);
   return reportDamage(options.file, recording.damage);
 }

@@ -15,6 +15,7 @@
 #include "tool/picture/picture_file.h"
 #include "tool/picture/timeline_picture.h"
 #include "tool/recognition/listening.h"
+#include "tool/recognition/reference_database.h"
 
 namespace audiomatch {
 namespace {
@@ -47,7 +48,7 @@ double recognisedSeconds(const std::vector<TimelineSpan>& spans) {
 }
 
 /// Listens to the recording, and puts down what is heard.
-TimelinePicture pictureOf(SoundSource& source, const ReferenceDatabase& database,
+TimelinePicture pictureOf(SoundSource& source, const References& references,
                           const Thresholds& thresholds) {
   const Listening listening{.grid = {},
                             .thresholds = thresholds,
@@ -62,7 +63,7 @@ TimelinePicture pictureOf(SoundSource& source, const ReferenceDatabase& database
   Progress progress =
       Progress::ofSound(true, static_cast<double>(source.promisedFrames()) / source.sampleRate());
   listen(
-      source, database, listening,
+      source, references, listening,
       [&](const Heard& heard) { picture.spans.push_back(spanOf(heard)); },
       [&](const HeardSoFar& heard) {
         const bool recognised = heard.now.kind == Heard::Kind::kRecognised;

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace audiomatch {
+
+/// The names of audios by index.
+///
+/// A recording beyond 16,384 frames is several audios of one name, next to each
+/// other; here they are one recording again, with one time.
+class ReferenceNames {
+ public:
+  ReferenceNames() = default;
+  /// @param names  by index; empty for an audio that isn't there
+  explicit ReferenceNames(std::vector<std::string> names);
+
+  /// One more than the highest index.
+  std::size_t audioCount() const noexcept { return names_.size(); }
+
+  /// The name of an audio; empty for one that isn't there.
+  const std::string& name(std::int32_t audioIndex) const noexcept;
+
+  /// The first audio of the recording that an audio belongs to; -1 for one that
+  /// isn't there. It stands for the recording.
+  std::int32_t recording(std::int32_t audioIndex) const noexcept;
+
+  /// The frame of its recording at which an audio starts.
+  std::int32_t startFrame(std::int32_t audioIndex) const noexcept;
+
+ private:
+  bool has(std::int32_t audioIndex) const noexcept;
+
+  std::vector<std::string> names_;
+  std::vector<std::int32_t> recordings_;  // by audio index
+};
+
+}  // namespace audiomatch
