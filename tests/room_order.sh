@@ -29,7 +29,7 @@ in_order() {
   done
 }
 in_order src "" base dsp feature match/database match/scoring match stream jni
-in_order tool tool/ base output input keeping recognition picture service verbs manual
+in_order tool tool/ base output input keeping recognition store picture service verbs manual
 forbid "Java ends at jni" --exclude-dir=jni '#include <jni\.h>' src tool
 forbid "the transform is dsp's own" --exclude-dir=dsp '#include <kiss_fft' src tool
 forbid "the engine knows no tool" '#include "(tool|tests|bench|fuzz)/' src

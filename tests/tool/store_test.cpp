@@ -1,0 +1,161 @@
+// Stores of references: what they find is what the database file finds, to the entry.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "base/logger.h"
+#include "match/database/database_writer.h"
+#include "tests/tool/tool_files.h"
+#include "tool/base/errors.h"
+#include "tool/keeping/atomic_file.h"
+#include "tool/recognition/reference_database.h"
+#include "tool/store/embedded_references.h"
+#include "tool/store/packed_bucket.h"
+
+namespace {
+
+using audiomatch::Adding;
+using audiomatch::EmbeddedReferences;
+using audiomatch::FoundHits;
+using audiomatch::NewReference;
+using testing_support::TemporaryFolder;
+
+// Few keys, so that buckets have many entries, some with the same key and time.
+constexpr std::uint32_t kKeys = 40;
+
+std::vector<audio::AudioFeature> randomEntries(std::uint32_t seed, std::size_t count) {
+  std::mt19937 random(seed);
+  std::vector<audio::AudioFeature> entries;
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto key = static_cast<std::uint32_t>(random() % kKeys);
+    entries.push_back({static_cast<std::uint32_t>(random() % (1u << 14)), key * 26'000});
+  }
+  audio::sortUnique(entries);
+  return entries;
+}
+
+std::vector<NewReference> someReferences() {
+  std::vector<NewReference> references;
+  for (std::uint32_t i = 0; i < 9; ++i) {
+    references.push_back({"track " + std::to_string(i), {randomEntries(10 * i, 200)}});
+  }
+  references[4].parts.push_back(randomEntries(1000, 150));
+  references[4].parts.push_back(randomEntries(1001, 1));
+  return references;
+}
+
+audiomatch::ReferenceDatabase databaseOf(const std::vector<NewReference>& references,
+                                         const std::filesystem::path& path) {
+  std::vector<audio::DatabaseAudio> audios;
+  for (const NewReference& reference : references) {
+    for (const auto& part : reference.parts) audios.push_back({reference.name, part});
+  }
+  audiomatch::AtomicFile file(path);
+  writeDatabase(audios, file);
+  file.commit();
+  return audiomatch::ReferenceDatabase(path);
+}
+
+/// Every hit by the name of its recording and its offset there.
+std::vector<std::vector<std::pair<std::string, std::int32_t>>> named(const FoundHits& found) {
+  std::vector<std::vector<std::pair<std::string, std::int32_t>>> all(found.ends.size());
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    for (const audio::AudioHashHit& hit : found.of(i)) {
+      all[i].emplace_back(found.names->name(hit.audio_index),
+                          hit.time_offset + found.names->startFrame(hit.audio_index));
+    }
+  }
+  return all;
+}
+
+/// The keys of all entries and some more, several features of a key.
+std::vector<audio::AudioFeature> question() {
+  std::vector<audio::AudioFeature> features = randomEntries(77, 300);
+  features.push_back({5, 123'456});
+  audio::sortUnique(features);
+  return features;
+}
+
+TEST(PackedBucket, KeepsEntriesSortedAndOnce) {
+  const std::uint64_t highest = (std::uint64_t{1} << 46) - 1;
+  const std::vector<std::uint64_t> some = {0, 0x0102030405, highest};
+  std::string bucket;
+  audiomatch::appendPacked(bucket, some);
+  EXPECT_EQ(bucket.size(), 18u);
+  EXPECT_EQ(bucket.substr(6, 6), std::string("\x05\x04\x03\x02\x01\0", 6));
+  const std::vector<std::uint64_t> more = {7, highest, 0};
+  std::vector<std::uint64_t> entries = {99};
+  audiomatch::appendUnpacked(entries, audiomatch::withEntries(bucket, more));
+  EXPECT_EQ(entries, (std::vector<std::uint64_t>{99, 0, 7, 0x0102030405, highest}));
+  // One that was appended to without order, and cut in the middle of an entry.
+  entries.clear();
+  audiomatch::appendUnpacked(entries, bucket.substr(6) + bucket.substr(0, 6) + "half");
+  EXPECT_EQ(entries, (std::vector<std::uint64_t>{0, 0x0102030405, highest}));
+}
+
+TEST(EmbeddedReferences, FindWhatTheFileFindsAndComeBack) {
+  audio::gLogger.setEnabled(false);
+  const TemporaryFolder folder;
+  const std::vector<NewReference> references = someReferences();
+  const auto file = databaseOf(references, folder / "db");
+  const auto features = question();
+  const FoundHits expected = file.find(features);
+  ASSERT_GT(expected.hits.size(), 1000u);
+  {
+    EmbeddedReferences store(folder / "store");
+    EXPECT_TRUE(store.find(features).hits.empty());
+    // Added in two halves, of which the second begins with what is there.
+    const std::span all(references);
+    store.add(all.first(5), {});
+    const std::vector<Adding> added = store.add(all.subspan(4), {});
+    EXPECT_EQ(added[0], Adding::kPresent);
+    EXPECT_EQ(std::ranges::count(added, Adding::kAdded), 4);
+    const FoundHits found = store.find(features);
+    EXPECT_EQ(found.hits, expected.hits);
+    EXPECT_EQ(found.ends, expected.ends);
+    EXPECT_EQ(named(found), named(expected));
+  }
+  EmbeddedReferences again(folder / "store");
+  EXPECT_EQ(again.find(features).hits, expected.hits);
+  EXPECT_EQ(again.names()->recording(6), 4);
+}
+
+TEST(EmbeddedReferences, ForgetWhatIsRemovedAndWhatWasNotFinished) {
+  audio::gLogger.setEnabled(false);
+  const TemporaryFolder folder;
+  std::vector<NewReference> references = someReferences();
+  const auto features = question();
+  EmbeddedReferences store(folder / "store");
+  store.add(references, {});
+  const FoundHits before = store.find(features);
+  NewReference other = references[2];
+  other.parts[0].pop_back();
+  EXPECT_EQ(store.add({&other, 1}, {})[0], Adding::kConflict);
+  EXPECT_EQ(store.find(features).hits, before.hits);
+
+  EXPECT_TRUE(store.remove("track 4"));
+  EXPECT_FALSE(store.remove("track 4"));
+  EXPECT_FALSE(store.remove(""));
+  const NewReference removed = references[4];
+  references.erase(references.begin() + 4);
+  const auto file = databaseOf(references, folder / "db");
+  EXPECT_EQ(named(store.find(features)), named(file.find(features)));
+
+  // Interrupted, nothing of it is there; what was removed can be added again.
+  const auto stop = [](double) { throw std::runtime_error("interrupted"); };
+  EXPECT_THROW(store.add({&removed, 1}, stop), std::runtime_error);
+  EXPECT_EQ(named(store.find(features)), named(file.find(features)));
+  EXPECT_EQ(store.add({&removed, 1}, {})[0], Adding::kAdded);
+  EXPECT_EQ(store.find(features).hits.size(), before.hits.size());
+
+  std::ofstream(folder / "other") << std::string(8192, 'x');
+  EXPECT_THROW(EmbeddedReferences(folder / "other"), audiomatch::FileError);
+}
+
+}  // namespace

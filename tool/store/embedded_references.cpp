@@ -1,0 +1,155 @@
+#include "tool/store/embedded_references.h"
+
+#include <algorithm>
+#include <unordered_map>
+#include <utility>
+
+#include "match/database/packed_entry.h"
+#include "tool/store/entry_groups.h"
+#include "tool/store/hit_reader.h"
+#include "tool/store/packed_bucket.h"
+
+namespace audiomatch {
+namespace {
+
+constexpr std::size_t kDigestBytes = 16;
+
+/// The names of all audios, with the removed ones' left empty.
+std::vector<std::string> listOf(const ReferenceNames& names) {
+  std::vector<std::string> list(names.audioCount());
+  for (std::size_t i = 0; i < list.size(); ++i) list[i] = names.name(static_cast<std::int32_t>(i));
+  return list;
+}
+
+/// A bucket without the entries of the audios from `begin` up to `end`.
+std::string without(std::string_view bucket, std::uint32_t begin, std::uint32_t end) {
+  std::vector<std::uint64_t> entries;
+  appendUnpacked(entries, bucket);
+  std::erase_if(entries, [&](std::uint64_t entry) {
+    const std::uint32_t audio = audio::entryAudioIndex(entry);
+    return audio >= begin && audio < end;
+  });
+  std::string rest;
+  appendPacked(rest, entries);
+  return rest;
+}
+
+}  // namespace
+
+EmbeddedReferences::EmbeddedReferences(const std::filesystem::path& file)
+    : file_(file, LmdbFile::Durability::kDisk) {
+  LmdbTransaction opening(file_, LmdbTransaction::Kind::kWriting);
+  entries_ = opening.table("entries");
+  audios_ = opening.table("audios");
+  opening.commit();
+  loadNames();
+}
+
+void EmbeddedReferences::loadNames() {
+  std::vector<std::string> names;
+  const LmdbTransaction look(file_, LmdbTransaction::Kind::kReading);
+  look.forEach(audios_, {}, [&names](std::string_view key, std::string_view value) {
+    names.resize(numberOfKey(key) + std::size_t{1});
+    names.back() = value.substr(std::min(kDigestBytes, value.size()));
+  });
+  publish(std::move(names));
+}
+
+void EmbeddedReferences::publish(std::vector<std::string> names) {
+  auto all = std::make_shared<const ReferenceNames>(std::move(names));
+  const std::lock_guard lock(mutex_);
+  names_.swap(all);
+}
+
+std::shared_ptr<const ReferenceNames> EmbeddedReferences::names() const {
+  const std::lock_guard lock(mutex_);
+  return names_;
+}
+
+FoundHits EmbeddedReferences::find(const std::vector<audio::AudioFeature>& features) const {
+  HitReader reader(names());
+  const LmdbTransaction look(file_, LmdbTransaction::Kind::kReading);
+  for (const audio::AudioFeature& feature : features) {
+    reader.take(feature, look.get(entries_, keyOf(feature.hashKey)).value_or(""));
+  }
+  return reader.finish();
+}
+
+/// What is under way, with the names as they will be.
+struct EmbeddedReferences::Addition {
+  LmdbTransaction change;
+  std::vector<std::string> names;
+  std::unordered_map<std::string, std::uint32_t> audio_of;  // the last of each name
+  EntryGroups entries{};
+};
+
+std::vector<Adding> EmbeddedReferences::add(std::span<const NewReference> references,
+                                            const Watcher& watcher) {
+  const std::lock_guard only(changing_);
+  Addition addition{{file_, LmdbTransaction::Kind::kWriting}, listOf(*names()), {}};
+  for (std::uint32_t audio = 0; audio < addition.names.size(); ++audio) {
+    addition.audio_of[addition.names[audio]] = audio;
+  }
+  std::vector<Adding> added;
+  for (const NewReference& reference : references) added.push_back(addOne(addition, reference));
+  LmdbTransaction& change = addition.change;
+  addition.entries.forEach(
+      [&](std::uint32_t key, std::span<const std::uint64_t> group) {
+        const std::string place = keyOf(key);
+        change.put(entries_, place, withEntries(change.get(entries_, place).value_or(""), group));
+      },
+      watcher);
+  change.commit();
+  publish(std::move(addition.names));
+  return added;
+}
+
+/// Takes up the audios of a reference, unless there is one of its name.
+Adding EmbeddedReferences::addOne(Addition& addition, const NewReference& reference) const {
+  const std::string digest = digestOf(reference);
+  const auto present = addition.audio_of.find(reference.name);
+  if (present != addition.audio_of.end()) {
+    const auto record = addition.change.get(audios_, keyOf(present->second));
+    return record.value_or("").starts_with(digest) ? Adding::kPresent : Adding::kConflict;
+  }
+  for (const std::vector<audio::AudioFeature>& part : reference.parts) {
+    const auto audio = static_cast<std::uint32_t>(addition.names.size());
+    addition.change.put(audios_, keyOf(audio), digest + reference.name);
+    addition.entries.add(audio, part);
+    addition.names.push_back(reference.name);
+    addition.audio_of[reference.name] = audio;
+  }
+  return Adding::kAdded;
+}
+
+bool EmbeddedReferences::remove(const std::string& name) {
+  const std::lock_guard only(changing_);
+  std::vector<std::string> names = listOf(*this->names());
+  const auto place = std::ranges::find(names, name);
+  if (name.empty() || place == names.end()) return false;
+  const auto begin = static_cast<std::uint32_t>(place - names.begin());
+  std::uint32_t end = begin;
+  LmdbTransaction change(file_, LmdbTransaction::Kind::kWriting);
+  for (; end < names.size() && names[end] == name; ++end) {
+    names[end].clear();
+    // The number stays taken: who looks a recording up now may still name it.
+    change.put(audios_, keyOf(end), std::string(kDigestBytes, '\0'));
+  }
+  std::vector<std::pair<std::string, std::string>> changed;
+  change.forEach(entries_, {}, [&](std::string_view key, std::string_view bucket) {
+    std::string rest = without(bucket, begin, end);
+    if (rest.size() != bucket.size()) changed.emplace_back(key, std::move(rest));
+  });
+  for (const auto& [key, rest] : changed) {
+    if (rest.empty()) {
+      change.erase(entries_, key);
+    } else {
+      change.put(entries_, key, rest);
+    }
+  }
+  change.commit();
+  publish(std::move(names));
+  return true;
+}
+
+}  // namespace audiomatch

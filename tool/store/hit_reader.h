@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "tool/recognition/references.h"
+
+namespace audiomatch {
+
+/// Turns the buckets of features into hits, as a look-up in a database does: of audios that
+/// have a name only. Others are being added or removed.
+class HitReader {
+ public:
+  explicit HitReader(std::shared_ptr<const ReferenceNames> names);
+
+  /// Takes the bucket of the next feature, as stores keep it.
+  void take(const audio::AudioFeature& feature, std::string_view bucket);
+
+  /// What came together.
+  FoundHits finish() { return std::move(found_); }
+
+ private:
+  FoundHits found_;
+  std::vector<std::uint64_t> entries_;  // kept for its memory
+};
+
+}  // namespace audiomatch
