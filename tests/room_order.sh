@@ -32,6 +32,7 @@ in_order src "" base dsp feature match/database match/scoring match stream jni
 in_order tool tool/ base output input keeping recognition store picture service verbs manual
 forbid "Java ends at jni" --exclude-dir=jni '#include <jni\.h>' src tool
 forbid "the transform is dsp's own" --exclude-dir=dsp '#include <kiss_fft' src tool
+forbid "Redis is the stores' own" --exclude-dir=store '#include <hiredis' tool
 forbid "the engine knows no tool" '#include "(tool|tests|bench|fuzz)/' src
 # The tool enters by the rooms' doors, and brings samples in as Java does.
 forbid "the Java boundary is no door of the tool" '#include "jni/([^p]|p[^c]|pc[^m]|pcm[^1])' tool

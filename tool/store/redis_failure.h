@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+#include "tool/store/redis_target.h"
+
+namespace audiomatch {
+
+/// Throws the StoreError of nodes that don't answer, or not as they have to.
+[[noreturn]] void throwRedisAway(const RedisTarget& target, const std::string& problem);
+
+/// Throws the StoreError of nodes that answer, but not to this user.
+[[noreturn]] void throwRedisRefused(const RedisTarget& target, const std::string& problem);
+
+}  // namespace audiomatch
