@@ -43,7 +43,8 @@ void RedisCluster::Parts::refresh(RedisLinks& links, RedisTime deadline) {
     const RedisView::Answer answer = view.refresh(links, deadline);
     if (answer.is_new) return;
     if (answer.is_refused) throwRedisRefused(target, answer.problem);
-    if (!answer.is_later || RedisClock::now() >= deadline) throwRedisAway(target, answer.problem);
+    const bool is_time_left = RedisClock::now() + kPause < deadline;
+    if (!answer.is_later || !is_time_left) throwRedisAway(target, answer.problem);
     std::this_thread::sleep_for(kPause);
   }
 }
@@ -51,6 +52,9 @@ void RedisCluster::Parts::refresh(RedisLinks& links, RedisTime deadline) {
 std::vector<RedisReply> RedisCluster::Parts::run(std::span<const RedisCommand> commands,
                                                  RedisRun::Way way, RedisLinks& links,
                                                  RedisTime deadline) {
+  const RedisTime since = way.is_durable ? RedisClock::now() - kReplicasKnownFor : RedisTime::min();
+  // Where nobody tells, the run finds out.
+  if (!view.isNewerThan(since)) view.refresh(links, deadline);
   auto replies = RedisRun(view, links, target, times, way).replies(commands, deadline);
   view.forgetOthers(links);
   return replies;
@@ -79,10 +83,6 @@ std::vector<RedisReply> RedisCluster::runDurably(std::span<const RedisCommand> c
   const RedisTime deadline = RedisClock::now() + parts_->times.deadline;
   const RedisPool::Lease lease = parts_->pool.borrow(deadline);
   parts_->require(lease);
-  if (!parts_->view.isNewerThan(RedisClock::now() - kReplicasKnownFor)) {
-    // Where nobody tells, the run finds out.
-    parts_->view.refresh(lease.links(), deadline);
-  }
   return parts_->run(commands, {.is_durable = true}, lease.links(), deadline);
 }
 

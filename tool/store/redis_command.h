@@ -11,9 +11,9 @@ namespace audiomatch {
 /// it: twice has to come to the same as once.
 struct RedisCommand {
   /// The key that it is about, for the node that holds it; empty for any node, or `node`.
-  std::string key;
+  std::string key = {};
   /// GET and the key, say; of a script only the number of keys, the keys and the arguments.
-  std::vector<std::string> words;
+  std::vector<std::string> words = {};
   /// To be run with `words`; lives as long as the command. Null for none.
   const RedisScript* script = nullptr;
   /// One of RedisCluster::masters(), instead of a key.

@@ -14,6 +14,7 @@ class RedisLinks {
     return links_.try_emplace(node, node).first->second;
   }
 
+  std::size_t size() const noexcept { return links_.size(); }
   /// Closes those to nodes that `isKnown` doesn't know.
   template <typename IsKnown>
   void keepOnly(IsKnown is_known) {

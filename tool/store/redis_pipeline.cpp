@@ -71,6 +71,10 @@ void RedisPipeline::giveUp() {
   connection_.fail(is_opening_ ? "it doesn't accept a connection" : "it doesn't answer");
 }
 
+void RedisPipeline::dropPart() {
+  if (received_ < steps_.size()) *steps_[received_].reply = {};
+}
+
 void RedisPipeline::begin() {
   if (!is_opening_ && !isOver()) write(moved_);
 }
@@ -124,7 +128,7 @@ void talk(std::span<RedisPipeline* const> pipelines, RedisTime deadline) {
         pipeline->giveUp();
     }
     std::erase_if(active, [](const RedisPipeline* pipeline) { return pipeline->isOver(); });
-    if (active.empty()) return;
+    if (active.empty()) break;
     waiting.clear();
     for (const RedisPipeline* pipeline : active) {
       waiting.push_back({pipeline->descriptor(), pipeline->events(), 0});
@@ -135,6 +139,7 @@ void talk(std::span<RedisPipeline* const> pipelines, RedisTime deadline) {
     const RedisTime then = RedisClock::now();
     for (std::size_t i = 0; i < active.size(); ++i) active[i]->advance(waiting[i].revents, then);
   }
+  for (RedisPipeline* pipeline : pipelines) pipeline->dropPart();
 }
 
 }  // namespace audiomatch

@@ -42,6 +42,8 @@ class RedisPipeline {
   /// When it is too late, unless something moves.
   RedisTime patience() const noexcept;
   void giveUp();
+  /// Forgets what has come of a reply that won't be whole.
+  void dropPart();
 
  private:
   struct Step {

@@ -25,8 +25,8 @@ struct RedisReply {
 
   Kind kind = Kind::kUnavailable;
   std::int64_t number = 0;
-  std::string text;
-  std::vector<RedisReply> list;
+  std::string text = {};
+  std::vector<RedisReply> list = {};
 };
 
 /// Makes a reader put replies straight into the RedisReply that its `privdata` names.

@@ -71,33 +71,40 @@ void RedisRun::tryAll() {
 
 void RedisRun::add(Round& round, const Pending& pending) {
   const RedisCommand& command = commands_[pending.index];
-  const auto& masters = round.topology->masters();
-  std::size_t index = RedisTopology::kNobody;
+  Batch* batch = nullptr;
   if (pending.node) {
-    index = round.topology->indexOf(*pending.node);
-  } else if (!command.node.empty()) {
-    const auto found = std::ranges::find_if(
-        masters, [&](const RedisMaster& master) { return master.node.name() == command.node; });
-    if (found == masters.end()) return failed(pending, nullptr, command.node + " is no master");
-    index = static_cast<std::size_t>(found - masters.begin());
-  } else if (!command.key.empty()) {
-    index = round.topology->holderOf(redisSlotOf(command.key));
-    if (index == RedisTopology::kNobody) {
-      return failed(pending, nullptr, "no node has the slot of " + command.key);
-    }
+    batch = &batchFor(round, *pending.node);
   } else {
-    index = rounds_ % masters.size();
+    const std::size_t index = masterFor(*round.topology, command);
+    if (index == RedisTopology::kNobody) {
+      return failed(pending, nullptr,
+                    command.node.empty() ? "no node has the slot of " + command.key
+                                         : command.node + " is no master");
+    }
+    Batch*& known = round.of_master[index];
+    if (!known) known = &batchFor(round, round.topology->masters()[index].node);
+    batch = known;
   }
-  Batch*& known =
-      index == RedisTopology::kNobody ? round.of_master.emplace_back() : round.of_master[index];
-  if (!known) known = &batchFor(round, pending.node ? *pending.node : masters[index].node);
   RedisReply& reply = replies_[pending.index];
   if (pending.is_asking) {
-    known->pipeline.addAsking(command, reply);
+    batch->pipeline.addAsking(command, reply);
   } else {
-    known->pipeline.add(command, reply);
+    batch->pipeline.add(command, reply);
   }
-  known->pending.push_back(pending);
+  batch->pending.push_back(pending);
+}
+
+/// An index of the masters, or kNobody.
+std::size_t RedisRun::masterFor(const RedisTopology& topology, const RedisCommand& command) const {
+  const auto& masters = topology.masters();
+  if (!command.node.empty()) {
+    const auto found = std::ranges::find_if(
+        masters, [&](const RedisMaster& master) { return master.node.name() == command.node; });
+    return found == masters.end() ? RedisTopology::kNobody
+                                  : static_cast<std::size_t>(found - masters.begin());
+  }
+  if (command.key.empty()) return rounds_ % masters.size();
+  return topology.holderOf(redisSlotOf(command.key));
 }
 
 RedisRun::Batch& RedisRun::batchFor(Round& round, const RedisNode& node) {
@@ -183,7 +190,10 @@ bool RedisRun::prepareNext() {
     std::this_thread::sleep_until(
         std::min(RedisClock::now() + std::min<milliseconds>(pause, kLongestPause), deadline_));
   }
-  if (RedisClock::now() >= deadline_) return false;
+  if (RedisClock::now() >= deadline_) {
+    if (is_outdated_) view_.expire();
+    return false;
+  }
   if (!is_outdated_) return true;
   const RedisView::Answer answer = view_.refresh(links_, deadline_);
   if (answer.is_refused) throwRedisRefused(target_, answer.problem);

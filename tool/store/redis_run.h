@@ -59,6 +59,7 @@ class RedisRun {
 
   void tryAll();
   void add(Round& round, const Pending& command);
+  std::size_t masterFor(const RedisTopology& topology, const RedisCommand& command) const;
   Batch& batchFor(Round& round, const RedisNode& node);
   void settle(Batch& batch);
   void settle(Batch& batch, Pending command);

@@ -36,6 +36,11 @@ std::shared_ptr<const RedisTopology> RedisView::topology() const {
   return topology_;
 }
 
+void RedisView::expire() {
+  const std::lock_guard lock(mutex_);
+  heard_ = RedisTime::min();
+}
+
 bool RedisView::isNewerThan(RedisTime since) const {
   const std::lock_guard lock(mutex_);
   return topology_ && heard_ > since;
@@ -53,6 +58,7 @@ void RedisView::suspect(const RedisNode& node) {
 
 void RedisView::forgetOthers(RedisLinks& links) const {
   const std::lock_guard lock(mutex_);
+  if (links.size() <= known_.size()) return;
   links.keepOnly([&](const RedisNode& node) { return std::ranges::count(known_, node) > 0; });
 }
 

@@ -20,7 +20,9 @@ class RedisView {
 
   /// What was heard last; null before.
   std::shared_ptr<const RedisTopology> topology() const;
-  /// Whether that was after `since`.
+  /// What is known seems wrong, and nobody has time to ask: the next one has to.
+  void expire();
+  /// Whether it was heard after `since`, and not expired.
   bool isNewerThan(RedisTime since) const;
 
   /// What came of asking.
@@ -37,7 +39,7 @@ class RedisView {
   void trust(const RedisNode& node);
   /// This node is to be asked last, as it doesn't answer.
   void suspect(const RedisNode& node);
-  /// Closes connections to nodes that have left.
+  /// Closes connections to nodes that have left, when there are many.
   void forgetOthers(RedisLinks& links) const;
 
  private:
