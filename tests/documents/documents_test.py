@@ -47,6 +47,7 @@ def prepare(folder, build, music):
     for part in parts:
         part.unlink()
     os.symlink(EXAMPLES, folder / "examples")
+    os.symlink(EXAMPLES.parent / "scripts", folder / "scripts")
     (folder / "build").mkdir()
     os.symlink(build, folder / "build/release")
     programs = folder / "bin"

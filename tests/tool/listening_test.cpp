@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <stdexcept>
 #include <vector>
 
 #include "base/logger.h"
@@ -15,6 +16,7 @@ namespace {
 
 using audiomatch::LiveChannels;
 using audiomatch::SilenceFinder;
+using audiomatch::Taken;
 
 TEST(Silence, IsFoundAcrossPiecesAndForgotten) {
   SilenceFinder finder(8000, 2);
@@ -57,9 +59,9 @@ TEST(LiveChannels, CountsEveryFeatureOnceAndTellsTheTime) {
   // code wraps. Whatever the attributes call their stream, they are b's.
   const std::uint32_t end = 1u << audio::kEntryTimeBits;
   const auto played = attributes(heard, 77, end + 64);
-  EXPECT_TRUE(channels.apply(1, b, 512 + 6, {played.begin(), played.begin() + 50}));
-  EXPECT_FALSE(channels.apply(1, b, 512 + 7, {played.begin() + 50, played.end()}));
-  EXPECT_TRUE(channels.apply(0, a, 3, attributes(features(900, 6), 0, 7)));
+  EXPECT_EQ(channels.apply(1, b, 512 + 6, {played.begin(), played.begin() + 50}), Taken::kBegins);
+  EXPECT_EQ(channels.apply(1, b, 512 + 7, {played.begin() + 50, played.end()}), Taken::kGoesOn);
+  EXPECT_EQ(channels.apply(0, a, 3, attributes(features(900, 6), 0, 7)), Taken::kBegins);
   const audiomatch::ChannelAnswer answer = channels.find(heard);
   EXPECT_TRUE(answer.recognised);
   const audiomatch::HeardOn& best = answer.candidates.at(0);
@@ -73,13 +75,45 @@ TEST(LiveChannels, CountsEveryFeatureOnceAndTellsTheTime) {
   channels.apply(1, b, 512 + 16, {});
   EXPECT_EQ(channels.find(heard).candidates.at(0).agreeing, 10);
   b.key += '2';
-  EXPECT_TRUE(channels.apply(1, b, 0, {played.begin(), played.begin() + 20}));
+  EXPECT_EQ(channels.apply(1, b, 0, {played.begin(), played.begin() + 20}), Taken::kBegins);
   EXPECT_EQ(channels.find(heard).candidates.at(0).agreeing, 20);
   EXPECT_TRUE(channels.endSilent().empty());
-  EXPECT_TRUE(channels.end(1));
+  // Who has been replaced neither goes on nor ends what replaced him.
+  EXPECT_EQ(channels.apply(1, {"b", b.periods, "1"}, 512 + 17, played), Taken::kReplaced);
+  EXPECT_FALSE(channels.end(1, "1"));
+  EXPECT_EQ(channels.held().attributes, 26u);
+  EXPECT_TRUE(channels.end(1, b.key));
   EXPECT_FALSE(channels.end(1));
   const audiomatch::ChannelAnswer without = channels.find(heard);
   EXPECT_TRUE(without.candidates.empty() || without.candidates[0].name == "a");
+}
+
+TEST(LiveChannels, HoldNoMoreThanTheirBounds) {
+  audio::gLogger.setEnabled(false);
+  LiveChannels channels({12, 0.35}, {.channels = 2, .attributes = 100});
+  const auto session = [](const char* key) {
+    return audiomatch::ChannelSession{"name", {.update = 1, .monitor = 2}, key};
+  };
+  const auto some = [](std::uint32_t count) { return attributes(features(0, count), 0, 0); };
+  EXPECT_EQ(channels.apply(1, session("a"), 0, some(60)), Taken::kBegins);
+  EXPECT_EQ(channels.apply(2, session("a"), 0, some(30)), Taken::kBegins);
+  EXPECT_THROW(channels.apply(3, session("a"), 0, some(1)), std::length_error);
+  EXPECT_THROW(channels.apply(2, session("a"), 1, some(11)), std::length_error);
+  EXPECT_THROW(channels.apply(2, session("b"), 1, some(41)), std::length_error);
+  // What was refused changed nothing, and what leaves makes room.
+  EXPECT_EQ(channels.held().attributes, 90u);
+  EXPECT_EQ(channels.apply(1, session("a"), 1, some(10)), Taken::kGoesOn);
+  EXPECT_EQ(channels.apply(1, session("a"), 2, some(60)), Taken::kGoesOn);
+  EXPECT_EQ(channels.apply(2, session("b"), 0, some(30)), Taken::kBegins);
+  EXPECT_EQ(channels.held().attributes, 100u);
+  EXPECT_EQ(channels.find(features(0, 60)).candidates.at(0).agreeing, 10 + 60);
+  // Two thousand features of a key that was played two thousand times.
+  LiveChannels roomy({12, 0.35});
+  std::vector<audio::AudioAttribute> hot(2000, {0, 5});
+  std::vector<audio::AudioFeature> plenty(2001);
+  for (std::uint32_t i = 0; i < plenty.size(); ++i) plenty[i] = {i, 5};
+  roomy.apply(1, session("a"), 0, hot);
+  EXPECT_THROW(roomy.find(plenty), std::length_error);
 }
 
 }  // namespace

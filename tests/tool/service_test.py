@@ -1,17 +1,22 @@
 """What is playing, asked over HTTP, and the listeners behind it: service_test.py AUDIOMATCH"""
 
 import array
+import base64
 import contextlib
 import http.client
 import json
+import math
 import os
 import pathlib
+import re
 import signal
 import socket
+import struct
 import subprocess
 import tempfile
 import time
 import unittest
+import zlib
 
 from tool_runner import RATE, TOOL, noise, run, run_json, write_wav
 
@@ -19,19 +24,27 @@ TOKEN = "0123456789abcdef"
 
 
 class Server:
-    """A server on a port of its own; gone at the end of its with."""
+    """A server on a port of its own; gone at the end of its with. `by` starts it."""
 
-    def __init__(self, *arguments, port=0):
-        self.process = subprocess.Popen([TOOL, "serve", "--listen", f"127.0.0.1:{port}", *arguments],
-                                        stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+    def __init__(self, *arguments, port=0, by=()):
+        self.process = subprocess.Popen(
+            [*by, TOOL, "serve", "--listen", f"127.0.0.1:{port}", *arguments],
+            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        self.is_ending = False
         self.url = self.process.stdout.readline().split()[-1]
         self.port = int(self.url.rpartition(":")[2])
 
     def __enter__(self):
         return self
 
+    def terminate(self):
+        """Once: a second signal ends it at once."""
+        if not self.is_ending:
+            self.process.terminate()
+        self.is_ending = True
+
     def __exit__(self, *_):
-        self.process.terminate()
+        self.terminate()
         self.process.wait(timeout=30)
         self.process.stdout.close()
 
@@ -48,12 +61,43 @@ class Server:
     def recognise(self, body, query="", **headers):
         return self.ask("POST", "/v1/recognise" + query, body, **headers)
 
+    def send(self, message, channel=7):
+        """A listener's message."""
+        return self.ask("POST", f"/v1/channels/{channel}", json.dumps(message),
+                        Content_Type="application/json")
+
+    def raw(self, request):
+        """What comes of bytes until the connection is closed."""
+        with socket.create_connection(("127.0.0.1", self.port), timeout=30) as client:
+            client.sendall(request)
+            with contextlib.suppress(ConnectionResetError):
+                return b"".join(iter(lambda: client.recv(65536), b""))
+
     def until(self, condition):
         """Waits for what comes by itself."""
         deadline = time.monotonic() + 30
         while not (result := condition()) and time.monotonic() < deadline:
             time.sleep(0.05)
         return result
+
+
+MOST_FEATURES = 100_000
+
+
+def many(count):
+    """Features as JSON."""
+    return json.dumps({"features": [[i, 5] for i in range(count)]}, separators=",:").encode()
+
+
+def many_lines(count):
+    return b"startTime,hashKey\n" + b"".join(b"%d,5\n" % i for i in range(count))
+
+
+def many_packed(count):
+    """The same as the few bytes of a fingerprint, as docs/fingerprint-format.md has it."""
+    number = lambda n: bytes([n]) if n < 128 else bytes([n & 127 | 128]) + number(n >> 7)
+    head = b"AMFP\x01" + number(0) + number(count) + zlib.compress(b"\x01\x05" * count)
+    return head + struct.pack("<I", zlib.crc32(head))
 
 
 def attributes(pairs, later):
@@ -90,6 +134,18 @@ class ServiceTest(unittest.TestCase):
                 best = answer["references"]["candidates"][0]
                 self.assertEqual(best["name"], "two")
                 self.assertAlmostEqual(best["position"], 6.0, delta=0.1)
+            # A drawing shows the same, of a fingerprint too.
+            drawings = [server.recognise(body, "?drawing=1")[1]["drawing"]
+                        for body in (heard, fingerprint)]
+            self.assertEqual(drawings[0]["hits"], drawings[1]["hits"])
+            self.assertEqual((drawings[1]["spectrogram"], drawings[1]["peaks"]), (None, []))
+            hits = drawings[0]["hits"]
+            self.assertEqual((hits["of"], hits["name"]), ("references", "two"))
+            self.assertEqual(len(hits["agreeing"]), best["agreeing"])
+            self.assertEqual(len(hits["agreeing"]) + len(hits["others"]), best["hits"])
+            for frame, _, target, _, seconds in hits["agreeing"]:
+                self.assertAlmostEqual(seconds - frame * 0.032, 6.0, delta=0.2)
+                self.assertTrue(frame <= target < frame + 64)
             # What the tool says of it.
             row, = run_json("match", "db", "heard.wav")[1]
             self.assertEqual((best["agreeing"], answers[0][1]["references"]["level"]),
@@ -100,7 +156,30 @@ class ServiceTest(unittest.TestCase):
                                   (self.recordings["one"][:400], "no features")):
                 self.assertEqual(server.recognise(samples.tobytes(), f"?rate={RATE}")[1]["kind"], kind)
 
+    def test_the_spectrogram_of_a_drawing(self):
+        for seconds, columns, per_column in ((10, 311, 1), (60, 937, 2)):
+            # A tone of 1 kHz lies in bin 64; noise a hundred times weaker has peaks.
+            tone = array.array("h", (int(10_000 * math.sin(math.pi * i / 4)) + sample // 300
+                                     for i, sample in enumerate(noise("hiss", seconds))))
+            with Server() as server:
+                drawing = server.recognise(tone.tobytes(), f"?rate={RATE}&drawing=1")[1]["drawing"]
+            found = drawing["spectrogram"]
+            levels = base64.b64decode(found["levels"])
+            # Frames of 512 samples every 256.
+            self.assertEqual(found["frames"], (seconds * RATE - 512) // 256 + 1)
+            self.assertEqual((found["columns"], found["frames_per_column"], found["bins"]),
+                             (columns, per_column, 257))
+            self.assertEqual(len(levels), 257 * columns)
+            for column in range(columns):
+                rows = levels[257 * column : 257 * (column + 1)]
+                self.assertEqual(rows.index(max(rows)), 64)
+            self.assertEqual(max(levels), 255)
+            self.assertTrue(any(abs(bin - 64) < 3 for _, bin in drawing["peaks"]))
+            self.assertTrue(all(frame < found["frames"] for frame, _ in drawing["peaks"]))
+            self.assertIsNone(drawing["hits"])
+
     def test_what_cannot_be_done_is_said(self):
+        as_json = {"Content_Type": "application/json"}
         with Server("--db", "db") as server:
             write_wav("long.wav", array.array("h", bytes(2 * 61 * RATE)))
             cases = (
@@ -112,14 +191,26 @@ class ServiceTest(unittest.TestCase):
                 (413, ("POST", "/v1/recognise", bytes((32 << 20) + 1))),
                 (404, ("GET", "/etc/passwd")), (405, ("GET", "/v1/recognise")),
                 (404, ("DELETE", "/v1/channels/seven")), (404, ("DELETE", "/v1/channels/4294967295")),
-                (400, ("POST", "/v1/channels/7", b"[1]")), (400, ("GET", "/%zz")),
+                (415, ("POST", "/v1/channels/7", b"{}")), (400, ("GET", "/%zz")),
+                (400, ("POST", "/v1/channels/7", b"[1]", as_json)),
+                (413, ("POST", "/v1/recognise", b"[" * 1000, as_json)),
+                (413, ("POST", "/v1/recognise", many(MOST_FEATURES + 1), as_json)),
+                (413, ("POST", "/v1/recognise", many_lines(MOST_FEATURES + 1))),
+                (413, ("POST", "/v1/recognise", many_packed(MOST_FEATURES + 1))),
+                (415, ("POST", "/v1/recognise", b'{"startTime":[' + b"{}," * 400)),
+                (400, ("POST", "/v1/recognise", b'{"features":[[1,5]],"seconds":-1}', as_json)),
                 (411, ("POST", "/v1/recognise", iter([b"chunked"]))),
             )
             for expected, request in cases:
-                status, answer = server.ask(*request)
+                headers = request[3] if len(request) > 3 else {}
+                status, answer = server.ask(*request[:3], **headers)
                 self.assertEqual((status, list(answer)), (expected, ["error", "version"]), request[:2])
             json_body = json.dumps({"features": [[1, 1 << 20]]})
-            self.assertEqual(server.recognise(json_body, Content_Type="application/json")[0], 400)
+            self.assertEqual(server.recognise(json_body, **as_json)[0], 400)
+            # As much as a question may hold is taken.
+            for body in (many(MOST_FEATURES), many_lines(MOST_FEATURES), many_packed(MOST_FEATURES)):
+                headers = as_json if body.startswith(b'{"f') else {}
+                self.assertEqual(server.recognise(body, **headers)[1]["features"], MOST_FEATURES)
             # A few bytes that stand for hours.
             subprocess.run(["sox", "-n", "-r", "48000", "-c", "8", "bomb.flac", "trim", "0", "600"],
                            check=True)
@@ -136,8 +227,60 @@ class ServiceTest(unittest.TestCase):
                 self.assertIn(status, (200, 503))
             self.assertTrue(server.until(lambda: server.ask("GET", "/healthz")[0] == 200))
             metrics = server.ask("GET", "/metrics")[1]
-            self.assertIn('audiomatch_requests_total{route="/v1/recognise",status="415"} 1', metrics)
+            self.assertIn('audiomatch_requests_total{route="/v1/recognise",status="415"} 2', metrics)
         self.assertEqual(server.process.returncode, 0)
+
+    def test_odd_heads(self):
+        whole = b"GET /healthz HTTP/1.1\r\n\r\n"
+        with Server() as server:
+            cases = (
+                # A length that is told otherwise would let the body pass for requests.
+                (b"POST /v1/recognise HTTP/1.1\r\nTransfer-Encoding: gzip\r\n\r\n" + whole,
+                 [b"411"], b"must be given"),
+                (b"HEAD /healthz HTTP/1.1\r\n\r\n\1garbage\r\n\r\n", [b"200", b"400"], b"not an HTTP"),
+                (b"GET HTTP://x/healthz?a HTTP/1.1\r\nConnection: close\r\n\r\n", [b"200"], b"ok"),
+                (b"PUT /v1/channels/7 HTTP/1.1\r\nConnection: close\r\n\r\n", [b"405"],
+                 b"Allow: POST, DELETE\r\n"),
+                (b"POST /v1/recognise HTTP/1.0\r\nExpect: 100-continue\r\nContent-Length: 3\r\n\r\nabc",
+                 [b"415"], b"abc"[:0]),
+            )
+            for request, statuses, holds in cases:
+                answer = server.raw(request)
+                self.assertEqual(re.findall(rb"HTTP/1.1 (\d+)", answer), statuses, request)
+                self.assertIn(holds, answer)
+
+    def test_one_client_takes_no_other_ones_room(self):
+        message = {"name": "a", "session": "s", "update": 1, "monitor": 10,
+                   "analyses": [{"number": 0, "attributes": [[1, 2]]}]}
+        with Server("--db", "db") as server, contextlib.ExitStack() as idle:
+            for path in ("recognise", "channels/8"):
+                for _ in range(40):
+                    client = idle.enter_context(socket.create_connection(("127.0.0.1", server.port)))
+                    length = (32 if path == "recognise" else 4) << 20
+                    client.sendall(f"POST /v1/{path} HTTP/1.1\r\nContent-Length: {length}\r\n\r\n12"
+                                   .encode())
+            self.assertEqual(server.recognise(pathlib.Path("heard.wav").read_bytes())[0], 200)
+            self.assertEqual(server.send(message)[0], 200)
+            # Nor do they keep it from ending.
+            server.terminate()
+            self.assertEqual(server.process.wait(timeout=30), 0)
+
+    def test_what_cannot_be_served(self):
+        with open("/dev/full", "w") as full:
+            self.assertEqual(subprocess.run([TOOL, "serve", "--listen", "127.0.0.1:0"], stdout=full,
+                                            stderr=subprocess.DEVNULL, timeout=60).returncode, 3)
+        files = subprocess.run(["prlimit", "--nofile=64", TOOL, "serve", "--listen", "127.0.0.1:0"],
+                               capture_output=True, timeout=60)
+        self.assertEqual((files.returncode, files.stdout), (3, b""))
+        self.assertIn(b"ulimit -n", files.stderr)
+        # What is under way goes on after a signal, but not after two.
+        with Server() as server:
+            with socket.create_connection(("127.0.0.1", server.port)) as client:
+                client.sendall(b"POST /v1/recognise HTTP/1.1\r\nContent-Length: 9\r\n\r\n")
+                self.assertEqual(server.ask("GET", "/healthz")[0], 200)
+                server.terminate()
+                server.process.send_signal(signal.SIGINT)
+                self.assertIn(server.process.wait(timeout=30), (-signal.SIGINT, -signal.SIGTERM))
 
     def test_what_is_under_way_is_finished(self):
         minute = noise("minute", 60).tobytes()
@@ -146,8 +289,8 @@ class ServiceTest(unittest.TestCase):
             for connection in connections:
                 connection.request("POST", f"/v1/recognise?rate={RATE}", minute)
             # Each has arrived when the first is answered, as they are answered in turn.
-            self.assertEqual(server.ask("GET", "/healthz")[0], 200)
-            server.process.terminate()
+            self.assertEqual(server.recognise(b"no sound")[0], 415)
+            server.terminate()
             answers = [connection.getresponse() for connection in connections]
             self.assertEqual([json.loads(answer.read()).get("kind") for answer in answers],
                              ["unknown"] * 8)
@@ -165,14 +308,16 @@ class ServiceTest(unittest.TestCase):
                 headers = {"Authorization": f"Bearer {token}"} if token else {}
                 self.assertEqual(server.ask("GET", "/v1/channels", **headers)[0], reads)
                 self.assertEqual(server.ask("DELETE", "/v1/channels/7", **headers)[0], changes)
+                self.assertEqual(server.ask("DELETE", "/v1/channels/7", Authorization=f"bearer {token}")[0],
+                                 changes)
             self.assertEqual(server.ask("GET", "/healthz")[0], 200)
             refused = run("listen", "--to", server.url, "--id", "1", "--name", "x", "one.wav")
             self.assertEqual(refused[0], 3)
             self.assertIn("the server refuses: needs a token", refused[2])
 
-    def listen(self, url, *arguments):
+    def listen(self, url, *arguments, stderr=subprocess.DEVNULL):
         process = subprocess.Popen([TOOL, "listen", "--to", url, "--id", "7", "--name", "Seven",
-                                    *arguments], stdin=subprocess.PIPE, stderr=subprocess.DEVNULL)
+                                    *arguments], stdin=subprocess.PIPE, stderr=stderr)
         self.addCleanup(process.stdin.close)
         self.addCleanup(process.kill)
         return process
@@ -211,6 +356,39 @@ class ServiceTest(unittest.TestCase):
             listener.send_signal(signal.SIGKILL)
             self.assertTrue(server.until(lambda: not on_air()))
 
+    def test_a_channel_belongs_to_one_session(self):
+        def message(session, number):
+            return {"name": session, "session": session, "update": 1, "monitor": 10,
+                    "analyses": [{"number": number, "attributes": [[1, 2]]}]}
+
+        with Server() as server:
+            names = lambda: [channel["name"]
+                             for channel in server.ask("GET", "/v1/channels")[1]["channels"]]
+            listener = self.listen(server.url, "--rate", str(RATE), stderr=subprocess.PIPE)
+            listener.stdin.write(self.recordings["two"][: 6 * RATE].tobytes())
+            listener.stdin.flush()
+            self.assertTrue(server.until(lambda: names() == ["Seven"]))
+            for session in ("a", "b"):
+                self.assertEqual(server.send(message(session, 0))[0], 200)
+            # Whoever was replaced is told so for good, and takes nothing off air.
+            listener.stdin.write(self.recordings["one"][: 2 * RATE].tobytes())
+            listener.stdin.flush()
+            self.assertEqual(listener.wait(timeout=30), 3)
+            self.assertIn(b"another listener has taken the channel over", listener.stderr.read())
+            listener.stderr.close()
+            self.assertEqual(server.send(message("a", 1))[0], 409)
+            self.assertEqual(server.ask("DELETE", "/v1/channels/7?session=a")[1]["ended"], False)
+            self.assertEqual(names(), ["b"])
+            self.assertEqual(server.send(message("b", 1))[0], 200)
+            self.assertEqual(server.ask("DELETE", "/v1/channels/7?session=b")[1]["ended"], True)
+            # A message is bounded as a whole, a session by itself.
+            for change in ({"session": "s" * 65}, {"analyses": [{"number": 0, "attributes": [[1]]}]},
+                           {"monitor": 3601}):
+                self.assertEqual(server.send(message("a", 2) | change)[0], 400)
+            for analyses in ([{"number": i, "attributes": []} for i in range(257)],
+                             [{"number": 0, "attributes": [[1, 2]] * 100_001}]):
+                self.assertEqual(server.send(message("a", 2) | {"analyses": analyses})[0], 413)
+
     def test_a_message_counts_once(self):
         pairs = [[feature["startTime"], feature["hashKey"]]
                  for feature in run_json("features", "heard.wav", "--single-pass")[1]]
@@ -218,7 +396,7 @@ class ServiceTest(unittest.TestCase):
                    "analyses": [{"number": 3, "attributes": attributes(pairs, 96)}]}
         with Server() as server:
             for _ in range(2):
-                self.assertEqual(server.ask("POST", "/v1/channels/7", json.dumps(message))[0], 200)
+                self.assertEqual(server.send(message)[0], 200)
             channel, = server.ask("GET", "/v1/channels")[1]["channels"]
             self.assertEqual((channel["id"], channel["attributes"]), (7, len(pairs)))
             answer = server.recognise(pathlib.Path("heard.wav").read_bytes())[1]
@@ -227,10 +405,17 @@ class ServiceTest(unittest.TestCase):
             self.assertEqual(best["id"], 7)
             # Time code 96 and the latest analysis are the same time; it lasts 5 s.
             self.assertAlmostEqual(best["seconds_ago"], 5.0, delta=0.1)
+            hits = server.recognise(pathlib.Path("heard.wav").read_bytes(), "?drawing=1")[1][
+                "drawing"]["hits"]
+            self.assertEqual((hits["of"], hits["name"]), ("channels", "Seven"))
+            self.assertEqual(len(hits["agreeing"]), best["agreeing"])
+            for frame, _, _, _, seconds in hits["agreeing"]:
+                # A channel's second has 32 frames.
+                self.assertAlmostEqual((seconds + frame / 32) % 512, 5.0, delta=0.2)
             # A new session begins anew.
             message.update(session="b", analyses=[])
             message["analyses"] = [{"number": 0, "attributes": []}]
-            server.ask("POST", "/v1/channels/7", json.dumps(message))
+            server.send(message)
             self.assertEqual(server.ask("GET", "/v1/channels")[1]["channels"][0]["attributes"], 0)
             self.assertEqual(server.ask("DELETE", "/v1/channels/7")[1]["ended"], True)
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 
@@ -17,6 +18,8 @@ namespace {
 
 constexpr std::string_view kCsvHeading = "startTime,hashKey";
 static_assert(kCsvHeading.size() <= kFingerprintStart);
+// Bytes of a line; a few hundred hold a feature with what else is told of it.
+constexpr std::size_t kLongestLine = 1000;
 constexpr std::size_t kBlockSize = std::size_t{1} << 16;
 
 /// An object that begins with a feature's key, unlike those of other files.
@@ -61,18 +64,20 @@ std::optional<audio::AudioFeature> fromCsv(std::string_view line) noexcept {
   return featureOf(time, key);
 }
 
-Fingerprint parseLines(std::string_view text, const std::filesystem::path& path) {
+Fingerprint parseLines(std::string_view text, const std::filesystem::path& path, std::size_t most) {
   const bool csv = text.starts_with(kCsvHeading);
   Fingerprint fingerprint;
   for (std::size_t number = 1; !text.empty(); ++number) {
     const std::string_view line = takeLine(text);
     if (line.empty() || (csv && number == 1 && line == kCsvHeading)) continue;
-    const auto feature = csv ? fromCsv(line) : fromJson(line);
+    const bool fits = line.size() <= kLongestLine;
+    const auto feature = !fits ? std::nullopt : csv ? fromCsv(line) : fromJson(line);
     if (!feature) {
       throw FileError(path, fmt::format("line {} isn't a feature: startTime and hashKey, whole "
                                         "numbers, the key below {}",
                                         number, audio::kHashKeys));
     }
+    if (fingerprint.features.size() == most) throw tooManyFeatures(most);
     fingerprint.features.push_back(*feature);
   }
   audio::sortUnique(fingerprint.features);
@@ -95,13 +100,14 @@ bool looksLikeFingerprint(std::string_view bytes) noexcept {
          bytes.starts_with(kCsvHeading) || looksLikeJson(bytes);
 }
 
-Fingerprint parseFingerprint(std::string_view contents, const std::filesystem::path& path) {
+Fingerprint parseFingerprint(std::string_view contents, const std::filesystem::path& path,
+                             std::size_t most) {
   std::optional<std::string> bytes(contents);
   if (contents.starts_with(kFingerprintMagicBase64)) bytes = fromBase64(contents);
   if (!bytes) throw FileError(path, "damaged base64");
-  if (!bytes->starts_with(kFingerprintMagic)) return parseLines(*bytes, path);
+  if (!bytes->starts_with(kFingerprintMagic)) return parseLines(*bytes, path, most);
   std::string problem;
-  std::optional<Fingerprint> fingerprint = decodeFingerprint(*bytes, problem);
+  std::optional<Fingerprint> fingerprint = decodeFingerprint(*bytes, problem, most);
   if (!fingerprint) throw FileError(path, problem);
   return *std::move(fingerprint);
 }
@@ -119,7 +125,11 @@ std::optional<Fingerprint> readFingerprint(const std::filesystem::path& path) {
     before = contents.size();
     readMore(file, kBlockSize, contents, path);
   }
-  return parseFingerprint(contents, path);
+  try {
+    return parseFingerprint(contents, path);
+  } catch (const std::length_error& problem) {
+    throw FileError(path, problem.what());
+  }
 }
 
 }  // namespace audiomatch

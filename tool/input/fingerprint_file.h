@@ -16,8 +16,10 @@ inline constexpr std::size_t kFingerprintStart = 17;
 
 /// The fingerprint that whole contents are, which look like one. Its features are
 /// sorted by key and time. Throws FileError, with `path` as the name, for contents
-/// that are damaged; the text names the line of JSON or CSV.
-Fingerprint parseFingerprint(std::string_view contents, const std::filesystem::path& path);
+/// that are damaged, the text names the line of JSON or CSV; and std::length_error for
+/// more features than `most`.
+Fingerprint parseFingerprint(std::string_view contents, const std::filesystem::path& path,
+                             std::size_t most = kMostFeatures);
 
 /// The fingerprint that a file holds; nothing when the file doesn't look like one,
 /// can't be opened or isn't a regular file, so that it is a recording or nothing.

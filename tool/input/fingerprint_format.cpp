@@ -22,8 +22,6 @@ constexpr std::size_t kChecksumSize = 4;
 // Two differences, of 32 bits and of 20.
 constexpr std::size_t kLeastFeatureSize = 2;
 constexpr std::size_t kMostFeatureSize = 8;
-// A day of dense music; a few packed bytes mustn't claim all the memory there is.
-constexpr std::uint64_t kMostFeatures = std::uint64_t{1} << 25;
 constexpr std::size_t kBlockSize = std::size_t{1} << 16;
 constexpr double kMostSeconds = 1e9;
 constexpr int kBase64 = sodium_base64_VARIANT_ORIGINAL;
@@ -142,12 +140,15 @@ bool readDifferences(NumberReader reader, std::uint64_t count,
 
 }  // namespace
 
+std::length_error tooManyFeatures(std::size_t most) {
+  return std::length_error("more than " + std::to_string(most) +
+                           " features; cut out the piece you mean");
+}
+
 std::string encodeFingerprint(Fingerprint fingerprint) {
   std::vector<audio::AudioFeature>& features = fingerprint.features;
   audio::sortUnique(features);
-  if (features.size() > kMostFeatures) {
-    throw std::length_error("too many features for a fingerprint; cut out the piece you mean");
-  }
+  if (features.size() > kMostFeatures) throw tooManyFeatures(kMostFeatures);
   std::ranges::sort(features, {}, [](const audio::AudioFeature& feature) {
     return std::pair(feature.startTime, feature.hashKey);
   });
@@ -161,7 +162,8 @@ std::string encodeFingerprint(Fingerprint fingerprint) {
   return bytes;
 }
 
-std::optional<Fingerprint> decodeFingerprint(std::string_view bytes, std::string& problem) {
+std::optional<Fingerprint> decodeFingerprint(std::string_view bytes, std::string& problem,
+                                             std::size_t most) {
   if (!bytes.starts_with(kFingerprintMagic)) {
     problem = "not a fingerprint";
     return std::nullopt;
@@ -182,6 +184,7 @@ std::optional<Fingerprint> decodeFingerprint(std::string_view bytes, std::string
   const std::uint64_t count = head.next(kMostFeatures);
   const std::string_view packed = head.rest();
   if (!head.good()) return std::nullopt;
+  if (count > most) throw tooManyFeatures(most);
   Fingerprint fingerprint;
   fingerprint.seconds = static_cast<double>(milliseconds) / 1000.0;
   const std::optional<std::string> differences = inflated(packed, count * kMostFeatureSize);

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -9,6 +11,10 @@
 #include "feature/audio_feature.h"
 
 namespace audiomatch {
+
+/// Most features that a fingerprint has: a day of dense music. A few packed bytes
+/// mustn't claim all the memory there is.
+inline constexpr std::size_t kMostFeatures = std::size_t{1} << 25;
 
 /// What a recording is recognised by, apart from the recording.
 struct Fingerprint {
@@ -23,14 +29,19 @@ inline constexpr std::string_view kFingerprintMagic = "AMFP";
 /// What their base64 begins with.
 inline constexpr std::string_view kFingerprintMagicBase64 = "QU1GU";
 
+/// What is thrown for more features than `most`.
+std::length_error tooManyFeatures(std::size_t most);
+
 /// The bytes of a fingerprint, as docs/fingerprint-format.md gives them: less than
 /// two for each feature of music. Its length is kept to the millisecond; features
-/// may come in any order. Throws std::length_error for more than 2^25 of them.
+/// may come in any order. Throws std::length_error for more than kMostFeatures.
 std::string encodeFingerprint(Fingerprint fingerprint);
 
 /// The reverse. On any other bytes than encodeFingerprint makes, nothing, and why
-/// in `problem`: another version, cut, damaged.
-std::optional<Fingerprint> decodeFingerprint(std::string_view bytes, std::string& problem);
+/// in `problem`: another version, cut, damaged. Throws std::length_error for more
+/// features than `most`, before they are unpacked.
+std::optional<Fingerprint> decodeFingerprint(std::string_view bytes, std::string& problem,
+                                             std::size_t most = kMostFeatures);
 
 /// Bytes as base64, in one piece with padding.
 std::string toBase64(std::string_view bytes);

@@ -1,5 +1,9 @@
 #include "tool/keeping/reference_analysis.h"
 
+#include <fmt/format.h>
+
+#include <limits>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -48,19 +52,27 @@ std::size_t Reference::entryCount() const noexcept {
 
 Reference analyseReference(const std::filesystem::path& path, std::size_t most_entries,
                            const SoundOptions& options) {
-  const std::unique_ptr<SoundSource> sound = openSound(path, options);
-  PartReader parts(*sound);
+  return analyseReference(*openSound(path, options), path, most_entries,
+                          std::numeric_limits<double>::infinity());
+}
+
+Reference analyseReference(SoundSource& sound, const std::filesystem::path& path,
+                           std::size_t most_entries, double most_seconds) {
+  PartReader parts(sound);
   Reference reference;
   audio::ExtractionOutcome outcome = audio::ExtractionOutcome::kTooShort;
   while (audio::AudioDataPtr part = parts.next()) {
     checkInterrupt();
+    if (static_cast<double>(sound.position()) > most_seconds * sound.sampleRate()) {
+      throw FileError(path, fmt::format("longer than {:.0f} seconds", most_seconds));
+    }
     std::vector<audio::AudioFeature> entries = featuresOfPart(std::move(part), path, outcome);
     reference.features += entries.size();
     selectEntries(entries, most_entries);
     reference.parts.push_back(std::move(entries));
   }
-  reference.seconds = static_cast<double>(sound->position()) / sound->sampleRate();
-  reference.damage = sound->damage();
+  reference.seconds = static_cast<double>(sound.position()) / sound.sampleRate();
+  reference.damage = sound.damage();
   if (reference.features == 0) throw FileError(path, describe(outcome));
   return reference;
 }

@@ -36,4 +36,11 @@ struct Reference {
 Reference analyseReference(const std::filesystem::path& path, std::size_t most_entries,
                            const SoundOptions& options = {});
 
+/// The same for a sound that is open, at its first sample.
+///
+/// @param path          what messages call it
+/// @param most_seconds  beyond which it is refused, by a FileError
+Reference analyseReference(SoundSource& sound, const std::filesystem::path& path,
+                           std::size_t most_entries, double most_seconds);
+
 }  // namespace audiomatch

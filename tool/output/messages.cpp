@@ -1,5 +1,8 @@
 #include "tool/output/messages.h"
 
+#include <poll.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <cstdio>
 #include <string>
@@ -12,6 +15,13 @@ namespace audiomatch {
 namespace {
 
 std::atomic<bool> json_messages = false;
+std::atomic<bool> drops_unread = false;
+
+/// Whether a message can be written without waiting, or may be waited with.
+bool mayWrite() noexcept {
+  pollfd watched{STDERR_FILENO, POLLOUT, 0};
+  return !drops_unread || poll(&watched, 1, 0) > 0;
+}
 
 std::string asJson(const char* severity, std::string_view text, const std::filesystem::path& file) {
   nlohmann::ordered_json message{{"severity", severity}, {"message", text}};
@@ -26,6 +36,7 @@ std::string asText(std::string_view text, const std::filesystem::path& file) {
 }
 
 void tell(const char* severity, std::string_view text, const std::filesystem::path& file) noexcept {
+  if (!mayWrite()) return;
   try {
     printAboveStatus(stderr, json_messages ? asJson(severity, text, file) : asText(text, file));
   } catch (const std::exception&) {
@@ -47,6 +58,8 @@ void tell(const char* severity, const FileError& error) noexcept {
 }  // namespace
 
 void setJsonMessages(bool json) noexcept { json_messages = json; }
+
+void dropUnreadMessages() noexcept { drops_unread = true; }
 
 void report(std::string_view text, const std::filesystem::path& file) noexcept {
   tell("error", text, file);

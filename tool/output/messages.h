@@ -15,6 +15,10 @@ namespace audiomatch {
 /// Whether messages are lines of JSON from now on, for the whole process.
 void setJsonMessages(bool json) noexcept;
 
+/// From now on a message is dropped rather than waited with, when whoever reads standard
+/// error doesn't: for a process that must go on.
+void dropUnreadMessages() noexcept;
+
 /// Something failed, and the exit code says so.
 void report(std::string_view text, const std::filesystem::path& file = {}) noexcept;
 void report(const FileError& error) noexcept;

@@ -22,8 +22,8 @@ std::vector<CandidateHits> leadingHits(std::span<const audio::AudioFeature> feat
       for (std::size_t place = 0; place < leading.size(); ++place) {
         if (recording != names.recording(leading[place].audio_index)) continue;
         const double offset = hit.time_offset + names.startFrame(hit.audio_index);
-        found[place].hits.push_back(
-            {from + audio::secondsOfFrames(frame), audio::secondsOfFrames(frame + offset)});
+        found[place].hits.push_back({from + audio::secondsOfFrames(frame),
+                                     audio::secondsOfFrames(frame + offset), features[i].hashKey});
       }
     }
   }

@@ -34,10 +34,6 @@ constexpr int kHistogramReach = 78;
 // line of the hits that agree is seen to rise.
 constexpr double kMostLengths = 6.0;
 
-bool agrees(const MatchHit& hit, const CandidateHits& candidate) {
-  return std::fabs(hit.reference - hit.query - candidate.offset) < kTolerance;
-}
-
 /// The times of the reference that are shown: all that has hits, or around
 /// where the query is.
 Range referenceRange(const MatchPicture& picture, const CandidateHits& candidate) {
@@ -163,6 +159,10 @@ void drawCandidate(cairo_t* cairo, const MatchPicture& picture, std::size_t plac
 }
 
 }  // namespace
+
+bool agrees(const MatchHit& hit, const CandidateHits& candidate) noexcept {
+  return std::fabs(hit.reference - hit.query - candidate.offset) < kTolerance;
+}
 
 std::vector<unsigned char> drawMatch(const MatchPicture& picture, PictureFormat format) {
   const double row = kPanelHead + kPanelHeight + kTimeAxisHeight + kPanelGap;

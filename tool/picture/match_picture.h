@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,7 @@ namespace audiomatch {
 struct MatchHit {
   double query;
   double reference;
+  std::uint32_t key = 0;  ///< the feature's hash key
 };
 
 /// What a recording has in common with one reference.
@@ -21,6 +23,9 @@ struct CandidateHits {
   double offset;  ///< seconds, reference minus query, on which the most hits agree
   int agreeing;   ///< hits that agree on it
 };
+
+/// Whether a hit is one of those that agree.
+bool agrees(const MatchHit& hit, const CandidateHits& candidate) noexcept;
 
 /// A match, to be looked at.
 struct MatchPicture {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <new>
 #include <utility>
@@ -45,29 +46,34 @@ audio::AudioDataPtr readPiece(SoundSource& sound, const std::filesystem::path& p
 /// Gathers the parts of a stretch.
 class Gatherer {
  public:
-  Gatherer(const std::filesystem::path& path, const Stretch& stretch)
+  Gatherer(const std::filesystem::path& path, const Stretch& stretch, std::size_t mostColumns)
       : path_(path),
         most_frames_(stretch.seconds < kEndless ? static_cast<std::uint64_t>(std::llround(
                                                       stretch.seconds / audio::secondsOfFrames(1)))
                                                 : UINT64_MAX),
-        analysis_{stretch.from, SpectrogramColumns(kBins, kMostColumns), 0, 0, {}, {}, {}} {}
+        analysis_{stretch.from, SpectrogramColumns(kBins, mostColumns), 0, 0, {}, {}, {}} {}
 
   bool full() const noexcept { return analysis_.columns.frames() >= most_frames_; }
 
   void add(audio::AudioDataPtr part) {
     const audio::AudioDataPtr mono = audio::monoMix(*part);
     part.reset();
+    if (!mono) throw std::bad_alloc();
+    addMono(*mono);
+  }
+
+  void addMono(const audio::AudioData& mono) {
     OpenFinder finder;
-    if (!mono || !finder.init(true) || !finder.setAudio(mono.get())) throw std::bad_alloc();
+    if (!finder.init(true) || !finder.setAudio(&mono)) throw std::bad_alloc();
     if (finder.findLandMarks()) return addSound(finder);
     outcome_ = finder.outcome();
     if (!isAnalysable(outcome_)) throw FileError(path_, describe(outcome_));
-    if (outcome_ == audio::ExtractionOutcome::kSilent) addSilence(*mono);
+    if (outcome_ == audio::ExtractionOutcome::kSilent) addSilence(mono);
   }
 
-  SpectrogramAnalysis result(const SoundSource& sound) && {
+  SpectrogramAnalysis result(std::optional<Damage> damage) && {
     if (!heard_) throw FileError(path_, describe(outcome_));
-    analysis_.damage = sound.damage();
+    analysis_.damage = std::move(damage);
     return std::move(analysis_);
   }
 
@@ -126,10 +132,10 @@ SpectrogramAnalysis analyseStretch(const std::filesystem::path& path, const Stre
   const std::unique_ptr<SoundSource> sound = openSound(path, options);
   const auto skipped = static_cast<std::uint64_t>(std::llround(stretch.from * sound->sampleRate()));
   if (sound->skip(skipped) < skipped) throw FileError(path, "ends before the stretch begins");
-  Gatherer gatherer(path, stretch);
+  Gatherer gatherer(path, stretch, kMostColumns);
   if (stretch.seconds <= audio::secondsOfFrames(audio::kTimeSlots)) {
     gatherer.add(readPiece(*sound, path, stretch.seconds));
-    return std::move(gatherer).result(*sound);
+    return std::move(gatherer).result(sound->damage());
   }
   PartReader parts(*sound);
   while (!gatherer.full()) {
@@ -138,7 +144,17 @@ SpectrogramAnalysis analyseStretch(const std::filesystem::path& path, const Stre
     checkInterrupt();
     gatherer.add(std::move(part));
   }
-  return std::move(gatherer).result(*sound);
+  return std::move(gatherer).result(sound->damage());
+}
+
+SpectrogramAnalysis analyseSound(const audio::AudioData& sound, const std::string& name,
+                                 std::size_t mostColumns) {
+  const std::filesystem::path path = name;
+  Gatherer gatherer(path, {0.0, std::numeric_limits<double>::infinity()}, mostColumns);
+  const audio::AudioDataPtr mono = audio::monoMix(sound);
+  if (!mono) throw std::bad_alloc();
+  gatherer.addMono(*mono);
+  return std::move(gatherer).result({});
 }
 
 }  // namespace audiomatch

@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <string>
 #include <vector>
 
+#include "base/audio_data.h"
 #include "feature/land_mark.h"
 #include "feature/local_max_detection.h"
 #include "tool/input/recording.h"
@@ -39,5 +41,12 @@ inline constexpr std::uint64_t kMostFramesOneByOne = 1875;  // a minute
 /// FileError, also when there is nothing but silence, and Interrupted.
 SpectrogramAnalysis analyseStretch(const std::filesystem::path& path, const Stretch& stretch,
                                    const SoundOptions& options = {});
+
+/// Analyses a recording that is held in memory, likewise, as one part.
+///
+/// @param name         what messages call it
+/// @param mostColumns  even
+SpectrogramAnalysis analyseSound(const audio::AudioData& sound, const std::string& name,
+                                 std::size_t mostColumns);
 
 }  // namespace audiomatch

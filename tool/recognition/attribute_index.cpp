@@ -1,66 +1,81 @@
 #include "tool/recognition/attribute_index.h"
 
 #include <algorithm>
-#include <iterator>
+#include <cstddef>
+#include <functional>
 
 #include "match/database/packed_entry.h"
 
 namespace audiomatch {
 namespace {
 
-audio::AudioAttribute earlier(const audio::AudioAttribute& attribute, std::uint32_t frames) {
-  const std::uint64_t time = (attribute.hashValue - frames) & audio::kEntryTimeMask;
-  return {(attribute.hashValue & ~audio::kEntryTimeMask) | time, attribute.hashKey};
+/// The length of the run of equal keys that a list, which isn't empty, begins with.
+template <typename Item, typename Key>
+std::size_t firstRun(std::span<const Item> list, Key key) noexcept {
+  const auto first = std::invoke(key, list.front());
+  return static_cast<std::size_t>(std::ranges::upper_bound(list, first, {}, key) - list.begin());
+}
+
+/// Makes room so that adding takes none, without copying a bucket each time.
+void reserveMore(std::vector<std::uint64_t>& bucket, std::size_t more) {
+  const std::size_t needed = bucket.size() + more;
+  if (needed > bucket.capacity()) bucket.reserve(std::max(needed, 2 * bucket.capacity()));
 }
 
 }  // namespace
 
-void AttributeIndex::apply(std::span<const audio::AudioAttribute> current,
-                           std::span<const audio::AudioAttribute> expired) {
+void AttributeIndex::add(std::uint32_t stream, std::span<const audio::AudioAttribute> attributes) {
+  const auto key = &audio::AudioAttribute::hashKey;
   const std::lock_guard lock(mutex_);
-  for (const audio::AudioAttribute& attribute : expired) {
-    const auto bucket = by_key_.find(attribute.hashKey);
-    if (bucket == by_key_.end()) continue;
-    const auto place = std::ranges::find(bucket->second, attribute);
-    if (place != bucket->second.end()) bucket->second.erase(place);
-    if (bucket->second.empty()) by_key_.erase(bucket);
+  for (auto rest = attributes; !rest.empty(); rest = rest.subspan(firstRun(rest, key))) {
+    reserveMore(by_key_[rest.front().hashKey], firstRun(rest, key));
   }
-  for (const audio::AudioAttribute& attribute : current) {
-    by_key_[attribute.hashKey].push_back(attribute);
+  for (auto rest = attributes; !rest.empty();) {
+    const auto run = rest.first(firstRun(rest, key));
+    rest = rest.subspan(run.size());
+    Bucket& bucket = by_key_.find(run.front().hashKey)->second;
+    const auto end = std::ranges::upper_bound(bucket, stream, {}, audio::entryAudioIndex);
+    auto place = bucket.insert(end, run.size(), 0);
+    for (const audio::AudioAttribute& attribute : run) {
+      *place++ = audio::packEntry(stream, audio::entryTime(attribute.hashValue));
+    }
   }
 }
 
-void AttributeIndex::forget(std::uint32_t streamId) {
+void AttributeIndex::remove(std::uint32_t stream, std::span<const std::uint32_t> keys) noexcept {
   const std::lock_guard lock(mutex_);
-  for (auto bucket = by_key_.begin(); bucket != by_key_.end();) {
-    std::erase_if(bucket->second, [streamId](const audio::AudioAttribute& attribute) {
-      return audio::entryAudioIndex(attribute.hashValue) == streamId;
-    });
-    bucket = bucket->second.empty() ? by_key_.erase(bucket) : std::next(bucket);
+  while (!keys.empty()) {
+    const auto run = static_cast<std::ptrdiff_t>(firstRun(keys, std::identity()));
+    const auto bucket = by_key_.find(keys.front());
+    keys = keys.subspan(static_cast<std::size_t>(run));
+    Bucket& entries = bucket->second;
+    const auto first = std::ranges::lower_bound(entries, stream, {}, audio::entryAudioIndex);
+    entries.erase(first, first + run);
+    if (entries.empty()) by_key_.erase(bucket);
   }
+}
+
+std::size_t AttributeIndex::count(std::span<const audio::AudioFeature> features,
+                                  std::size_t most) const noexcept {
+  std::size_t count = 0;
+  for (const audio::AudioFeature& feature : features) {
+    const auto bucket = by_key_.find(feature.hashKey);
+    if (bucket != by_key_.end()) count += bucket->second.size();
+    if (count > most) break;
+  }
+  return count;
 }
 
 std::vector<audio::AudioAttribute> AttributeIndex::lookUp(
-    std::span<const audio::AudioFeature> features) const {
+    std::span<const audio::AudioFeature> features, std::size_t most) const {
+  AttributeCollector collector(most);
   const std::lock_guard lock(mutex_);
-  std::vector<audio::AudioAttribute> found;
-  const audio::AudioFeature* taker = nullptr;
+  collector.reserve(count(features, most));
   for (const audio::AudioFeature& feature : features) {
     const auto bucket = by_key_.find(feature.hashKey);
-    if (bucket == by_key_.end()) continue;
-    if (!taker || taker->hashKey != feature.hashKey) taker = &feature;
-    for (const audio::AudioAttribute& attribute : bucket->second) {
-      found.push_back(earlier(attribute, feature.startTime - taker->startTime));
-    }
+    if (bucket != by_key_.end()) collector.take(feature, bucket->second);
   }
-  return found;
-}
-
-std::size_t AttributeIndex::size() const {
-  const std::lock_guard lock(mutex_);
-  std::size_t size = 0;
-  for (const auto& [key, attributes] : by_key_) size += attributes.size();
-  return size;
+  return collector.finish();
 }
 
 }  // namespace audiomatch

@@ -1,96 +1,161 @@
 #include "tool/recognition/live_channels.h"
 
 #include <algorithm>
-#include <new>
+#include <stdexcept>
 #include <utility>
-
-#include "base/analysis_grid.h"
-#include "match/audio_matcher.h"
-#include "match/database/packed_entry.h"
-#include "stream/stream_grid.h"
 
 namespace audiomatch {
 namespace {
 
-/// Frames by which the time code goes on from one analysis to the next.
-std::uint32_t codesPerUpdate(const ChannelPeriods& periods) noexcept {
-  return periods.update * audio::kAnalysisRate / audio::kHopSamples + 1;
-}
+// Sessions of a channel that are known to have been replaced. Each is told so when it
+// speaks again, after which it speaks no more.
+constexpr std::size_t kMostReplaced = 16;
 
-void give(std::vector<audio::AudioAttribute>& attributes, std::uint32_t channel) {
-  for (audio::AudioAttribute& attribute : attributes) {
-    attribute.hashValue = audio::packEntry(channel, audio::entryTime(attribute.hashValue));
-  }
+std::vector<std::uint32_t> keysOf(const std::vector<audio::AudioAttribute>& attributes) {
+  std::vector<std::uint32_t> keys(attributes.size());
+  std::ranges::transform(attributes, keys.begin(), &audio::AudioAttribute::hashKey);
+  return keys;
 }
 
 }  // namespace
 
-bool LiveChannels::apply(std::uint32_t id, const ChannelSession& session, std::uint32_t analysis,
-                         std::vector<audio::AudioAttribute> current) {
-  give(current, id);
+Taken LiveChannels::apply(std::uint32_t id, const ChannelSession& session, std::uint32_t analysis,
+                          std::vector<audio::AudioAttribute> current, Clock::time_point when) {
+  std::ranges::stable_sort(current, {}, &audio::AudioAttribute::hashKey);
   const std::lock_guard lock(mutex_);
-  const bool is_new = !channels_.contains(id) || channels_.at(id).session != session;
-  if (is_new) {
-    index_.forget(id);
-    channels_.insert_or_assign(id, Channel{.session = session});
+  const auto place = channels_.find(id);
+  if (place == channels_.end()) return begin(id, session, analysis, current, when);
+  const Channel& channel = place->second;
+  if (channel.session == session) return goOn(*place, analysis, current, when);
+  const bool was_replaced = std::ranges::count(channel.replaced, session.key) > 0;
+  return was_replaced ? Taken::kReplaced : begin(id, session, analysis, current, when);
+}
+
+/// Puts a channel on air, in place of the session that it has.
+Taken LiveChannels::begin(std::uint32_t id, const ChannelSession& session, std::uint32_t analysis,
+                          const std::vector<audio::AudioAttribute>& current,
+                          Clock::time_point when) {
+  const auto before = channels_.find(id);
+  const bool is_more = before == channels_.end();
+  if (is_more && channels_.size() >= bounds_.channels) {
+    throw std::length_error("as many channels are on air as there can be");
   }
-  Channel& channel = channels_.at(id);
-  if (!channel.remembered.empty() && analysis <= channel.remembered.back().number) return false;
-  expire(channel, analysis);
-  index_.apply(current, {});
-  channel.last = Clock::now();
-  if (channel.count == 0) {
-    channel.first = channel.last - std::chrono::seconds{analysis * session.periods.update};
+  expectRoom(current.size(), is_more ? 0 : before->second.attributes);
+  // Made apart, so that a failure changes nothing.
+  Channels made;
+  Channel& channel = made.try_emplace(id, Channel{.session = session}).first->second;
+  if (!is_more) {
+    channel.replaced = before->second.replaced;
+    if (before->second.session.key != session.key) {
+      channel.replaced.push_back(before->second.session.key);
+    }
+    if (channel.replaced.size() > kMostReplaced) channel.replaced.pop_front();
   }
-  ++channel.count;
-  channel.attributes += current.size();
-  channel.remembered.push_back({analysis, std::move(current)});
-  return is_new;
+  append(*made.begin(), analysis, current, when);
+  channel.first =
+      channel.last - std::chrono::seconds{std::uint64_t{analysis} * session.periods.update};
+  if (!is_more) forget(before);
+  channels_.insert(made.extract(id));
+  return Taken::kBegins;
 }
 
 /// Forgets what is older than the monitor time when an analysis comes.
-void LiveChannels::expire(Channel& channel, std::uint32_t analysis) {
+Taken LiveChannels::goOn(Channels::value_type& place, std::uint32_t analysis,
+                         const std::vector<audio::AudioAttribute>& current,
+                         Clock::time_point when) {
+  Channel& channel = place.second;
+  if (analysis <= channel.remembered.back().number) return Taken::kGoesOn;
   const ChannelPeriods& periods = channel.session.periods;
   const std::uint32_t slots = periods.monitor / periods.update;
-  while (!channel.remembered.empty() && analysis - channel.remembered.front().number >= slots) {
-    const std::vector<audio::AudioAttribute>& oldest = channel.remembered.front().attributes;
-    index_.apply({}, oldest);
-    channel.attributes -= oldest.size();
-    channel.remembered.pop_front();
+  std::size_t expired = 0;
+  std::size_t leaving = 0;
+  for (const Analysis& each : channel.remembered) {
+    if (analysis - each.number < slots) break;
+    ++expired;
+    leaving += each.keys.size();
+  }
+  expectRoom(current.size(), leaving);
+  append(place, analysis, current, when);
+  for (; expired > 0; --expired) forgetOldest(place);
+  return Taken::kGoesOn;
+}
+
+/// Remembers an analysis; when it throws, nothing has changed.
+void LiveChannels::append(Channels::value_type& place, std::uint32_t analysis,
+                          const std::vector<audio::AudioAttribute>& current,
+                          Clock::time_point when) {
+  auto& [id, channel] = place;
+  channel.remembered.push_back({analysis, keysOf(current)});
+  try {
+    index_.add(id, current);
+  } catch (...) {
+    channel.remembered.pop_back();
+    throw;
+  }
+  channel.last = when;
+  ++channel.count;
+  channel.attributes += current.size();
+  attributes_ += current.size();
+}
+
+void LiveChannels::forgetOldest(Channels::value_type& place) noexcept {
+  auto& [id, channel] = place;
+  const std::vector<std::uint32_t>& keys = channel.remembered.front().keys;
+  index_.remove(id, keys);
+  channel.attributes -= keys.size();
+  attributes_ -= keys.size();
+  channel.remembered.pop_front();
+}
+
+void LiveChannels::forget(Channels::iterator place) noexcept {
+  while (!place->second.remembered.empty()) forgetOldest(*place);
+  channels_.erase(place);
+}
+
+void LiveChannels::expectRoom(std::size_t coming, std::size_t leaving) const {
+  if (attributes_ - leaving + coming > bounds_.attributes) {
+    throw std::length_error("as much of the channels is remembered as there is room for");
   }
 }
 
-bool LiveChannels::end(std::uint32_t id) {
+bool LiveChannels::end(std::uint32_t id, const std::optional<std::string>& key) {
   const std::lock_guard lock(mutex_);
-  if (channels_.erase(id) == 0) return false;
-  index_.forget(id);
+  const auto place = channels_.find(id);
+  if (place == channels_.end() || (key && *key != place->second.session.key)) return false;
+  forget(place);
   return true;
 }
 
-std::vector<std::string> LiveChannels::endSilent() {
-  const std::lock_guard lock(mutex_);
-  std::vector<std::string> ended;
-  for (auto place = channels_.begin(); place != channels_.end();) {
-    const Channel& channel = place->second;
-    if (Clock::now() - channel.last < std::chrono::seconds{channel.session.periods.monitor}) {
-      ++place;
-      continue;
-    }
-    index_.forget(place->first);
-    ended.push_back(channel.session.name);
-    place = channels_.erase(place);
+std::vector<std::pair<std::uint32_t, std::string>> LiveChannels::endSilent() {
+  std::vector<std::pair<std::uint32_t, std::string>> ended;
+  // One by one, so that others needn't wait for all of them.
+  for (const std::uint32_t id : silent()) {
+    const std::lock_guard lock(mutex_);
+    const auto place = channels_.find(id);
+    if (place == channels_.end() || !isSilent(place->second)) continue;
+    ended.emplace_back(id, place->second.session.name);
+    forget(place);
   }
   return ended;
 }
 
-std::size_t LiveChannels::count() const {
-  const std::lock_guard lock(mutex_);
-  return channels_.size();
+/// Whether nothing came for as long as its attributes live.
+bool LiveChannels::isSilent(const Channel& channel) {
+  return Clock::now() - channel.last >= std::chrono::seconds{channel.session.periods.monitor};
 }
 
-bool LiveChannels::has(std::uint32_t id) const {
+std::vector<std::uint32_t> LiveChannels::silent() const {
   const std::lock_guard lock(mutex_);
-  return channels_.contains(id);
+  std::vector<std::uint32_t> ids;
+  for (const auto& [id, channel] : channels_) {
+    if (isSilent(channel)) ids.push_back(id);
+  }
+  return ids;
+}
+
+ChannelBounds LiveChannels::held() const {
+  const std::lock_guard lock(mutex_);
+  return {channels_.size(), attributes_};
 }
 
 std::vector<ChannelStatus> LiveChannels::list() const {
@@ -108,46 +173,17 @@ std::vector<ChannelStatus> LiveChannels::list() const {
   return all;
 }
 
-ChannelAnswer LiveChannels::find(const std::vector<audio::AudioFeature>& features) const {
-  audio::AudioMatcher matcher;
-  // With draws of its own: the same question gets the same answer.
-  if (!matcher.forgetHistory()) throw std::bad_alloc();
-  const std::vector<audio::AudioAttribute> found = index_.lookUp(features);
-  if (!matcher.matchAudioByFeaturesAndAttributes(features, found, nullptr)) {
-    if (matcher.outcome() == audio::MatchOutcome::kOutOfMemory) throw std::bad_alloc();
-    return {};
-  }
-  ChannelAnswer answer;
-  answer.discrimination = static_cast<double>(matcher.discrimination());
-  answer.level = matcher.discriminationLevel();
-  for (const audio::Match& match : matcher.candidates()) {
-    // The features that no channel has come as a candidate of their own.
-    if (match.audio_index >= 0) answer.candidates.push_back(heardOn(match));
-  }
-  if (answer.candidates.empty()) return answer;
-  answer.recognised =
-      thresholds_.recognise(answer.candidates[0].agreeing, answer.discrimination, features.size());
-  return answer;
-}
-
-/// With the seconds from the place on which a recording agrees with a channel to
-/// what the channel plays now.
-HeardOn LiveChannels::heardOn(const audio::Match& match) const {
-  const auto id = static_cast<std::uint32_t>(match.audio_index);
-  HeardOn heard{id, {}, match.hit_count, match.matched_num, 0.0};
+std::optional<OnAir> LiveChannels::onAir(std::uint32_t id) const {
   const std::lock_guard lock(mutex_);
   const auto place = channels_.find(id);
-  // It may have ended meanwhile.
-  if (place == channels_.end()) return heard;
+  if (place == channels_.end()) return {};
   const Channel& channel = place->second;
-  const ChannelPeriods& periods = channel.session.periods;
-  const std::uint32_t codes = codesPerUpdate(periods);
-  const std::uint32_t latest = channel.remembered.back().number;
-  const std::uint32_t since = (latest * codes - static_cast<std::uint32_t>(match.offset)) &
-                              static_cast<std::uint32_t>(audio::kEntryTimeMask);
-  heard.name = channel.session.name;
-  heard.seconds_ago = static_cast<double>(since) / codes * periods.update + audio::kBufferSeconds;
-  return heard;
+  return OnAir{channel.session.name, channel.session.periods, channel.remembered.back().number};
+}
+
+ChannelAnswer LiveChannels::find(const std::vector<audio::AudioFeature>& features) const {
+  return judgeAttributes(features, lookUp(features), thresholds_,
+                         [this](std::uint32_t id) { return onAir(id); });
 }
 
 }  // namespace audiomatch

@@ -6,41 +6,18 @@
 #include <deque>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "feature/audio_feature.h"
 #include "match/audio_attribute.h"
-#include "match/audio_matcher.h"
 #include "tool/recognition/attribute_index.h"
+#include "tool/recognition/channel_verdict.h"
 #include "tool/recognition/verdict.h"
 
 namespace audiomatch {
-
-/// A channel on which a recording may have been heard.
-struct HeardOn {
-  std::uint32_t id;
-  std::string name;
-  std::int32_t hits;      ///< features of the recording that the channel played, at any time
-  std::int32_t agreeing;  ///< those of them that agree on one time
-  double seconds_ago;     ///< that the recording began, by the channel's time
-};
-
-/// Where a recording was heard.
-struct ChannelAnswer {
-  bool recognised = false;
-  std::vector<HeardOn> candidates;  ///< best first; empty when no channel has a feature of it
-  double discrimination = 0.0;      ///< the engine's, of the best from the second best channel
-  int level = 0;                    ///< the engine's
-};
-
-/// How often a channel is analysed, and how long its attributes live.
-struct ChannelPeriods {
-  std::uint32_t update = 1;    ///< seconds
-  std::uint32_t monitor = 60;  ///< seconds, a multiple of `update`
-
-  friend bool operator==(const ChannelPeriods&, const ChannelPeriods&) = default;
-};
 
 /// What a channel goes by, from when somebody begins to listen to it until he ends.
 struct ChannelSession {
@@ -61,63 +38,105 @@ struct ChannelStatus {
   double lag;              ///< seconds that it came late, against the first
 };
 
+/// Most channels that are on air at a time, and most attributes of all of them
+/// together: of ten thousand a minute each.
+struct ChannelBounds {
+  std::size_t channels = 10'000;
+  std::size_t attributes = 100'000'000;
+};
+
+/// What becomes of an analysis of a channel.
+enum class Taken {
+  kBegins,    ///< it is on air, the first of its session
+  kGoesOn,    ///< it is on air, or has been
+  kReplaced,  ///< it isn't: another session has taken the channel over
+};
+
 /// What any number of channels played of late. Any thread, at any time.
 class LiveChannels {
  public:
   using Clock = std::chrono::steady_clock;
 
-  explicit LiveChannels(const Thresholds& thresholds) : thresholds_(thresholds) {}
+  explicit LiveChannels(const Thresholds& thresholds, const ChannelBounds& bounds = {})
+      : thresholds_(thresholds), bounds_(bounds) {}
 
   /// Takes an analysis of a channel, which is then on air. Those that are older
   /// than its monitor time are forgotten; one that has come before changes
-  /// nothing. Another session begins the channel anew. Throws std::bad_alloc.
+  /// nothing. Another session takes the channel over and begins it anew, but for
+  /// the latest ones that were replaced so themselves. Throws std::length_error
+  /// when there is no room for it, and std::bad_alloc; nothing has changed then.
   ///
-  /// @param id        below 2^32 - 1, by which the engine tells that there is no match
+  /// @param id        at most 2^31 - 1: the engine's audio indices are signed
   /// @param analysis  its number, from 0 on
   /// @param current   its attributes; whatever stream they name, they are the channel's
-  /// @return whether the session has begun with it
-  bool apply(std::uint32_t id, const ChannelSession& session, std::uint32_t analysis,
-             std::vector<audio::AudioAttribute> current);
+  /// @param when      it came
+  Taken apply(std::uint32_t id, const ChannelSession& session, std::uint32_t analysis,
+              std::vector<audio::AudioAttribute> current, Clock::time_point when = Clock::now());
 
   /// Forgets what a channel played, when it has ended. False when it wasn't on air.
-  bool end(std::uint32_t id);
+  ///
+  /// @param key  of the session that ends; none for any
+  bool end(std::uint32_t id, const std::optional<std::string>& key = {});
 
   /// Ends the channels of which nothing came for as long as their attributes
-  /// live; returns their names.
-  std::vector<std::string> endSilent();
+  /// live; returns their numbers and names.
+  std::vector<std::pair<std::uint32_t, std::string>> endSilent();
 
-  /// How many are on air, and whether one is.
-  std::size_t count() const;
-  bool has(std::uint32_t id) const;
+  /// How many are on air, and how many attributes of them are live.
+  ChannelBounds held() const;
 
   /// The channels on air, by their identifiers.
   std::vector<ChannelStatus> list() const;
 
-  /// Says on which channel a recording was heard. Throws std::bad_alloc.
+  /// What the channels have of features, as AttributeIndex gives it, and throwing as it does.
+  std::vector<audio::AudioAttribute> lookUp(
+      const std::vector<audio::AudioFeature>& features) const {
+    return index_.lookUp(features);
+  }
+
+  /// The channel of a number; nothing when it isn't on air.
+  std::optional<OnAir> onAir(std::uint32_t id) const;
+
+  /// Says on which channel a recording was heard. Throws std::length_error as
+  /// AttributeIndex::lookUp does, and std::bad_alloc.
   ChannelAnswer find(const std::vector<audio::AudioFeature>& features) const;
 
  private:
   struct Analysis {
     std::uint32_t number;
-    std::vector<audio::AudioAttribute> attributes;
+    std::vector<std::uint32_t> keys;  // of its attributes, sorted
   };
 
   struct Channel {
     ChannelSession session;
-    Clock::time_point first{};  // analysis came, or would have come
+    std::deque<std::string> replaced{};  // keys of sessions before it, oldest first
+    Clock::time_point first{};           // analysis came, or would have come
     Clock::time_point last{};
     std::uint64_t count = 0;            // of the analyses that have come
-    std::deque<Analysis> remembered{};  // oldest first
+    std::deque<Analysis> remembered{};  // oldest first, at least one
     std::size_t attributes = 0;         // of these
   };
 
-  HeardOn heardOn(const audio::Match& match) const;
-  void expire(Channel& channel, std::uint32_t analysis);
+  using Channels = std::map<std::uint32_t, Channel>;
+
+  Taken begin(std::uint32_t id, const ChannelSession& session, std::uint32_t analysis,
+              const std::vector<audio::AudioAttribute>& current, Clock::time_point when);
+  Taken goOn(Channels::value_type& place, std::uint32_t analysis,
+             const std::vector<audio::AudioAttribute>& current, Clock::time_point when);
+  void append(Channels::value_type& place, std::uint32_t analysis,
+              const std::vector<audio::AudioAttribute>& current, Clock::time_point when);
+  void forgetOldest(Channels::value_type& place) noexcept;
+  void forget(Channels::iterator place) noexcept;
+  void expectRoom(std::size_t coming, std::size_t leaving) const;
+  static bool isSilent(const Channel& channel);
+  std::vector<std::uint32_t> silent() const;
 
   Thresholds thresholds_;
+  ChannelBounds bounds_;
   AttributeIndex index_;
   mutable std::mutex mutex_;
-  std::map<std::uint32_t, Channel> channels_;
+  Channels channels_;
+  std::size_t attributes_ = 0;  // of all of them
 };
 
 }  // namespace audiomatch

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "match/database/database_format.h"
 #include "tool/base/errors.h"
 #include "tool/keeping/database_check.h"
 
@@ -43,7 +44,10 @@ ReferenceDatabase::ReferenceDatabase(const std::filesystem::path& path) {
   for (std::size_t i = 0; i < names.size(); ++i) {
     names[i] = database_.name(static_cast<std::int32_t>(i));
   }
-  names_ = std::make_shared<const ReferenceNames>(std::move(names));
+  std::uint64_t entries = 0;
+  for (std::uint32_t key = 0; key < audio::kTableSize; ++key)
+    entries += database_.bucket(key).count;
+  names_ = std::make_shared<const ReferenceNames>(std::move(names), entries);
 }
 
 FoundHits ReferenceDatabase::find(const std::vector<audio::AudioFeature>& features) const {

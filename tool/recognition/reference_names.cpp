@@ -1,22 +1,29 @@
 #include "tool/recognition/reference_names.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "match/database/database_format.h"
 
 namespace audiomatch {
 
-ReferenceNames::ReferenceNames(std::vector<std::string> names) : names_(std::move(names)) {
+ReferenceNames::ReferenceNames(std::vector<std::string> names, std::uint64_t entries)
+    : names_(std::move(names)), entry_count_(entries) {
   recordings_.reserve(names_.size());
   for (std::size_t audio = 0; audio < names_.size(); ++audio) {
     const bool goes_on = audio > 0 && names_[audio] == names_[audio - 1];
-    recordings_.push_back(goes_on ? recordings_.back() : static_cast<std::int32_t>(audio));
+    const auto own = names_[audio].empty() ? -1 : static_cast<std::int32_t>(audio);
+    recordings_.push_back(goes_on ? recordings_.back() : own);
+    if (recordings_.back() == static_cast<std::int32_t>(audio)) ++recording_count_;
   }
 }
 
 bool ReferenceNames::has(std::int32_t audioIndex) const noexcept {
-  return audioIndex >= 0 && static_cast<std::size_t>(audioIndex) < names_.size() &&
-         !names_[static_cast<std::size_t>(audioIndex)].empty();
+  return recording(audioIndex) >= 0;
+}
+
+bool ReferenceNames::has(const std::string& name) const noexcept {
+  return !name.empty() && std::ranges::find(names_, name) != names_.end();
 }
 
 const std::string& ReferenceNames::name(std::int32_t audioIndex) const noexcept {
@@ -25,7 +32,8 @@ const std::string& ReferenceNames::name(std::int32_t audioIndex) const noexcept 
 }
 
 std::int32_t ReferenceNames::recording(std::int32_t audioIndex) const noexcept {
-  return has(audioIndex) ? recordings_[static_cast<std::size_t>(audioIndex)] : -1;
+  const auto index = static_cast<std::size_t>(audioIndex);
+  return audioIndex >= 0 && index < recordings_.size() ? recordings_[index] : -1;
 }
 
 std::int32_t ReferenceNames::startFrame(std::int32_t audioIndex) const noexcept {

@@ -14,11 +14,19 @@ namespace audiomatch {
 class ReferenceNames {
  public:
   ReferenceNames() = default;
-  /// @param names  by index; empty for an audio that isn't there
-  explicit ReferenceNames(std::vector<std::string> names);
+  /// @param names    by index; empty for an audio that isn't there
+  /// @param entries  of all of them
+  ReferenceNames(std::vector<std::string> names, std::uint64_t entries);
 
   /// One more than the highest index.
   std::size_t audioCount() const noexcept { return names_.size(); }
+  /// Recordings that are there.
+  std::size_t recordingCount() const noexcept { return recording_count_; }
+  /// Entries that they have together.
+  std::uint64_t entryCount() const noexcept { return entry_count_; }
+
+  /// Whether there is a recording of a name.
+  bool has(const std::string& name) const noexcept;
 
   /// The name of an audio; empty for one that isn't there.
   const std::string& name(std::int32_t audioIndex) const noexcept;
@@ -34,6 +42,8 @@ class ReferenceNames {
   bool has(std::int32_t audioIndex) const noexcept;
 
   std::vector<std::string> names_;
+  std::uint64_t entry_count_ = 0;
+  std::size_t recording_count_ = 0;
   std::vector<std::int32_t> recordings_;  // by audio index
 };
 

@@ -2,6 +2,7 @@
 
 #include <sodium.h>
 
+#include <boost/algorithm/string/predicate.hpp>
 #include <cstring>
 #include <string_view>
 
@@ -17,7 +18,7 @@ constexpr std::size_t kLongest = 4096;
 /// In a time that doesn't tell how much of the token is right.
 bool holds(const std::string& authorization, const std::optional<std::string>& token) {
   constexpr std::string_view kScheme = "Bearer ";
-  if (!token || !authorization.starts_with(kScheme)) return false;
+  if (!token || !boost::algorithm::istarts_with(authorization, kScheme)) return false;
   const std::string given = authorization.substr(kScheme.size());
   return given.size() == token->size() &&
          sodium_memcmp(given.data(), token->data(), given.size()) == 0;

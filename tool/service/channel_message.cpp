@@ -2,13 +2,13 @@
 
 #include <fmt/core.h>
 
-#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "feature/land_mark.h"
 #include "match/database/packed_entry.h"
 #include "stream/stream_grid.h"
 #include "tool/service/http_error.h"
+#include "tool/service/json_body.h"
 
 namespace audiomatch {
 namespace {
@@ -27,28 +27,26 @@ std::uint32_t numberAt(const Json& object, const char* key, std::uint32_t least,
   return place->get<std::uint32_t>();
 }
 
-std::string textAt(const Json& object, const char* key) {
+std::string textAt(const Json& object, const char* key, std::size_t most) {
   const auto place = object.find(key);
   if (place == object.end() || !place->is_string()) refuse(fmt::format("{} must be text", key));
   auto text = place->get<std::string>();
-  if (text.empty() || text.size() > kLongestName) {
-    refuse(fmt::format("{} must have 1 to {} bytes", key, kLongestName));
+  if (text.empty() || text.size() > most) {
+    refuse(fmt::format("{} must have 1 to {} bytes", key, most));
   }
   return text;
 }
 
-const Json& listAt(const Json& object, const char* key, std::size_t most) {
+const Json& listAt(const Json& object, const char* key) {
   const auto place = object.find(key);
-  if (place == object.end() || !place->is_array() || place->size() > most) {
-    refuse(fmt::format("{} must be a list of at most {}", key, most));
-  }
+  if (place == object.end() || !place->is_array()) refuse(fmt::format("{} must be a list", key));
   return *place;
 }
 
 ChannelMessage::Analysis analysisOf(const Json& json) {
   if (!json.is_object()) refuse("an analysis must be an object");
   ChannelMessage::Analysis analysis{numberAt(json, "number", 0, UINT32_MAX), {}};
-  const Json& pairs = listAt(json, "attributes", kMostAttributes);
+  const Json& pairs = listAt(json, "attributes");
   analysis.attributes.reserve(pairs.size());
   for (const Json& pair : pairs) {
     const bool fits = pair.is_array() && pair.size() == 2 && pair[0].is_number_unsigned() &&
@@ -81,19 +79,25 @@ std::string encodeMessage(const ChannelMessage& message) {
 }
 
 ChannelMessage decodeMessage(const std::string& body) {
-  const Json json = Json::parse(body, nullptr, false);
-  if (!json.is_object()) refuse("the body isn't a JSON object");
+  // A pair and its numbers for each attribute, three values for each analysis, and the rest.
+  const Json json = parseJsonBody(body, 5, 3 * kMostAttributes + 3 * kMostAnalyses + 100);
   ChannelMessage message;
   message.session = {
-      textAt(json, "name"),
+      textAt(json, "name", kLongestName),
       {numberAt(json, "update", 1, static_cast<std::uint32_t>(audio::kBufferSeconds)),
        numberAt(json, "monitor", 1, kLongestMonitor)},
-      textAt(json, "session")};
+      textAt(json, "session", kLongestSession)};
   if (message.session.periods.monitor % message.session.periods.update != 0) {
     refuse("monitor must be a multiple of update");
   }
-  for (const Json& analysis : listAt(json, "analyses", kMostAnalyses)) {
+  std::size_t attributes = 0;
+  for (const Json& analysis : listAt(json, "analyses")) {
     message.analyses.push_back(analysisOf(analysis));
+    attributes += message.analyses.back().attributes.size();
+  }
+  if (message.analyses.size() > kMostAnalyses || attributes > kMostAttributes) {
+    throw HttpError(413, fmt::format("more than {} analyses, or {} attributes in them",
+                                     kMostAnalyses, kMostAttributes));
   }
   return message;
 }

@@ -21,21 +21,21 @@ struct ChannelMessage {
 };
 
 /// Most seconds that a server remembers of a channel, most analyses of a message,
-/// most attributes of an analysis, and most bytes of a name: what a server holds is
-/// bounded by these.
+/// most attributes of all of these, and most bytes of a channel's name and of a
+/// session's.
 inline constexpr std::uint32_t kLongestMonitor = 3600;
 inline constexpr std::size_t kMostAnalyses = 256;
-inline constexpr std::size_t kMostAttributes = 20'000;
+inline constexpr std::size_t kMostAttributes = 100'000;
 inline constexpr std::size_t kLongestName = 1000;
-/// Bytes of a message.
-inline constexpr std::size_t kLargestMessage = std::size_t{4} << 20;
+inline constexpr std::size_t kLongestSession = 64;
 
 /// A message as JSON: {"name", "session", "update", "monitor", "analyses":
 /// [{"number", "attributes": [[time, hashKey], ...]}, ...]}, times being the 14
 /// bits of time code in an attribute.
 std::string encodeMessage(const ChannelMessage& message);
 
-/// The reverse. Throws HttpError with 400 for what isn't one, or is beyond the bounds.
+/// The reverse. Throws HttpError: 400 for what isn't one, 413 for what is beyond the
+/// bounds.
 ChannelMessage decodeMessage(const std::string& body);
 
 }  // namespace audiomatch

@@ -9,7 +9,6 @@ namespace audiomatch {
 namespace {
 
 constexpr long kConnectSeconds = 3;
-constexpr long kSeconds = 10;
 constexpr std::size_t kLargestAnswer = std::size_t{1} << 20;
 
 CURL* newHandle() {
@@ -31,6 +30,10 @@ std::size_t keep(char* bytes, std::size_t, std::size_t size, void* text) noexcep
   return size;
 }
 
+int isCancelled(void* flag, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept {
+  return *static_cast<const std::atomic<bool>*>(flag) ? 1 : 0;
+}
+
 struct Headers {
   ~Headers() { curl_slist_free_all(list); }
   void add(const std::string& line) {
@@ -49,7 +52,7 @@ HttpClient::HttpClient(std::string token) : token_(std::move(token)), handle_(ne
 HttpClient::~HttpClient() { curl_easy_cleanup(handle_); }
 
 HttpReply HttpClient::send(const std::string& method, const std::string& url,
-                           const std::string& json) {
+                           const std::string& json, std::chrono::milliseconds patience) {
   HttpReply reply;
   Headers headers;
   headers.add("Content-Type: application/json");
@@ -61,7 +64,10 @@ HttpReply HttpClient::send(const std::string& method, const std::string& url,
   curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, headers.list);
   curl_easy_setopt(handle_, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(handle_, CURLOPT_CONNECTTIMEOUT, kConnectSeconds);
-  curl_easy_setopt(handle_, CURLOPT_TIMEOUT, kSeconds);
+  curl_easy_setopt(handle_, CURLOPT_TIMEOUT_MS, static_cast<long>(patience.count()));
+  curl_easy_setopt(handle_, CURLOPT_NOPROGRESS, 0L);
+  curl_easy_setopt(handle_, CURLOPT_XFERINFOFUNCTION, isCancelled);
+  curl_easy_setopt(handle_, CURLOPT_XFERINFODATA, &is_cancelled_);
   curl_easy_setopt(handle_, CURLOPT_WRITEFUNCTION, keep);
   curl_easy_setopt(handle_, CURLOPT_WRITEDATA, &reply.body);
   if (!json.empty()) {

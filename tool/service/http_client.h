@@ -1,6 +1,7 @@
 #pragma once
 
-#include <memory>
+#include <atomic>
+#include <chrono>
 #include <string>
 
 namespace audiomatch {
@@ -12,7 +13,7 @@ struct HttpReply {
   std::string problem;  ///< why there was none
 };
 
-/// Asks a server, by a connection that is kept. One thread at a time.
+/// Asks a server, by a connection that is kept. One thread at a time, but for `cancel`.
 class HttpClient {
  public:
   /// @param token  sent as a bearer token; empty for none
@@ -21,11 +22,16 @@ class HttpClient {
   HttpClient& operator=(const HttpClient&) = delete;
   ~HttpClient();
 
-  /// Sends a request and waits for its answer, at most ten seconds. `json` is its body;
-  /// empty for none.
-  HttpReply send(const std::string& method, const std::string& url, const std::string& json);
+  /// Sends a request and waits for its answer, at most so long. `json` is its body; empty
+  /// for none.
+  HttpReply send(const std::string& method, const std::string& url, const std::string& json,
+                 std::chrono::milliseconds patience);
+
+  /// Ends a request that is under way, within a second, and all that follow; any thread.
+  void cancel() noexcept { is_cancelled_ = true; }
 
  private:
+  std::atomic<bool> is_cancelled_ = false;
   std::string token_;
   void* handle_;  // libcurl's
 };

@@ -1,6 +1,7 @@
 #include "tool/service/http_message.h"
 
 #include <algorithm>
+#include <boost/algorithm/string/predicate.hpp>
 #include <cstdint>
 #include <string_view>
 
@@ -37,8 +38,12 @@ std::optional<std::string> decoded(std::string_view text, bool plus_is_space) {
 }  // namespace
 
 bool parseTarget(const std::string& target, HttpRequest& request) {
-  if (target.empty() || target[0] != '/') return false;
+  constexpr std::string_view kScheme = "http://";
   std::string_view rest = target;
+  if (boost::algorithm::istarts_with(rest, kScheme)) {
+    rest.remove_prefix(std::min(rest.find('/', kScheme.size()), rest.size()));
+  }
+  if (!rest.starts_with('/')) return false;
   const auto path = decoded(rest.substr(0, rest.find('?')), false);
   if (!path || path->find('\0') != std::string::npos) return false;
   request.path = *path;

@@ -15,6 +15,9 @@ struct HttpRequest {
   std::map<std::string, std::string> query;  ///< decoded; of equal names the last
   std::string type;                          ///< of the body, without parameters, in lower case
   std::string authorization;
+  std::string if_none_match;
+  std::string origin;      ///< of the page that a browser sends it for; else empty
+  std::string host;        ///< as the client knows the server, with its port
   std::size_t length = 0;  ///< of the body in bytes
   std::string body;
 };
@@ -27,19 +30,31 @@ struct HttpResponse {
   std::map<std::string, std::string> headers;  ///< beside those on body and connection
 };
 
-/// Answers requests. Both functions are called on any thread, and throw nothing
+/// Kinds of requests that don't get into each other's way: each has its own share of
+/// what a server has room for, and they are answered in turn.
+enum class HttpLane : std::size_t { kQuestions, kMessages };
+inline constexpr std::size_t kHttpLanes = 2;
+
+/// What becomes of a request whose head has come.
+struct HttpAdmission {
+  std::optional<HttpResponse> answer;  ///< that it gets at once; its body isn't read
+  HttpLane lane = HttpLane::kQuestions;
+};
+
+/// Answers requests. The functions are called on any thread, and throw nothing
 /// but std::bad_alloc.
 struct HttpHandler {
-  /// Looks at a request before its body is read. An answer refuses it, and the
-  /// body isn't read. Must be quick, as other clients wait for it meanwhile.
-  std::function<std::optional<HttpResponse>(const HttpRequest&)> admit;
+  /// Looks at a request before its body is read. Must be quick, as other clients wait
+  /// for it meanwhile.
+  std::function<HttpAdmission(const HttpRequest&)> admit;
   /// Answers a whole request.
   std::function<HttpResponse(const HttpRequest&)> answer;
   /// Words a refusal of the server's own: too large, too slow, too many.
   std::function<HttpResponse(unsigned status, const std::string& reason)> refuse;
 };
 
-/// Takes a request's target apart: path and query. False when it isn't well-formed.
+/// Takes a request's target apart: path and query, which a scheme and a host may come
+/// before. False when it isn't well-formed.
 bool parseTarget(const std::string& target, HttpRequest& request);
 
 }  // namespace audiomatch

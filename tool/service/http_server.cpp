@@ -8,6 +8,7 @@
 #include <charconv>
 #include <exception>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "tool/base/errors.h"
@@ -21,7 +22,7 @@ namespace asio = boost::asio;
 using asio::ip::tcp;
 using Error = boost::system::error_code;
 
-// Before another connection is tried when the system has no descriptor left.
+// Before another connection is tried when the system has no descriptor or memory left.
 constexpr std::chrono::milliseconds kRest{50};
 
 /// "HOST:PORT" or "[HOST]:PORT". Throws FileError.
@@ -56,9 +57,10 @@ class HttpServer::Impl {
  public:
   Impl(const std::string& address, unsigned workers, const HttpLimits& limits, HttpHandler handler)
       : shared_(std::make_shared<HttpShared>(limits, std::move(handler))),
-        workers_count_(workers),
+        workers_(workers, limits.waiting, kHttpLanes),
         acceptor_(context_),
         rest_(context_) {
+    shared_->workers = &workers_;
     try {
       const tcp::endpoint endpoint = parseEndpoint(address);
       acceptor_.open(endpoint.protocol());
@@ -72,12 +74,10 @@ class HttpServer::Impl {
 
   std::string address() const { return textOf(acceptor_.local_endpoint()); }
 
+  bool isLocal() const { return acceptor_.local_endpoint().address().is_loopback(); }
+
   void run() {
-    WorkerPool workers(workers_count_, shared_->limits.waiting);
-    shared_->workers = &workers;
-    accept();
-    while (!runSome()) {
-    }
+    while (!runSome()) std::this_thread::sleep_for(kRest);
   }
 
   void stop() {
@@ -97,25 +97,33 @@ class HttpServer::Impl {
  private:
   /// True when all is done. What fails for want of memory costs one connection.
   bool runSome() try {
+    if (!is_waiting_ && !shared_->is_stopping) accept();
     context_.run();
     return true;
   } catch (const std::exception& error) {
-    report(error.what());
+    report(fmt::format("a connection was given up: {}", error.what()));
     return false;
   }
 
   void accept() {
     acceptor_.async_accept([this](Error error, tcp::socket socket) {
+      is_waiting_ = false;
       if (shared_->is_stopping) return;
-      if (error) {
-        rest_.expires_after(kRest);
-        return rest_.async_wait([this](Error cancelled) {
-          if (!cancelled) accept();
-        });
-      }
-      welcome(std::move(socket));
+      if (error) return rest();
+      // First, since it goes on whatever becomes of this one.
       accept();
+      welcome(std::move(socket));
     });
+    is_waiting_ = true;
+  }
+
+  void rest() {
+    rest_.expires_after(kRest);
+    rest_.async_wait([this](Error cancelled) {
+      is_waiting_ = false;
+      if (!cancelled) accept();
+    });
+    is_waiting_ = true;
   }
 
   void welcome(tcp::socket socket) {
@@ -135,10 +143,11 @@ class HttpServer::Impl {
   }
 
   std::shared_ptr<HttpShared> shared_;
-  unsigned workers_count_;
   asio::io_context context_{1};
+  WorkerPool workers_;
   tcp::acceptor acceptor_;
   asio::steady_timer rest_;
+  bool is_waiting_ = false;  // for a connection, or to wait for one
 };
 
 HttpServer::HttpServer(const std::string& address, unsigned workers, const HttpLimits& limits,
@@ -148,6 +157,8 @@ HttpServer::HttpServer(const std::string& address, unsigned workers, const HttpL
 HttpServer::~HttpServer() = default;
 
 std::string HttpServer::address() const { return impl_->address(); }
+
+bool HttpServer::isLocal() const { return impl_->isLocal(); }
 
 void HttpServer::run() { impl_->run(); }
 

@@ -1,8 +1,10 @@
 #include "tool/service/http_session.h"
 
+#include <algorithm>
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/post.hpp>
+#include <exception>
 #include <new>
 #include <string_view>
 #include <utility>
@@ -23,6 +25,9 @@ bool readRequestHead(const Message& message, HttpRequest& request) {
   request = {};
   request.method = textOf(message.method_string());
   request.authorization = textOf(message[http::field::authorization]);
+  request.if_none_match = textOf(message[http::field::if_none_match]);
+  request.origin = textOf(message[http::field::origin]);
+  request.host = textOf(message[http::field::host]);
   const std::string type = textOf(message[http::field::content_type]);
   request.type = boost::algorithm::to_lower_copy(type.substr(0, type.find(';')));
   while (!request.type.empty() && request.type.back() == ' ') request.type.pop_back();
@@ -32,7 +37,7 @@ bool readRequestHead(const Message& message, HttpRequest& request) {
 }  // namespace
 
 HttpSession::HttpSession(boost::asio::ip::tcp::socket socket, std::shared_ptr<HttpShared> shared)
-    : shared_(std::move(shared)), stream_(std::move(socket)) {
+    : shared_(std::move(shared)), stream_(std::move(socket)), ending_(stream_.get_executor()) {
   ++shared_->connections;
 }
 
@@ -42,19 +47,22 @@ HttpSession::~HttpSession() {
 }
 
 void HttpSession::finish() {
-  if (!is_busy_) close();
+  if (step_ == Step::kIdle) return close();
+  ending_.expires_after(shared_->limits.ending);
+  ending_.async_wait([weak = weak_from_this()](Error error) {
+    const auto self = weak.lock();
+    if (!error && self && self->step_ != Step::kWorking) self->close();
+  });
 }
 
 void HttpSession::turnAway() {
   ++shared_->refused;
-  is_busy_ = true;
-  stream_.expires_after(shared_->limits.head);
   refuse(503, "too many connections; try again later");
 }
 
 /// Waits for the first byte of a request, which may take longer than its rest.
 void HttpSession::awaitRequest() {
-  is_busy_ = false;
+  step_ = Step::kIdle;
   if (shared_->is_stopping) return close();
   if (buffer_.size() > 0) return readHead();
   stream_.expires_after(shared_->limits.idle);
@@ -67,7 +75,7 @@ void HttpSession::awaitRequest() {
 }
 
 void HttpSession::readHead() {
-  is_busy_ = true;
+  step_ = Step::kReading;
   request_ = {};
   parser_.emplace();
   parser_->header_limit(static_cast<std::uint32_t>(shared_->limits.header));
@@ -85,54 +93,73 @@ void HttpSession::onHead(Error error) {
   if (error == http::error::body_limit) return refuse(413, "the body is too long");
   if (error) return refuse(400, "not an HTTP request");
   if (!readRequestHead(parser_->get(), request_)) return refuse(400, "the address makes no sense");
-  if (parser_->chunked()) return refuse(411, "the body's length must be given (Content-Length)");
+  // Whatever it is, it would tell the body's length otherwise than Content-Length.
+  if (parser_->get().count(http::field::transfer_encoding) > 0) {
+    return refuse(411, "the body's length must be given (Content-Length)");
+  }
   request_.length = parser_->content_length().value_or(0);
-  if (auto refusal = shared_->handler.admit(request_)) {
-    // What is left of its body would be taken for a request.
-    return write(std::move(*refusal), parser_->keep_alive() && request_.length == 0);
-  }
-  if (!takeRoom()) {
-    ++shared_->refused;
-    return refuse(503, "too much is being sent at this time; try again later");
-  }
+  HttpAdmission admission = shared_->handler.admit(request_);
+  // What is left of its body would be taken for a request.
+  const bool keep_alive = parser_->keep_alive() && request_.length == 0;
+  if (admission.answer) return write(*std::move(admission.answer), keep_alive);
+  lane_ = admission.lane;
   readBody();
 }
 
-bool HttpSession::takeRoom() {
-  if (shared_->body_bytes + request_.length > shared_->limits.bodies) return false;
-  room_ = request_.length;
-  shared_->body_bytes += room_;
+/// Counts what has come of a body, since what is announced may never come.
+bool HttpSession::takeRoom(std::size_t size) {
+  const auto lane = static_cast<std::size_t>(lane_);
+  const std::size_t taken = shared_->body_bytes[lane] - room_ + size;
+  if (taken > shared_->limits.bodies[lane]) return false;
+  shared_->body_bytes[lane] = taken;
+  room_ = size;
   return true;
 }
 
 void HttpSession::leaveRoom() noexcept {
   // A worker may be the last to let go of a session, whose room has been left by then.
   if (room_ == 0) return;
-  shared_->body_bytes -= room_;
+  shared_->body_bytes[static_cast<std::size_t>(lane_)] -= room_;
   room_ = 0;
 }
 
 void HttpSession::readBody() {
+  body_due_ = Clock::now() + shared_->limits.transfer;
+  const bool waits = parser_->get().version() >= 11 &&
+                     boost::beast::iequals(parser_->get()[http::field::expect], "100-continue");
+  if (!waits) return readPiece();
   stream_.expires_after(shared_->limits.transfer);
-  const auto read = [self = shared_from_this()](Error error, std::size_t) {
-    if (error) return self->close();
-    http::async_read(self->stream_, self->buffer_, *self->parser_,
-                     [self](Error failure, std::size_t) { self->onBody(failure); });
-  };
-  if (!boost::beast::iequals(parser_->get()[http::field::expect], "100-continue")) {
-    return read({}, 0);
-  }
-  boost::asio::async_write(stream_, boost::asio::buffer(kContinue), read);
+  boost::asio::async_write(stream_, boost::asio::buffer(kContinue),
+                           [self = shared_from_this()](Error error, std::size_t) {
+                             error ? self->close() : self->readPiece();
+                           });
 }
 
-void HttpSession::onBody(Error error) {
+void HttpSession::readPiece() {
+  if (parser_->is_done()) return onBody();
+  const Clock::duration left = body_due_ - Clock::now();
+  stream_.expires_after(std::min<Clock::duration>(left, shared_->limits.pause));
+  http::async_read_some(
+      stream_, buffer_, *parser_,
+      [self = shared_from_this()](Error error, std::size_t) { self->onPiece(error); });
+}
+
+void HttpSession::onPiece(Error error) {
   // A client that went away or dawdled wouldn't hear an answer.
   if (error) return close();
+  if (takeRoom(parser_->get().body().size())) return readPiece();
+  ++shared_->refused;
+  refuse(503, "too much is being sent at this time; try again later");
+}
+
+void HttpSession::onBody() {
   request_.body = std::move(parser_->get().body());
+  step_ = Step::kWorking;
   stream_.expires_never();
   // Nothing is asked of the system meanwhile that would keep the server going.
   const auto going = boost::asio::make_work_guard(stream_.get_executor());
-  if (!shared_->workers->post([self = shared_from_this(), going] { self->work(); })) {
+  if (!shared_->workers->post(static_cast<std::size_t>(lane_),
+                              [self = shared_from_this(), going] { self->work(); })) {
     ++shared_->refused;
     write(shared_->handler.refuse(503, "too many requests wait; try again later"),
           parser_->keep_alive());
@@ -140,17 +167,23 @@ void HttpSession::onBody(Error error) {
 }
 
 /// On a worker's thread: nothing of the connection is touched but the request.
-void HttpSession::work() {
-  HttpResponse response;
+void HttpSession::work() noexcept {
   try {
-    response = shared_->handler.answer(request_);
-  } catch (const std::bad_alloc&) {
-    response = shared_->handler.refuse(503, "out of memory; try again later");
+    boost::asio::post(stream_.get_executor(),
+                      [self = shared_from_this(), response = answer()]() mutable {
+                        self->write(std::move(response), self->parser_->keep_alive());
+                      });
+  } catch (const std::exception&) {
+    // Out of memory even to say so: nobody holds the connection any more, which ends it.
   }
-  boost::asio::post(stream_.get_executor(),
-                    [self = shared_from_this(), answer = std::move(response)]() mutable {
-                      self->write(std::move(answer), self->parser_->keep_alive());
-                    });
+}
+
+HttpResponse HttpSession::answer() const {
+  try {
+    return shared_->handler.answer(request_);
+  } catch (const std::bad_alloc&) {
+    return shared_->handler.refuse(503, "out of memory; try again later");
+  }
 }
 
 void HttpSession::refuse(unsigned status, const std::string& reason) {
@@ -158,6 +191,7 @@ void HttpSession::refuse(unsigned status, const std::string& reason) {
 }
 
 void HttpSession::write(HttpResponse response, bool keep_alive) {
+  step_ = Step::kWriting;
   request_.body.clear();
   request_.body.shrink_to_fit();
   leaveRoom();
@@ -168,11 +202,13 @@ void HttpSession::write(HttpResponse response, bool keep_alive) {
   response_.set(http::field::content_type, response.type);
   for (const auto& [name, value] : response.headers) response_.set(name, value);
   response_.keep_alive(keep_alive);
-  const bool is_head = request_.method == "HEAD";
+  // What isn't sent has its length told all the same.
+  const bool is_bare = request_.method == "HEAD" || response.status == 304;
   const std::size_t length = response.body.size();
-  if (!is_head) response_.body() = std::move(response.body);
+  if (!is_bare) response_.body() = std::move(response.body);
   response_.content_length(length);
-  stream_.expires_after(shared_->limits.transfer);
+  const HttpLimits& limits = shared_->limits;
+  stream_.expires_after(shared_->is_stopping ? limits.ending : limits.transfer);
   http::async_write(stream_, response_,
                     [self = shared_from_this(), keep_alive](Error error, std::size_t) {
                       self->onWritten(error, keep_alive);

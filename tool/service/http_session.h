@@ -1,9 +1,12 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
+#include <chrono>
 #include <list>
 #include <memory>
 #include <optional>
@@ -27,7 +30,7 @@ struct HttpShared {
   const HttpHandler handler;
   WorkerPool* workers = nullptr;
   std::list<std::weak_ptr<HttpSession>> sessions;
-  std::size_t body_bytes = 0;  // of all requests at this time
+  std::array<std::size_t, kHttpLanes> body_bytes{};  // that have come and not gone, by lane
   bool is_stopping = false;
   std::atomic<std::size_t> connections = 0;
   std::atomic<std::uint64_t> refused = 0;
@@ -45,7 +48,8 @@ class HttpSession : public std::enable_shared_from_this<HttpSession> {
 
   /// Reads the first request.
   void start() { awaitRequest(); }
-  /// Closes the connection unless a request is under way, which is then its last.
+  /// Closes the connection unless a request is under way, which is then its last and
+  /// must be quick, but for its answer's being worked out.
   void finish();
   /// Answers that there is no room, and closes.
   void turnAway();
@@ -53,15 +57,21 @@ class HttpSession : public std::enable_shared_from_this<HttpSession> {
  private:
   using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
   using Error = boost::beast::error_code;
+  using Clock = std::chrono::steady_clock;
+
+  enum class Step { kIdle, kReading, kWorking, kWriting };
 
   void awaitRequest();
   void readHead();
   void onHead(Error error);
-  bool takeRoom();
+  bool takeRoom(std::size_t size);
   void leaveRoom() noexcept;
   void readBody();
-  void onBody(Error error);
-  void work();
+  void readPiece();
+  void onPiece(Error error);
+  void onBody();
+  void work() noexcept;
+  HttpResponse answer() const;
   void refuse(unsigned status, const std::string& reason);
   void write(HttpResponse response, bool keep_alive);
   void onWritten(Error error, bool keep_alive);
@@ -71,12 +81,15 @@ class HttpSession : public std::enable_shared_from_this<HttpSession> {
 
   std::shared_ptr<HttpShared> shared_;
   boost::beast::tcp_stream stream_;
+  boost::asio::steady_timer ending_;
   boost::beast::flat_buffer buffer_;
   std::optional<Parser> parser_;
   HttpRequest request_;
   boost::beast::http::response<boost::beast::http::string_body> response_;
-  std::size_t room_ = 0;  // taken of the server's for a body
-  bool is_busy_ = false;  // a request is under way
+  HttpLane lane_ = HttpLane::kQuestions;
+  std::size_t room_ = 0;  // taken of the lane's for a body
+  Clock::time_point body_due_{};
+  Step step_ = Step::kIdle;
 };
 
 }  // namespace audiomatch

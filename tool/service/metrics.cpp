@@ -28,6 +28,11 @@ void Metrics::answered(const std::string& route, unsigned status, double seconds
   latencies.sum += seconds;
 }
 
+void Metrics::refused(const std::string& route, unsigned status) {
+  const std::lock_guard lock(mutex_);
+  ++requests_[{route, status}];
+}
+
 std::string Metrics::text() const {
   const std::lock_guard lock(mutex_);
   std::string text = heading("audiomatch_requests_total", "counter", "Requests answered.");

@@ -19,6 +19,9 @@ class Metrics {
   /// @param seconds  from its last byte to the answer
   void answered(const std::string& route, unsigned status, double seconds);
 
+  /// Notes a request that was refused when its head had come.
+  void refused(const std::string& route, unsigned status);
+
   /// All that was noted: audiomatch_requests_total by route and status, and
   /// audiomatch_request_seconds, a histogram by route.
   std::string text() const;

@@ -7,9 +7,10 @@
 #include <cmath>
 #include <memory>
 #include <new>
-#include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <string>
 #include <system_error>
+#include <utility>
 
 #include "base/analysis_grid.h"
 #include "feature/feature_extractor.h"
@@ -18,11 +19,14 @@
 #include "tool/input/fingerprint_file.h"
 #include "tool/input/recording.h"
 #include "tool/service/http_error.h"
+#include "tool/service/json_body.h"
 
 namespace audiomatch {
 namespace {
 
 constexpr const char* kName = "the recording";
+// Seconds that features may be said to last.
+constexpr double kLongestTold = 1e9;
 // What a decoder may be made to fill memory with: a minute of eight channels at 48 kHz.
 constexpr std::size_t kMostSamples = std::size_t{60} * 48'000 * 8;
 
@@ -37,7 +41,8 @@ std::uint32_t numberOf(const std::string& name, const std::string& text, std::ui
   return number;
 }
 
-/// The shape of raw samples that the query gives; nothing when it gives none.
+}  // namespace
+
 std::optional<RawFormat> rawFormatOf(const HttpRequest& request) {
   std::optional<RawFormat> raw;
   for (const auto& [name, value] : request.query) {
@@ -55,6 +60,8 @@ std::optional<RawFormat> rawFormatOf(const HttpRequest& request) {
   return raw;
 }
 
+namespace {
+
 [[noreturn]] void refuseFeatures() {
   throw HttpError(400,
                   "features must be a list of pairs [startTime, hashKey], hashKey below 1048576");
@@ -62,10 +69,11 @@ std::optional<RawFormat> rawFormatOf(const HttpRequest& request) {
 
 /// The features of {"features": [[startTime, hashKey], ...], "seconds": 10}.
 Question fromJson(const std::string& body) {
-  const auto json = nlohmann::json::parse(body, nullptr, false);
-  if (!json.is_object()) throw HttpError(400, "the body isn't a JSON object");
+  // A pair and its numbers for each feature, and what else is told.
+  const auto json = parseJsonBody(body, 3, 3 * kMostQuestionFeatures + 100);
   const auto list = json.find("features");
   if (list == json.end() || !list->is_array()) refuseFeatures();
+  if (list->size() > kMostQuestionFeatures) throw tooManyFeatures(kMostQuestionFeatures);
   Question question;
   question.features.reserve(list->size());
   for (const auto& pair : *list) {
@@ -81,12 +89,16 @@ Question fromJson(const std::string& body) {
   }
   audio::sortUnique(question.features);
   const auto seconds = json.find("seconds");
-  if (seconds != json.end() && seconds->is_number()) question.seconds = seconds->get<double>();
+  if (seconds == json.end()) return question;
+  if (seconds->is_number()) question.seconds = seconds->get<double>();
+  if (!seconds->is_number() || question.seconds < 0.0 || question.seconds > kLongestTold) {
+    throw HttpError(400, fmt::format("seconds must be a number from 0 to {}", kLongestTold));
+  }
   return question;
 }
 
 Question fromFingerprint(const std::string& body) {
-  Fingerprint fingerprint = parseFingerprint(body, "the fingerprint");
+  Fingerprint fingerprint = parseFingerprint(body, "the fingerprint", kMostQuestionFeatures);
   Question question;
   question.features = std::move(fingerprint.features);
   question.seconds = fingerprint.seconds;
@@ -107,11 +119,11 @@ std::vector<std::int16_t> samplesOf(SoundSource& sound) {
   return samples;
 }
 
-Question fromSound(const std::string& body, const std::optional<RawFormat>& raw) {
-  const auto sound = openSoundBytes(body, kName, raw, {.ffmpeg = false});
+Question fromSound(const HttpRequest& request, const std::optional<RawFormat>& raw) {
+  const auto sound = openSoundBytes(request.body, kName, raw, {.ffmpeg = false});
   const std::vector<std::int16_t> samples = samplesOf(*sound);
   if (samples.empty()) throw HttpError(415, "the recording holds no sound");
-  const auto recording = toAudio(samples, sound->channels(), sound->sampleRate());
+  auto recording = toAudio(samples, sound->channels(), sound->sampleRate());
   audio::FeatureExtractor extractor;
   if (!extractor.init(false) || !extractor.loadAudio(recording.get())) throw std::bad_alloc();
   Question question;
@@ -120,21 +132,32 @@ Question fromSound(const std::string& body, const std::optional<RawFormat>& raw)
   if (!isAnalysable(question.outcome)) throw HttpError(415, describe(question.outcome));
   question.seconds = static_cast<double>(recording->dataLen()) / recording->sampleRate();
   question.damage = sound->damage();
+  if (wantsDrawing(request)) question.sound = std::move(recording);
   return question;
 }
 
 }  // namespace
 
+bool wantsDrawing(const HttpRequest& request) {
+  const auto wish = request.query.find("drawing");
+  return wish != request.query.end() && wish->second == "1";
+}
+
 Question readQuestion(const HttpRequest& request) {
   if (request.body.empty()) throw HttpError(400, "the body is empty; send a recording");
   try {
     const std::optional<RawFormat> raw = rawFormatOf(request);
-    if (raw) return fromSound(request.body, raw);
+    if (raw) return fromSound(request, raw);
     if (looksLikeFingerprint(request.body)) return fromFingerprint(request.body);
     if (request.type == "application/json") return fromJson(request.body);
-    return fromSound(request.body, {});
+    return fromSound(request, {});
   } catch (const FileError& error) {
     throw HttpError(415, error.what());
+  } catch (const std::length_error& error) {
+    throw HttpError(413, error.what());
+  } catch (const std::system_error& error) {
+    // Descriptors or memory, which its sound is read through.
+    throw HttpError(503, std::string(error.what()) + "; try again later");
   }
 }
 

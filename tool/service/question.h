@@ -3,8 +3,10 @@
 #include <optional>
 #include <vector>
 
+#include "base/audio_data.h"
 #include "feature/audio_feature.h"
 #include "feature/extraction_outcome.h"
+#include "tool/input/raw_format.h"
 #include "tool/input/sound_source.h"
 #include "tool/service/http_message.h"
 
@@ -15,6 +17,9 @@ inline constexpr double kLongestQuestion = 60.0;  // seconds
 /// Most bytes of its request: a minute of 16-bit stereo at 48 kHz has 11.5 MB.
 inline constexpr std::size_t kLargestQuestion = std::size_t{32} << 20;
 
+/// Most features that it may have: a minute of stereo noise at 48 kHz has 31,303.
+inline constexpr std::size_t kMostQuestionFeatures = 100'000;
+
 /// A recording to be recognised.
 struct Question {
   std::vector<audio::AudioFeature> features;  ///< sorted by key, then time; may be empty
@@ -22,13 +27,22 @@ struct Question {
   /// What came of its analysis; kFeatures for features that were sent.
   audio::ExtractionOutcome outcome = audio::ExtractionOutcome::kFeatures;
   std::optional<Damage> damage;  ///< of the recording
+  audio::AudioDataPtr sound;     ///< the recording, where it is to be drawn; else null
 };
+
+/// The shape of raw samples that a request's query gives (rate, channels, format); nothing
+/// when it gives none. Throws HttpError with 400.
+std::optional<RawFormat> rawFormatOf(const HttpRequest& request);
+
+/// Whether an answer is to come with a drawing (?drawing=1).
+bool wantsDrawing(const HttpRequest& request);
 
 /// Reads a question from a request's body: the features that a phone made, as JSON
 /// ({"features": [[startTime, hashKey], ...]}) or in any form that `features`
 /// writes; raw samples, where the query names their rate, channels or format; or
 /// a sound file. Throws HttpError with 400 for a wrong shape, 413 for a recording
-/// that is too long, 415 for what isn't a recording, and std::bad_alloc.
+/// that is too long or has too many features, 415 for what isn't a recording, 503 when
+/// the system can't hold it, and std::bad_alloc.
 Question readQuestion(const HttpRequest& request);
 
 }  // namespace audiomatch

@@ -6,25 +6,29 @@
 #include <charconv>
 #include <chrono>
 #include <cstdint>
+#include <stdexcept>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
+#include "tool/base/errors.h"
 #include "tool/output/messages.h"
+#include "tool/recognition/recogniser.h"
 #include "tool/service/answers.h"
-#include "tool/service/channel_message.h"
+#include "tool/service/drawing.h"
 #include "tool/service/http_error.h"
+#include "tool/service/json_body.h"
+#include "tool/service/page.h"
 #include "tool/service/question.h"
+#include "tool/service/reference_upload.h"
 
 namespace audiomatch {
 namespace {
 
 using Json = nlohmann::ordered_json;
 
-// JSON takes many times its size in memory.
-constexpr std::size_t kLargestJson = std::size_t{4} << 20;
-constexpr std::size_t kMostChannels = 10'000;
 constexpr std::string_view kChannelPath = "/v1/channels/";
+constexpr std::string_view kReferencePath = "/v1/references/";
 
 // The engine's audio indices are signed.
 constexpr std::uint32_t kHighestChannel = INT32_MAX;
@@ -41,36 +45,47 @@ std::uint32_t channelOf(const HttpRequest& request) {
   return id;
 }
 
+/// False for what a browser sends for a page that isn't the server's.
+bool isOwnPage(const HttpRequest& request) {
+  if (request.origin.empty()) return true;
+  const std::size_t scheme = request.origin.find("://");
+  return scheme != std::string::npos && request.origin.substr(scheme + 3) == request.host;
+}
+
 }  // namespace
 
 /// Something that can be asked for.
 struct Service::Route {
   const char* method;
-  const char* path;  // one that ends in / goes on with a name
+  const char* path;  // one that ends in / goes on with a name, but for / itself
   bool changes;      // rather than reads
   std::size_t largest;
   HttpResponse (Service::*answer)(const HttpRequest&);
+  HttpLane lane = HttpLane::kQuestions;
+  bool is_quick = false;  // and is answered whatever else waits
 };
 
 const std::vector<Service::Route>& Service::routes() {
   static const std::vector<Route> all = {
       {"POST", "/v1/recognise", false, kLargestQuestion, &Service::recognise},
       {"GET", "/v1/references", false, 0, &Service::listReferences},
+      {"POST", "/v1/references", true, kLargestReference, &Service::addReference},
+      {"DELETE", kReferencePath.data(), true, 0, &Service::removeReference},
       {"GET", "/v1/channels", false, 0, &Service::listChannels},
-      {"POST", kChannelPath.data(), true, kLargestMessage, &Service::takeAnalyses},
-      {"DELETE", kChannelPath.data(), true, 0, &Service::endChannel},
-      {"GET", "/healthz", false, 0, &Service::health},
-      {"GET", "/metrics", false, 0, &Service::showMetrics},
+      {"POST", kChannelPath.data(), true, kLargestJson, &Service::takeAnalyses,
+       HttpLane::kMessages},
+      {"DELETE", kChannelPath.data(), true, 0, &Service::endChannel, HttpLane::kMessages},
+      {"GET", "/healthz", false, 0, &Service::health, HttpLane::kQuestions, true},
+      {"GET", "/metrics", false, 0, &Service::showMetrics, HttpLane::kQuestions, true},
+      {"GET", "/", false, 0, &Service::showPage},
+      {"GET", kPagePath.data(), false, 0, &Service::showPage},
   };
   return all;
 }
 
-Service::Service(std::unique_ptr<const ReferenceDatabase> references, const Thresholds& thresholds,
+Service::Service(std::unique_ptr<Store> store, const Thresholds& thresholds,
                  const AccessFiles& access)
-    : references_(std::move(references)),
-      thresholds_(thresholds),
-      access_(access),
-      channels_(thresholds) {}
+    : store_(std::move(store)), thresholds_(thresholds), access_(access) {}
 
 HttpHandler Service::handler() {
   return {.admit = [this](const HttpRequest& request) { return admit(request); },
@@ -78,31 +93,75 @@ HttpHandler Service::handler() {
           .refuse = errorResponse};
 }
 
-void Service::endSilentChannels() {
-  for (const std::string& name : channels_.endSilent()) note(name + ": nobody listens any more");
+void Service::tidy() {
+  try {
+    for (const std::string& name : store_->tidy()) note(name + ": nobody listens any more");
+    if (!store_works_.exchange(true)) note("the store is back");
+  } catch (const FileError& error) {
+    failed(error);
+  } catch (const std::exception& error) {
+    report(fmt::format("the store can't be tidied up: {}", error.what()));
+  }
 }
 
-/// The route that a request takes; with `any_method`, one of its path.
-const Service::Route* Service::find(const HttpRequest& request, bool any_method) const {
+/// Counts a failure of the store; the first of several is said.
+void Service::failed(const FileError& error) {
+  ++store_errors_;
+  if (store_works_.exchange(false)) report(error);
+}
+
+/// The route that a request takes; null when there is none.
+const Service::Route* Service::find(const HttpRequest& request) {
   const std::string method = request.method == "HEAD" ? "GET" : request.method;
   for (const Route& route : routes()) {
-    const std::string_view path = route.path;
-    const bool fits = path.ends_with('/') ? request.path.starts_with(path) : request.path == path;
-    if (fits && (any_method || method == route.method)) return &route;
+    if (fits(route, request) && method == route.method) return &route;
   }
   return nullptr;
 }
 
-std::optional<HttpResponse> Service::admit(const HttpRequest& request) const {
-  const Route* route = find(request, false);
-  if (!route) {
-    return find(request, true) ? errorResponse(405, "not a method of this address")
-                               : errorResponse(404, "there is nothing at this address");
+bool Service::fits(const Route& route, const HttpRequest& request) {
+  const std::string_view path = route.path;
+  const bool goes_on = path.ends_with('/') && path.size() > 1;
+  return goes_on ? request.path.starts_with(path) : request.path == path;
+}
+
+HttpAdmission Service::admit(const HttpRequest& request) {
+  const Route* route = find(request);
+  if (auto refused = refusal(request, route)) {
+    metrics_.refused(route ? route->path : "none", refused->status);
+    return {std::move(refused)};
   }
-  // Whether it is alive is no secret, and asked by those who have no token.
-  const bool is_open = route->path == std::string_view("/healthz");
+  if (route->is_quick) return {answer(request)};
+  return {{}, route->lane};
+}
+
+/// The answer to a request of a path that there isn't, or not with this method.
+HttpResponse Service::refuseMethod(const HttpRequest& request) {
+  std::string methods;
+  for (const Route& route : routes()) {
+    if (!fits(route, request)) continue;
+    if (!methods.empty()) methods += ", ";
+    methods += route.method;
+    if (route.method == std::string_view("GET")) methods += ", HEAD";
+  }
+  if (methods.empty()) return errorResponse(404, "there is nothing at this address");
+  HttpResponse response = errorResponse(405, "not a method of this address");
+  response.headers.emplace("Allow", methods);
+  return response;
+}
+
+/// Why a request isn't let in; nothing when it is.
+std::optional<HttpResponse> Service::refusal(const HttpRequest& request, const Route* route) const {
+  if (!route) return refuseMethod(request);
+  // Whether it is alive is no secret, and asked by those who have no token; the page
+  // asks them for it.
+  const bool is_open =
+      route->path == std::string_view("/healthz") || route->answer == &Service::showPage;
   const bool may = route->changes ? access_.mayChange(request.authorization)
                                   : is_open || access_.mayRead(request.authorization);
+  if (route->changes && !isOwnPage(request)) {
+    return errorResponse(403, "a page of another site can't change anything");
+  }
   if (!may) return errorResponse(401, "needs a token: Authorization: Bearer TOKEN");
   const std::size_t most =
       request.type == "application/json" ? std::min(route->largest, kLargestJson) : route->largest;
@@ -115,14 +174,19 @@ std::optional<HttpResponse> Service::admit(const HttpRequest& request) const {
 HttpResponse Service::answer(const HttpRequest& request) {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point start = Clock::now();
-  const Route& route = *find(request, false);
+  const Route& route = *find(request);
   HttpResponse response;
   try {
     response = (this->*route.answer)(request);
   } catch (const HttpError& error) {
     response = errorResponse(error.status(), error.what());
+  } catch (const std::length_error& error) {
+    response = errorResponse(413, error.what());
   } catch (const std::bad_alloc&) {
     response = errorResponse(503, "out of memory; try again later");
+  } catch (const FileError& error) {
+    failed(error);
+    response = errorResponse(503, "the store fails; the server's messages tell why");
   } catch (const std::exception& error) {
     report(error.what());
     response = errorResponse(500, "failed; the server's messages tell why");
@@ -132,100 +196,146 @@ HttpResponse Service::answer(const HttpRequest& request) {
   return response;
 }
 
-std::unique_ptr<Recogniser> Service::takeRecogniser() {
-  const std::lock_guard lock(mutex_);
-  if (idle_.empty()) return std::make_unique<Recogniser>(*references_, thresholds_);
-  std::unique_ptr<Recogniser> recogniser = std::move(idle_.back());
-  idle_.pop_back();
-  return recogniser;
-}
-
-void Service::giveBack(std::unique_ptr<Recogniser> recogniser) {
-  const std::lock_guard lock(mutex_);
-  idle_.push_back(std::move(recogniser));
-}
-
 HttpResponse Service::recognise(const HttpRequest& request) {
   const Question question = readQuestion(request);
   Json references;
   Json channels;
+  Drawing drawing(request, question);
   bool recognised = false;
-  if (references_ && !question.features.empty()) {
-    std::unique_ptr<Recogniser> recogniser = takeRecogniser();
-    const Answer found = recogniser->recognise(question.features);
-    giveBack(std::move(recogniser));
-    recognised = found.verdict.recognised;
-    references = asJson(found);
-  }
+  bool is_partial = false;
   if (!question.features.empty()) {
-    const ChannelAnswer found = channels_.find(question.features);
-    recognised = recognised || found.recognised;
-    channels = asJson(found);
+    const auto patience =
+        request.query.contains("wait") ? Store::Patience::kWait : Store::Patience::kNone;
+    const Store::Found found = store_->find(question.features, patience);
+    is_partial = found.references.is_partial;
+    const Answer of_references = judgeHits(question.features, found.references, thresholds_);
+    const auto on_air = [this](std::uint32_t id) { return store_->onAir(id); };
+    const ChannelAnswer of_channels =
+        judgeAttributes(question.features, found.channels, thresholds_, on_air);
+    recognised = of_references.verdict.recognised || of_channels.recognised;
+    if (found.references.names->recordingCount() > 0) references = asJson(of_references);
+    channels = asJson(of_channels);
+    drawing.showHits(of_references, found.references);
+    drawing.showHits(of_channels, found.channels, on_air);
   }
-  return jsonResponse({{"kind", kindOf(question, recognised)},
-                       {"features", question.features.size()},
-                       {"seconds", question.seconds},
-                       {"damaged", question.damage ? Json(question.damage->text) : Json()},
-                       {"references", references},
-                       {"channels", channels}});
+  Json answer = {{"kind", kindOf(question, recognised)},
+                 {"features", question.features.size()},
+                 {"seconds", question.seconds},
+                 {"damaged", question.damage ? Json(question.damage->text) : Json()},
+                 {"references", references},
+                 {"channels", channels},
+                 {"partial", is_partial}};
+  drawing.addTo(answer);
+  return jsonResponse(std::move(answer));
 }
 
 HttpResponse Service::listReferences(const HttpRequest&) {
   auto list = Json::array();
-  if (references_) {
-    const auto names = references_->names();
-    const auto count = static_cast<std::int32_t>(names->audioCount());
-    for (std::int32_t audio = 0; audio < count; ++audio) {
-      const bool goes_on = names->recording(audio) != audio;
-      if (goes_on) {
-        list.back()["parts"] = list.back()["parts"].get<int>() + 1;
-      } else {
-        list.push_back({{"name", names->name(audio)}, {"parts", 1}});
-      }
+  const auto names = store_->names();
+  const auto count = static_cast<std::int32_t>(names->audioCount());
+  for (std::int32_t audio = 0; audio < count; ++audio) {
+    const std::int32_t recording = names->recording(audio);
+    if (recording < 0) continue;
+    if (recording != audio) {
+      list.back()["parts"] = list.back()["parts"].get<int>() + 1;
+      continue;
     }
+    list.push_back(
+        {{"name", names->name(audio)}, {"parts", 1}, {"removable", store_->isRemovable(audio)}});
   }
   return jsonResponse({{"references", std::move(list)}});
 }
 
+HttpResponse Service::addReference(const HttpRequest& request) {
+  const std::unique_lock only(adding_, std::try_to_lock);
+  if (!only) throw HttpError(503, "another reference is being added; try again later");
+  const NewReference reference = readReference(request);
+  std::size_t entries = 0;
+  for (const auto& part : reference.parts) entries += part.size();
+  const Adding added = store_->add(reference);
+  if (added == Adding::kNoStore) {
+    throw HttpError(409, "the server was started with --store none: nothing can be added");
+  }
+  if (added == Adding::kConflict) {
+    throw HttpError(409, "there is another reference of this name; remove it first");
+  }
+  return jsonResponse({{"name", reference.name},
+                       {"parts", reference.parts.size()},
+                       {"entries", entries},
+                       {"added", added == Adding::kAdded}},
+                      added == Adding::kAdded ? 201 : 200);
+}
+
+HttpResponse Service::removeReference(const HttpRequest& request) {
+  const std::string name = requireName(request.path.substr(kReferencePath.size()));
+  return jsonResponse({{"name", name}, {"removed", store_->remove(name)}});
+}
+
 HttpResponse Service::listChannels(const HttpRequest&) {
   auto list = Json::array();
-  for (const ChannelStatus& channel : channels_.list()) list.push_back(asJson(channel));
+  for (const ChannelStatus& channel : store_->channels()) list.push_back(asJson(channel));
   return jsonResponse({{"channels", std::move(list)}});
 }
 
 HttpResponse Service::takeAnalyses(const HttpRequest& request) {
   const std::uint32_t id = channelOf(request);
-  ChannelMessage message = decodeMessage(request.body);
-  if (channels_.count() >= kMostChannels && !channels_.has(id)) {
-    throw HttpError(503,
-                    fmt::format("{} channels are on air, the most there can be", kMostChannels));
+  // Which no page of a stranger can have a browser send.
+  if (request.type != "application/json") {
+    throw HttpError(415, "a message needs Content-Type: application/json");
   }
-  for (ChannelMessage::Analysis& analysis : message.analyses) {
-    if (channels_.apply(id, message.session, analysis.number, std::move(analysis.attributes))) {
-      note(message.session.name + ": on air");
+  ChannelMessage message = decodeMessage(request.body);
+  try {
+    for (ChannelMessage::Analysis& analysis : message.analyses) {
+      take(id, message.session, std::move(analysis));
     }
+  } catch (const std::length_error& error) {
+    throw HttpError(503, std::string(error.what()) + "; try again later");
   }
   return jsonResponse({{"id", id}, {"analyses", message.analyses.size()}});
 }
 
-HttpResponse Service::endChannel(const HttpRequest& request) {
-  const std::uint32_t id = channelOf(request);
-  return jsonResponse({{"id", id}, {"ended", channels_.end(id)}});
+void Service::take(std::uint32_t id, const ChannelSession& session,
+                   ChannelMessage::Analysis analysis) {
+  switch (store_->apply(id, session, analysis.number, std::move(analysis.attributes))) {
+    case Taken::kReplaced:
+      throw HttpError(409, "another listener has taken the channel over");
+    case Taken::kBegins:
+      note(session.name + ": on air");
+      break;
+    case Taken::kGoesOn:
+      break;
+  }
 }
 
-HttpResponse Service::health(const HttpRequest&) { return jsonResponse({{"status", "ok"}}); }
+HttpResponse Service::endChannel(const HttpRequest& request) {
+  const std::uint32_t id = channelOf(request);
+  const auto session = request.query.find("session");
+  const auto key = session == request.query.end() ? std::nullopt : std::optional(session->second);
+  return jsonResponse({{"id", id}, {"ended", store_->end(id, key)}});
+}
+
+HttpResponse Service::showPage(const HttpRequest& request) { return pageResponse(request); }
+
+HttpResponse Service::health(const HttpRequest&) {
+  const bool works = store_works_;
+  return jsonResponse({{"status", works ? "ok" : "degraded"}, {"store", works ? "ok" : "failing"}});
+}
 
 HttpResponse Service::showMetrics(const HttpRequest&) {
   std::string text = metrics_.text();
-  std::size_t attributes = 0;
-  const std::vector<ChannelStatus> channels = channels_.list();
-  for (const ChannelStatus& channel : channels) attributes += channel.attributes;
+  const StoreCounts held = store_->counts();
   text += metric("audiomatch_channels", "gauge", "Channels on air.",
-                 static_cast<double>(channels.size()));
+                 static_cast<double>(held.channels));
   text += metric("audiomatch_channel_attributes", "gauge", "Attributes of these.",
-                 static_cast<double>(attributes));
-  text += metric("audiomatch_reference_audios", "gauge", "Audios of the database.",
-                 references_ ? static_cast<double>(references_->names()->audioCount()) : 0.0);
+                 static_cast<double>(held.attributes));
+  text +=
+      metric("audiomatch_references", "gauge", "References.", static_cast<double>(held.references));
+  text += metric("audiomatch_reference_entries", "gauge", "Entries of these.",
+                 static_cast<double>(held.entries));
+  text += metric("audiomatch_store_bytes", "gauge", "Bytes of the store in use.",
+                 static_cast<double>(held.bytes));
+  text += metric("audiomatch_store_errors_total", "counter", "Times that the store failed.",
+                 static_cast<double>(store_errors_));
   if (const HttpServer* server = server_) {
     const HttpCounts counts = server->counts();
     text += metric("audiomatch_connections", "gauge", "Connections that are open.",

@@ -7,28 +7,26 @@
 #include <string>
 #include <vector>
 
-#include "tool/recognition/live_channels.h"
-#include "tool/recognition/recogniser.h"
-#include "tool/recognition/reference_database.h"
+#include "tool/base/errors.h"
 #include "tool/service/access.h"
+#include "tool/service/channel_message.h"
 #include "tool/service/http_server.h"
 #include "tool/service/metrics.h"
+#include "tool/store/store.h"
 
 namespace audiomatch {
 
-/// Answers what is playing: on which reference of a database, and on which live
+/// Answers what is playing: on which reference of a store, and on which live
 /// channel, a recording was heard. Any thread.
 class Service {
  public:
-  /// @param references  null for none
-  Service(std::unique_ptr<const ReferenceDatabase> references, const Thresholds& thresholds,
-          const AccessFiles& access);
+  Service(std::unique_ptr<Store> store, const Thresholds& thresholds, const AccessFiles& access);
 
   /// The functions that a server needs. This object outlives it.
   HttpHandler handler();
 
-  /// Ends the channels that nobody listens to any more. To be called often.
-  void endSilentChannels();
+  /// Ends the channels that nobody listens to any more. To be called every second or so.
+  void tidy();
 
   /// Whose counts /metrics shows; null for none. It outlives this object, or is
   /// taken away before.
@@ -38,29 +36,36 @@ class Service {
   struct Route;
   static const std::vector<Route>& routes();
 
-  const Route* find(const HttpRequest& request, bool any_method) const;
-  std::optional<HttpResponse> admit(const HttpRequest& request) const;
+  static bool fits(const Route& route, const HttpRequest& request);
+  static const Route* find(const HttpRequest& request);
+
+  HttpAdmission admit(const HttpRequest& request);
+  std::optional<HttpResponse> refusal(const HttpRequest& request, const Route* route) const;
+  static HttpResponse refuseMethod(const HttpRequest& request);
   HttpResponse answer(const HttpRequest& request);
 
   HttpResponse recognise(const HttpRequest& request);
   HttpResponse listReferences(const HttpRequest& request);
+  HttpResponse addReference(const HttpRequest& request);
+  HttpResponse removeReference(const HttpRequest& request);
   HttpResponse listChannels(const HttpRequest& request);
   HttpResponse takeAnalyses(const HttpRequest& request);
   HttpResponse endChannel(const HttpRequest& request);
   HttpResponse health(const HttpRequest& request);
   HttpResponse showMetrics(const HttpRequest& request);
+  HttpResponse showPage(const HttpRequest& request);
 
-  std::unique_ptr<Recogniser> takeRecogniser();
-  void giveBack(std::unique_ptr<Recogniser> recogniser);
+  void take(std::uint32_t id, const ChannelSession& session, ChannelMessage::Analysis analysis);
+  void failed(const FileError& error);
 
-  std::unique_ptr<const ReferenceDatabase> references_;
+  std::unique_ptr<Store> store_;
   Thresholds thresholds_;
   Access access_;
-  LiveChannels channels_;
   Metrics metrics_;
+  std::atomic<std::uint64_t> store_errors_ = 0;
+  std::atomic<bool> store_works_ = true;
   std::atomic<const HttpServer*> server_ = nullptr;
-  std::mutex mutex_;
-  std::vector<std::unique_ptr<Recogniser>> idle_;  // recognisers that nobody uses
+  std::mutex adding_;  // held while a reference is analysed, which takes memory
 };
 
 }  // namespace audiomatch

@@ -1,16 +1,20 @@
 #include "tool/service/worker_pool.h"
 
+#include <fmt/core.h>
+
+#include <system_error>
 #include <utility>
 
 namespace audiomatch {
 
-WorkerPool::WorkerPool(unsigned threads, std::size_t waiting) : most_waiting_(waiting) {
+WorkerPool::WorkerPool(unsigned threads, std::size_t waiting, std::size_t queues)
+    : most_waiting_(waiting), queues_(queues) {
   try {
     for (unsigned i = 0; i < threads; ++i) threads_.emplace_back([this] { run(); });
-  } catch (...) {
+  } catch (const std::system_error& error) {
     // Those that there are would be waited for, and wait themselves.
     end();
-    throw;
+    throw std::system_error(error.code(), fmt::format("{} threads can't be started", threads));
   }
 }
 
@@ -25,11 +29,11 @@ void WorkerPool::end() noexcept {
   threads_.clear();
 }
 
-bool WorkerPool::post(std::function<void()> work) {
+bool WorkerPool::post(std::size_t queue, std::function<void()> work) {
   {
     const std::lock_guard lock(mutex_);
-    if (queue_.size() >= most_waiting_) return false;
-    queue_.push_back(std::move(work));
+    if (queues_[queue].size() >= most_waiting_) return false;
+    queues_[queue].push_back(std::move(work));
   }
   changed_.notify_one();
   return true;
@@ -38,14 +42,26 @@ bool WorkerPool::post(std::function<void()> work) {
 void WorkerPool::run() {
   std::unique_lock lock(mutex_);
   while (true) {
-    changed_.wait(lock, [this] { return is_ending_ || !queue_.empty(); });
-    if (queue_.empty()) return;
-    const std::function<void()> work = std::move(queue_.front());
-    queue_.pop_front();
+    Queue* queue = nullptr;
+    changed_.wait(lock, [&] { return (queue = next()) || is_ending_; });
+    if (!queue) return;
+    std::function<void()> work = std::move(queue->front());
+    queue->pop_front();
     lock.unlock();
     work();
+    // What it holds goes before the lock comes.
+    work = nullptr;
     lock.lock();
   }
+}
+
+/// The queue whose turn it is among those that aren't empty; null when all are.
+WorkerPool::Queue* WorkerPool::next() {
+  for (std::size_t i = 0; i < queues_.size(); ++i) {
+    Queue& queue = queues_[turn_++ % queues_.size()];
+    if (!queue.empty()) return &queue;
+  }
+  return nullptr;
 }
 
 }  // namespace audiomatch

@@ -4,7 +4,9 @@
 #include <unordered_map>
 #include <utility>
 
+#include "base/little_endian.h"
 #include "match/database/packed_entry.h"
+#include "tool/base/errors.h"
 #include "tool/store/entry_groups.h"
 #include "tool/store/hit_reader.h"
 #include "tool/store/packed_bucket.h"
@@ -12,7 +14,29 @@
 namespace audiomatch {
 namespace {
 
-constexpr std::size_t kDigestBytes = 16;
+/// What is kept of an audio: what its reference is told from others by, how many entries the
+/// audio has, and the reference's name; nothing for one that was removed.
+struct AudioRecord {
+  static constexpr std::size_t kDigestBytes = 16;
+  static constexpr std::size_t kHead = kDigestBytes + sizeof(std::uint64_t);
+
+  std::string digest;
+  std::uint64_t entries = 0;
+  std::string name;
+
+  static AudioRecord of(std::string_view bytes) {
+    if (bytes.size() < kHead) return {};
+    return {std::string(bytes.substr(0, kDigestBytes)),
+            audio::loadLittleEndian<std::uint64_t>(bytes.data() + kDigestBytes),
+            std::string(bytes.substr(kHead))};
+  }
+
+  std::string bytes() const {
+    char count[sizeof entries];
+    audio::storeLittleEndian(entries, count);
+    return digest + std::string(count, sizeof count) + name;
+  }
+};
 
 /// The names of all audios, with the removed ones' left empty.
 std::vector<std::string> listOf(const ReferenceNames& names) {
@@ -47,18 +71,24 @@ EmbeddedReferences::EmbeddedReferences(const std::filesystem::path& file)
 
 void EmbeddedReferences::loadNames() {
   std::vector<std::string> names;
+  std::uint64_t entries = 0;
   const LmdbTransaction look(file_, LmdbTransaction::Kind::kReading);
-  look.forEach(audios_, {}, [&names](std::string_view key, std::string_view value) {
-    names.resize(numberOfKey(key) + std::size_t{1});
-    names.back() = value.substr(std::min(kDigestBytes, value.size()));
+  look.forEach(audios_, {}, [&](std::string_view key, std::string_view value) {
+    // They were given one number after another.
+    if (key.size() != sizeof(std::uint32_t) || numberOfKey(key) != names.size()) {
+      throw FileError(file_.path(), "damaged; put a copy in its place, or remove it");
+    }
+    AudioRecord record = AudioRecord::of(value);
+    entries += record.entries;
+    names.push_back(std::move(record.name));
+    return true;
   });
-  publish(std::move(names));
+  publish(std::make_shared<const ReferenceNames>(std::move(names), entries));
 }
 
-void EmbeddedReferences::publish(std::vector<std::string> names) {
-  auto all = std::make_shared<const ReferenceNames>(std::move(names));
+void EmbeddedReferences::publish(std::shared_ptr<const ReferenceNames> names) noexcept {
   const std::lock_guard lock(mutex_);
-  names_.swap(all);
+  names_.swap(names);
 }
 
 std::shared_ptr<const ReferenceNames> EmbeddedReferences::names() const {
@@ -79,14 +109,17 @@ FoundHits EmbeddedReferences::find(const std::vector<audio::AudioFeature>& featu
 struct EmbeddedReferences::Addition {
   LmdbTransaction change;
   std::vector<std::string> names;
-  std::unordered_map<std::string, std::uint32_t> audio_of;  // the last of each name
+  std::uint64_t entry_count;
+  std::unordered_map<std::string, std::uint32_t> audio_of{};  // the last of each name
   EntryGroups entries{};
 };
 
 std::vector<Adding> EmbeddedReferences::add(std::span<const NewReference> references,
                                             const Watcher& watcher) {
   const std::lock_guard only(changing_);
-  Addition addition{{file_, LmdbTransaction::Kind::kWriting}, listOf(*names()), {}};
+  const auto before = names();
+  Addition addition{
+      {file_, LmdbTransaction::Kind::kWriting}, listOf(*before), before->entryCount()};
   for (std::uint32_t audio = 0; audio < addition.names.size(); ++audio) {
     addition.audio_of[addition.names[audio]] = audio;
   }
@@ -99,8 +132,11 @@ std::vector<Adding> EmbeddedReferences::add(std::span<const NewReference> refere
         change.put(entries_, place, withEntries(change.get(entries_, place).value_or(""), group));
       },
       watcher);
+  // Before the change, as nothing may fail after it: the next one goes by the names.
+  auto after =
+      std::make_shared<const ReferenceNames>(std::move(addition.names), addition.entry_count);
   change.commit();
-  publish(std::move(addition.names));
+  publish(std::move(after));
   return added;
 }
 
@@ -110,12 +146,15 @@ Adding EmbeddedReferences::addOne(Addition& addition, const NewReference& refere
   const auto present = addition.audio_of.find(reference.name);
   if (present != addition.audio_of.end()) {
     const auto record = addition.change.get(audios_, keyOf(present->second));
-    return record.value_or("").starts_with(digest) ? Adding::kPresent : Adding::kConflict;
+    return AudioRecord::of(record.value_or("")).digest == digest ? Adding::kPresent
+                                                                 : Adding::kConflict;
   }
   for (const std::vector<audio::AudioFeature>& part : reference.parts) {
     const auto audio = static_cast<std::uint32_t>(addition.names.size());
-    addition.change.put(audios_, keyOf(audio), digest + reference.name);
+    addition.change.put(audios_, keyOf(audio),
+                        AudioRecord{digest, part.size(), reference.name}.bytes());
     addition.entries.add(audio, part);
+    addition.entry_count += part.size();
     addition.names.push_back(reference.name);
     addition.audio_of[reference.name] = audio;
   }
@@ -124,7 +163,8 @@ Adding EmbeddedReferences::addOne(Addition& addition, const NewReference& refere
 
 bool EmbeddedReferences::remove(const std::string& name) {
   const std::lock_guard only(changing_);
-  std::vector<std::string> names = listOf(*this->names());
+  const auto before = this->names();
+  std::vector<std::string> names = listOf(*before);
   const auto place = std::ranges::find(names, name);
   if (name.empty() || place == names.end()) return false;
   const auto begin = static_cast<std::uint32_t>(place - names.begin());
@@ -133,12 +173,16 @@ bool EmbeddedReferences::remove(const std::string& name) {
   for (; end < names.size() && names[end] == name; ++end) {
     names[end].clear();
     // The number stays taken: who looks a recording up now may still name it.
-    change.put(audios_, keyOf(end), std::string(kDigestBytes, '\0'));
+    change.put(audios_, keyOf(end), {});
   }
+  std::uint64_t removed = 0;
   std::vector<std::pair<std::string, std::string>> changed;
   change.forEach(entries_, {}, [&](std::string_view key, std::string_view bucket) {
     std::string rest = without(bucket, begin, end);
-    if (rest.size() != bucket.size()) changed.emplace_back(key, std::move(rest));
+    if (rest.size() == bucket.size()) return true;
+    removed += (bucket.size() - rest.size()) / kPackedBytes;
+    changed.emplace_back(key, std::move(rest));
+    return true;
   });
   for (const auto& [key, rest] : changed) {
     if (rest.empty()) {
@@ -147,8 +191,10 @@ bool EmbeddedReferences::remove(const std::string& name) {
       change.put(entries_, key, rest);
     }
   }
+  auto after =
+      std::make_shared<const ReferenceNames>(std::move(names), before->entryCount() - removed);
   change.commit();
-  publish(std::move(names));
+  publish(std::move(after));
   return true;
 }
 

@@ -29,7 +29,7 @@ class EmbeddedReferences : public ReferenceStore {
 
  private:
   void loadNames();
-  void publish(std::vector<std::string> names);
+  void publish(std::shared_ptr<const ReferenceNames> names) noexcept;
   struct Addition;
   Adding addOne(Addition& addition, const NewReference& reference) const;
 

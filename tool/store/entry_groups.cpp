@@ -25,8 +25,10 @@ void EntryGroups::add(std::uint32_t audio, std::span<const audio::AudioFeature> 
 void EntryGroups::forEach(
     const std::function<void(std::uint32_t, std::span<const std::uint64_t>)>& visit,
     const ReferenceStore::Watcher& watcher) {
-  std::ranges::sort(items_);
-  items_.erase(std::ranges::unique(items_).begin(), items_.end());
+  std::ranges::sort(items_, [](const Item& a, const Item& b) {
+    return a.key != b.key ? a.key < b.key : a.entry < b.entry;
+  });
+  items_.erase(std::unique(items_.begin(), items_.end()), items_.end());
   std::vector<std::uint64_t> group;
   std::size_t word = 0;
   for (std::size_t i = 0; i < items_.size();) {

@@ -27,7 +27,8 @@ class EntryGroups {
   struct Item {
     std::uint32_t key;
     std::uint64_t entry;
-    friend auto operator<=>(const Item&, const Item&) = default;
+
+    friend bool operator==(const Item&, const Item&) = default;
   };
 
   std::vector<Item> items_;

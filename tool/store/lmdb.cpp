@@ -1,5 +1,9 @@
 #include "tool/store/lmdb.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <new>
 
@@ -23,9 +27,12 @@ std::string_view bytesOf(const MDB_val& value) noexcept {
 
 [[noreturn]] void fail(const std::filesystem::path& path, int code) {
   if (code == ENOMEM) throw std::bad_alloc();
-  if (code == ENOSPC || code == MDB_MAP_FULL) {
+  constexpr int kFull[] = {ENOSPC, EDQUOT, EFBIG, MDB_MAP_FULL};
+  if (std::ranges::count(kFull, code) > 0) {
     throw FileError(path, "the disk is full; nothing has changed");
   }
+  // The last write before a disk is full comes short, which LMDB calls so.
+  if (code == EIO) throw FileError(path, "the disk is full, or fails; nothing has changed");
   if (code == MDB_INVALID || code == MDB_CORRUPTED || code == MDB_VERSION_MISMATCH) {
     throw FileError(path, "not a store, or damaged; give another folder, or remove this file");
   }
@@ -46,6 +53,20 @@ LmdbFile::LmdbFile(const std::filesystem::path& path, Durability durability) : p
       MDB_NOSUBDIR | MDB_NOTLS | (durability == Durability::kProcess ? MDB_NOSYNC : 0u);
   if (code == 0) code = mdb_env_open(environment, path.c_str(), flags, 0644);
   if (code != 0) fail(path, code);
+  // To read pages that aren't there would end the process.
+  if (std::filesystem::file_size(path) < bytes()) {
+    throw FileError(path, "damaged: its end is missing; put a copy in its place, or remove it");
+  }
+}
+
+/// Gives the file all of its pages: one that a change took and left again may never be written.
+/// What can't be done now is done after the next change.
+void LmdbFile::lengthen() const noexcept {
+  mdb_filehandle_t file = 0;
+  struct stat state {};
+  mdb_env_get_fd(environment_.get(), &file);
+  const auto length = static_cast<off_t>(bytes());
+  if (fstat(file, &state) == 0 && state.st_size < length && ftruncate(file, length) != 0) return;
 }
 
 std::uint64_t LmdbFile::bytes() const {
@@ -98,7 +119,7 @@ void LmdbTransaction::erase(MDB_dbi table, std::string_view key) {
 
 void LmdbTransaction::forEach(
     MDB_dbi table, std::string_view prefix,
-    const std::function<void(std::string_view, std::string_view)>& visit) const {
+    const std::function<bool(std::string_view, std::string_view)>& visit) const {
   MDB_cursor* opened = nullptr;
   require(mdb_cursor_open(transaction_, table, &opened));
   const std::unique_ptr<MDB_cursor, decltype(&mdb_cursor_close)> cursor(opened, mdb_cursor_close);
@@ -107,7 +128,7 @@ void LmdbTransaction::forEach(
   int code = mdb_cursor_get(opened, &key, &value, prefix.empty() ? MDB_FIRST : MDB_SET_RANGE);
   for (; code == 0 && bytesOf(key).starts_with(prefix);
        code = mdb_cursor_get(opened, &key, &value, MDB_NEXT)) {
-    visit(bytesOf(key), bytesOf(value));
+    if (!visit(bytesOf(key), bytesOf(value))) return;
   }
   if (code != MDB_NOTFOUND) require(code);
 }
@@ -116,6 +137,7 @@ void LmdbTransaction::commit() {
   MDB_txn* ending = transaction_;
   transaction_ = nullptr;
   require(mdb_txn_commit(ending));
+  file_.lengthen();
 }
 
 std::string keyOf(std::uint32_t number) {

@@ -20,7 +20,8 @@ class LmdbFile {
     kProcess,  ///< a commit outlives the process; the machine's end may damage the file
   };
 
-  /// Opens the file, or makes it; its lock lies beside it. Throws FileError.
+  /// Opens the file, or makes it; its lock lies beside it. Throws FileError, also for
+  /// one that was cut. Other damage isn't noticed, and may end the process.
   LmdbFile(const std::filesystem::path& path, Durability durability);
   LmdbFile(const LmdbFile&) = delete;
   LmdbFile& operator=(const LmdbFile&) = delete;
@@ -32,6 +33,7 @@ class LmdbFile {
 
  private:
   friend class LmdbTransaction;
+  void lengthen() const noexcept;
   struct Closer {
     void operator()(MDB_env* environment) const noexcept { mdb_env_close(environment); }
   };
@@ -63,10 +65,11 @@ class LmdbTransaction {
   /// Does nothing when there is no such key.
   void erase(MDB_dbi table, std::string_view key);
 
-  /// Goes over what begins with `prefix`, by key. Nothing may be changed meanwhile.
+  /// Goes over what begins with `prefix`, by key, for as long as `visit` returns true.
+  /// Nothing may be changed meanwhile.
   void forEach(
       MDB_dbi table, std::string_view prefix,
-      const std::function<void(std::string_view key, std::string_view value)>& visit) const;
+      const std::function<bool(std::string_view key, std::string_view value)>& visit) const;
 
   void commit();
 

@@ -41,7 +41,7 @@ std::string withEntries(std::string_view bucket, std::span<const std::uint64_t> 
   appendUnpacked(entries, bucket);
   entries.insert(entries.end(), added.begin(), added.end());
   std::ranges::sort(entries);
-  entries.erase(std::ranges::unique(entries).begin(), entries.end());
+  entries.erase(std::unique(entries.begin(), entries.end()), entries.end());
   std::string result;
   appendPacked(result, entries);
   return result;

@@ -23,8 +23,9 @@ enum class RedisEnd : std::uint8_t {
 ///
 /// A run sends each node all of its commands at once, works on all nodes at the same time,
 /// and follows slots that have moved or are about to. Only masters are asked. Commands of a
-/// run keep their order per key as long as none has to be sent again. Any thread; as many
-/// runs at a time as there are connections to each node, others wait for one.
+/// run keep their order per key as long as none has to be sent again. Partial replies need
+/// `cluster-require-full-coverage no` on the nodes. Any thread; 64 runs at a time, others
+/// wait for one to end.
 class RedisCluster {
  public:
   /// Asks the nodes who is who. Throws StoreError when none of them tells.
@@ -42,7 +43,8 @@ class RedisCluster {
 
   /// As run with kWait, and a reply counts only when a replica of the node has what it was
   /// told, where the cluster knows of a working one: what is lost with the node is sent
-  /// again.
+  /// again. Redis may still lose it when a machine stops and its Redis is back, without what
+  /// wasn't on disk, before the replica takes over (see `appendfsync`).
   std::vector<RedisReply> runDurably(std::span<const RedisCommand> commands);
 
   /// The nodes that hold keys now, HOST:PORT each. Throws StoreError as run does.

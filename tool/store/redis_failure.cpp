@@ -16,4 +16,13 @@ void throwRedisRefused(const RedisTarget& target, const std::string& problem) {
                                    "may do this");
 }
 
+const RedisReply& requireRedisReply(const RedisReply& reply, const std::string& url) {
+  if (!reply.isError()) return reply;
+  const bool is_full = reply.text.starts_with("OOM");
+  throw StoreError(url,
+                   reply.text + (is_full ? "; give it more memory (maxmemory), or remove references"
+                                         : "; see that nobody else writes keys that begin with "
+                                           "audiomatch or {audiomatch}"));
+}
+
 }  // namespace audiomatch

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "tool/store/redis_reply.h"
 #include "tool/store/redis_target.h"
 
 namespace audiomatch {
@@ -11,5 +12,8 @@ namespace audiomatch {
 
 /// Throws the StoreError of nodes that answer, but not to this user.
 [[noreturn]] void throwRedisRefused(const RedisTarget& target, const std::string& problem);
+
+/// A reply that isn't an error. Throws the StoreError of one that is, which says what to do.
+const RedisReply& requireRedisReply(const RedisReply& reply, const std::string& url);
 
 }  // namespace audiomatch

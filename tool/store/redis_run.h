@@ -58,7 +58,7 @@ class RedisRun {
   };
 
   void tryAll();
-  void add(Round& round, const Pending& command);
+  void add(Round& round, const Pending& pending);
   std::size_t masterFor(const RedisTopology& topology, const RedisCommand& command) const;
   Batch& batchFor(Round& round, const RedisNode& node);
   void settle(Batch& batch);

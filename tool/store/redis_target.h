@@ -1,9 +1,9 @@
 #pragma once
 
-#include <compare>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 namespace audiomatch {
@@ -15,7 +15,10 @@ struct RedisNode {
 
   /// HOST:PORT, an IPv6 address in brackets.
   std::string name() const;
-  auto operator<=>(const RedisNode&) const = default;
+  bool operator==(const RedisNode&) const = default;
+  bool operator<(const RedisNode& other) const {
+    return std::tie(host, port) < std::tie(other.host, other.port);
+  }
 };
 
 /// A Redis Cluster, or a single Redis, as its user names it.

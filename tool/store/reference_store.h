@@ -22,6 +22,7 @@ enum class Adding {
   kAdded,
   kPresent,   ///< the same was there already: nothing has changed
   kConflict,  ///< there is another of that name
+  kNoStore,   ///< there is nowhere to add it to
 };
 
 /// References that come and go. Any thread.
@@ -30,7 +31,7 @@ class ReferenceStore : public References {
   /// Told how far a long addition is, 0 to 1; may throw to end it.
   using Watcher = std::function<void(double share)>;
 
-  /// Adds references; when it returns they are kept for good, and found. One
+  /// Adds references, whose names differ; when it returns they are kept for good, and found. One
   /// that is interrupted in the middle is never found in part, and can be repeated.
   /// Throws FileError when the store fails, std::bad_alloc, and what `watcher` throws.
   ///

@@ -137,7 +137,7 @@ class OnAir : public ChannelSink {
   ~OnAir() override { channels_.end(id_); }
 
   bool take(std::uint32_t analysis, const std::vector<audio::AudioAttribute>& current) override {
-    return channels_.apply(id_, session_, analysis, current);
+    return channels_.apply(id_, session_, analysis, current) == Taken::kBegins;
   }
 
  private:

@@ -23,6 +23,7 @@ void buildCommandLine(CLI::App& app, Action& action) {
   addPlotCommand(app, action);
   addStreamCommand(app, action);
   addChannelsCommand(app, action);
+  addPushCommand(app, action);
   addServeCommand(app, action);
   addListenCommand(app, action);
 }

@@ -58,6 +58,9 @@ void addStreamCommand(CLI::App& app, Action& action);
 /// Adds `channels`, which says on which live channel a recording is heard.
 void addChannelsCommand(CLI::App& app, Action& action);
 
+/// Adds `push`, which brings a database's references into a store.
+void addPushCommand(CLI::App& app, Action& action);
+
 /// Adds `serve`, which answers over HTTP what is playing.
 void addServeCommand(CLI::App& app, Action& action);
 

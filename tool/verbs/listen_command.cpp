@@ -1,4 +1,6 @@
 #include <fmt/core.h>
+#include <poll.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
@@ -48,20 +50,22 @@ class Reporting : public ChannelSink {
       : uplink_(uplink), guard_(guard), options_(options) {}
 
   bool take(std::uint32_t analysis, const std::vector<audio::AudioAttribute>& current) override {
-    const bool begins = uplink_.take(analysis, current);
+    uplink_.take(analysis, current);
     const Clock::time_point now = Clock::now();
     if (now >= next_) {
       next_ = now + std::chrono::minutes(1);
       tell();
     }
-    if (!uplink_.refusal().empty()) guard_.raise();
-    return begins;
+    return false;
   }
 
  private:
   using Clock = std::chrono::steady_clock;
 
+  /// Unless nobody reads it: the sound mustn't wait for that.
   void tell() const {
+    pollfd watched{STDOUT_FILENO, POLLOUT, 0};
+    if (poll(&watched, 1, 0) <= 0) return;
     const UplinkCounts counts = uplink_.counts();
     const std::string& name = options_.target.session.name;
     writeLine(options_.common.json
@@ -69,11 +73,12 @@ class Reporting : public ChannelSink {
                               {"sent", counts.sent},
                               {"attributes", counts.attributes},
                               {"waiting", counts.waiting},
-                              {"failures", counts.failures}})
-                  : fmt::format("{}: {} analyses sent with {} attributes, {} waiting, {} attempts "
-                                "failed\n",
+                              {"failures", counts.failures},
+                              {"dropped", counts.dropped}})
+                  : fmt::format("{}: {} analyses sent with {} attributes, {} waiting, {} dropped, "
+                                "{} attempts failed\n",
                                 printable(name), counts.sent, counts.attributes, counts.waiting,
-                                counts.failures),
+                                counts.dropped, counts.failures),
               guard_);
   }
 
@@ -93,14 +98,15 @@ ExitCode runListen(ListenOptions options) {
   options.target.token = readToken(options.token_file).value_or("");
   const InterruptGuard guard;
   std::signal(SIGPIPE, SIG_IGN);
-  Uplink uplink(options.target);
+  dropUnreadMessages();
+  Uplink uplink(options.target, [&guard] { guard.raise(); });
   Reporting sink(uplink, guard, options);
   const ExitCode code = feedChannel({options.target.session.name, options.input}, options.target.id,
                                     sink, options.feed);
-  const bool reached = uplink.finish();
+  const bool all_sent = uplink.finish();
   const std::string refusal = uplink.refusal();
   if (!refusal.empty()) throw FileError(options.target.url, "the server refuses: " + refusal);
-  if (!reached) throw FileError(options.target.url, "the server can't be reached");
+  if (!all_sent) throw FileError(options.target.url, "what waited couldn't be sent to the server");
   return code;
 }
 

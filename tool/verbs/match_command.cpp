@@ -20,7 +20,7 @@
 #include "tool/output/progress.h"
 #include "tool/output/text.h"
 #include "tool/recognition/match_job.h"
-#include "tool/recognition/reference_database.h"
+#include "tool/store/open_store.h"
 #include "tool/verbs/commands.h"
 #include "tool/verbs/shared_options.h"
 
@@ -185,8 +185,8 @@ ExitCode runMatch(const MatchOptions& options) {
   applyCommonOptions(options.common);
   checkArguments(options);
   const InterruptGuard guard;
-  const ReferenceDatabase database(options.database);
-  return options.fromPipe() ? matchPipe(options, database) : matchFiles(options, database);
+  const std::unique_ptr<const References> database = openReferences(options.database);
+  return options.fromPipe() ? matchPipe(options, *database) : matchFiles(options, *database);
 }
 
 void addWindows(CLI::App& command, const std::shared_ptr<MatchOptions>& options) {
@@ -212,7 +212,9 @@ void addWindows(CLI::App& command, const std::shared_ptr<MatchOptions>& options)
 void addMatchCommand(CLI::App& app, Action& action) {
   auto options = std::make_shared<MatchOptions>();
   CLI::App* command = app.add_subcommand("match", "Recognise recordings by a database");
-  command->add_option("DB", options->database, "Database made by index")->required()->type_name("");
+  command->add_option("DB", options->database, "Database made by index, or redis://HOST:PORT")
+      ->required()
+      ->type_name("");
   command
       ->add_option("FILE-OR-FOLDER", options->inputs,
                    "Recordings, each on its own, or - for sound on standard input")

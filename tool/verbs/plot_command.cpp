@@ -15,8 +15,8 @@
 #include "tool/picture/match_picture.h"
 #include "tool/picture/picture_file.h"
 #include "tool/recognition/recogniser.h"
-#include "tool/recognition/reference_database.h"
 #include "tool/recognition/verdict.h"
+#include "tool/store/open_store.h"
 #include "tool/verbs/commands.h"
 #include "tool/verbs/shared_options.h"
 #include "tool/verbs/spectrogram_plot.h"
@@ -103,10 +103,10 @@ Stretch queryOf(const Stretch& stretch) {
 ExitCode plotMatch(const PlotOptions& options, PictureFormat format) {
   Stretch query = queryOf(options.stretch);
   checkPictureFile(options.picture);
-  const ReferenceDatabase database(options.database);
+  const std::unique_ptr<const References> database = openReferences(options.database);
   const Recording recording = readStretch(options.file, query, options.sound);
   query.seconds = static_cast<double>(recording.audio->dataLen()) / recording.audio->sampleRate();
-  Recogniser recogniser(database, options.thresholds);
+  Recogniser recogniser(*database, options.thresholds);
   const Answer answer = recogniser.recognise(*recording.audio);
   if (answer.is_silent) throw FileError(options.file, "is silent: there is nothing to draw");
   if (!answer.problem.empty()) throw FileError(options.file, answer.problem);

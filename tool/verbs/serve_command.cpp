@@ -1,32 +1,50 @@
 #include <fmt/core.h>
 #include <signal.h>
+#include <sys/resource.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <cstdio>
-#include <exception>
+#include <cstring>
+#include <future>
 #include <memory>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
 #include "tool/base/errors.h"
 #include "tool/output/messages.h"
 #include "tool/output/text.h"
+#include "tool/recognition/no_references.h"
+#include "tool/recognition/reference_database.h"
 #include "tool/service/service.h"
+#include "tool/store/open_store.h"
 #include "tool/verbs/commands.h"
 #include "tool/verbs/shared_options.h"
 
 namespace audiomatch {
 namespace {
 
+// Descriptors that the process opens for itself, and for each job: its recording and
+// what decodes it.
+constexpr rlim_t kOwnFiles = 64;
+constexpr rlim_t kFilesOfJob = 4;
+
 constexpr const char* kServeHelp =
     "Answers over HTTP which reference of DB, and which channel that `audiomatch listen` sends,\n"
     "a recording was heard on: POST it to /v1/recognise. Says where it listens on standard\n"
-    "output, and ends by SIGTERM or SIGINT when what is under way is answered.\n\n";
+    "output, and ends by SIGTERM or SIGINT when what is under way is answered, by a second one\n"
+    "at once.\n\n";
 
 struct ServeOptions {
   CommonOptions common;
   std::filesystem::path database;
+  std::string store;
   std::string address = "127.0.0.1:8080";
   AccessFiles access;
   Thresholds thresholds = kThresholds;
@@ -44,6 +62,11 @@ class EndingSignals {
     pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
   }
 
+  /// From now on they end the process, at once.
+  ~EndingSignals() { pthread_sigmask(SIG_UNBLOCK, &signals_, nullptr); }
+  EndingSignals(const EndingSignals&) = delete;
+  EndingSignals& operator=(const EndingSignals&) = delete;
+
   /// Waits for a second. True when one came.
   bool wait() const {
     constexpr timespec kSecond{1, 0};
@@ -58,38 +81,108 @@ class EndingSignals {
 class Serving {
  public:
   explicit Serving(HttpServer& server)
-      : server_(server), thread_([this] {
-          try {
-            server_.run();
-          } catch (const std::exception& error) {
-            report(error.what());
-          }
-        }) {}
+      : server_(server), run_(std::async(std::launch::async, [&server] { server.run(); })) {}
   Serving(const Serving&) = delete;
   Serving& operator=(const Serving&) = delete;
+  // Waits for the thread.
   ~Serving() { server_.stop(); }
+
+  bool goesOn() const {
+    return run_.wait_for(std::chrono::seconds(0)) == std::future_status::timeout;
+  }
+
+  /// Ends it, and throws what it ended by before.
+  void end() {
+    server_.stop();
+    run_.get();
+  }
 
  private:
   HttpServer& server_;
-  std::jthread thread_;
+  std::future<void> run_;
 };
+
+/// Has a service tidy up every second, on a thread of its own: a store that is away takes long
+/// to say so, and signals wouldn't wait for it.
+class Tidying {
+ public:
+  explicit Tidying(Service& service)
+      : thread_([this, &service](const std::stop_token& stop) {
+          std::unique_lock lock(mutex_);
+          while (!ended_.wait_for(lock, stop, std::chrono::seconds(1),
+                                  [&stop] { return stop.stop_requested(); })) {
+            service.tidy();
+          }
+        }) {}
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable_any ended_;
+  std::jthread thread_;  // last: it uses the rest
+};
+
+/// Where a server keeps what it is given, unless it is told: beside the database.
+std::filesystem::path folderFor(const std::filesystem::path& database) {
+  if (database.empty()) return "audiomatch.store";
+  std::filesystem::path folder = database;
+  return folder += ".store";
+}
+
+std::unique_ptr<Store> storeOf(const ServeOptions& options) {
+  std::unique_ptr<const References> own = std::make_unique<const NoReferences>();
+  if (!options.database.empty()) own = std::make_unique<const ReferenceDatabase>(options.database);
+  return openStore(options.store.empty() ? folderFor(options.database).string() : options.store,
+                   std::move(own), options.thresholds);
+}
+
+/// Lets the process open as many files as the system does, and shares them out: a
+/// connection takes one, and so does each that is turned away.
+HttpLimits limitsFor(unsigned jobs) {
+  rlimit files{};
+  getrlimit(RLIMIT_NOFILE, &files);
+  files.rlim_cur = files.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &files);
+  getrlimit(RLIMIT_NOFILE, &files);
+  const rlim_t others = kOwnFiles + kFilesOfJob * jobs;
+  if (files.rlim_cur < others + 2) {
+    throw std::runtime_error(fmt::format(
+        "only {} files may be open, and {} jobs need {}; raise the limit (ulimit -n) or give "
+        "fewer --jobs",
+        files.rlim_cur, jobs, others + 2));
+  }
+  HttpLimits limits;
+  limits.connections = std::min<std::size_t>(limits.connections, (files.rlim_cur - others) / 2);
+  return limits;
+}
+
+/// Says where the server is. Throws FileError.
+void announce(const HttpServer& server, const ServeOptions& options) {
+  fmt::print("{}", options.common.json ? jsonLine({{"address", server.address()}})
+                                       : fmt::format("listening on http://{}\n", server.address()));
+  if (std::fflush(stdout) != 0) throw FileError("standard output", std::strerror(errno));
+  if (!server.isLocal() && options.access.changing.empty()) {
+    warn("whoever reaches it may send channels; --token-file has it ask for a token",
+         server.address());
+  }
+}
 
 ExitCode runServe(const ServeOptions& options) {
   applyCommonOptions(options.common);
-  const EndingSignals signals;
-  std::signal(SIGPIPE, SIG_IGN);
-  std::unique_ptr<const ReferenceDatabase> references;
-  if (!options.database.empty()) {
-    references = std::make_unique<ReferenceDatabase>(options.database);
+  if (isRedis(options.database.native())) {
+    throw UsageError("--db takes a database's file; name a cluster with --store");
   }
-  Service service(std::move(references), options.thresholds, options.access);
-  HttpServer server(options.address, options.jobs, {}, service.handler());
+  std::optional<EndingSignals> signals(std::in_place);
+  std::signal(SIGPIPE, SIG_IGN);
+  dropUnreadMessages();
+  Service service(storeOf(options), options.thresholds, options.access);
+  HttpServer server(options.address, options.jobs, limitsFor(options.jobs), service.handler());
   service.watch(&server);
-  const Serving serving(server);
-  fmt::print("{}", options.common.json ? jsonLine({{"address", server.address()}})
-                                       : fmt::format("listening on http://{}\n", server.address()));
-  std::fflush(stdout);
-  while (!signals.wait()) service.endSilentChannels();
+  Serving serving(server);
+  announce(server, options);
+  const Tidying tidying(service);
+  while (serving.goesOn() && !signals->wait()) continue;
+  signals.reset();
+  serving.end();
   return ExitCode::kSuccess;
 }
 
@@ -99,6 +192,12 @@ void addServeCommand(CLI::App& app, Action& action) {
   auto options = std::make_shared<ServeOptions>();
   CLI::App* command = app.add_subcommand("serve", "Answer over HTTP what is playing");
   command->add_option("--db", options->database, "Database of references")->type_name("DB");
+  command
+      ->add_option("--store", options->store,
+                   "Where references and channels are kept: a folder (default: DB.store), "
+                   "redis://HOST:PORT of "
+                   "a Redis Cluster, or none")
+      ->type_name("STORE");
   command
       ->add_option("--listen", options->address,
                    "Numeric host and port, 0 for any free one (default 127.0.0.1:8080)")

@@ -15,7 +15,7 @@
 #include "tool/picture/picture_file.h"
 #include "tool/picture/timeline_picture.h"
 #include "tool/recognition/listening.h"
-#include "tool/recognition/reference_database.h"
+#include "tool/store/open_store.h"
 
 namespace audiomatch {
 namespace {
@@ -80,9 +80,9 @@ TimelinePicture pictureOf(SoundSource& source, const References& references,
 ExitCode plotTimeline(const PlotRequest& plot, const std::filesystem::path& database_file,
                       const Thresholds& thresholds) {
   checkPictureFile(plot.picture);
-  const ReferenceDatabase database(database_file);
+  const std::unique_ptr<const References> database = openReferences(database_file);
   const auto source = openSound(plot.file, plot.sound);
-  TimelinePicture picture = pictureOf(*source, database, thresholds);
+  TimelinePicture picture = pictureOf(*source, *database, thresholds);
   if (picture.windows.empty()) throw FileError(plot.file, "holds no sound");
   const std::size_t names = namesIn(picture.spans);
   const double recognised = recognisedSeconds(picture.spans);

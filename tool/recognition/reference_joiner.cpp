@@ -1,0 +1,55 @@
+#include "tool/recognition/reference_joiner.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace audiomatch {
+namespace {
+
+void append(std::vector<std::string>& list, const ReferenceNames& names) {
+  for (std::size_t i = 0; i < names.audioCount(); ++i) {
+    list.push_back(names.name(static_cast<std::int32_t>(i)));
+  }
+}
+
+}  // namespace
+
+std::shared_ptr<const ReferenceNames> ReferenceJoiner::join(
+    const std::shared_ptr<const ReferenceNames>& first,
+    const std::shared_ptr<const ReferenceNames>& second) {
+  if (first->audioCount() == 0) return second;
+  const std::lock_guard lock(mutex_);
+  if (second_ == second) return joined_;
+  std::vector<std::string> list;
+  append(list, *first);
+  append(list, *second);
+  joined_ = std::make_shared<const ReferenceNames>(std::move(list),
+                                                   first->entryCount() + second->entryCount());
+  second_ = second;
+  return joined_;
+}
+
+FoundHits ReferenceJoiner::join(const FoundHits& first, FoundHits second) {
+  if (first.names->audioCount() == 0) return second;
+  const auto shift = static_cast<std::int32_t>(first.names->audioCount());
+  FoundHits joined{.hits = {},
+                   .ends = {},
+                   .names = join(first.names, second.names),
+                   .is_partial = first.is_partial || second.is_partial};
+  joined.hits.reserve(first.hits.size() + second.hits.size());
+  joined.ends.reserve(first.ends.size());
+  for (std::size_t i = 0; i < first.ends.size(); ++i) {
+    const auto before = first.of(i);
+    joined.hits.insert(joined.hits.end(), before.begin(), before.end());
+    for (const audio::AudioHashHit& hit : second.of(i)) {
+      joined.hits.push_back({hit.audio_index + shift, hit.time_offset});
+    }
+    joined.ends.push_back(joined.hits.size());
+  }
+  return joined;
+}
+
+}  // namespace audiomatch

@@ -1,0 +1,288 @@
+#include "tool/store/redis_references.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "feature/land_mark.h"
+#include "match/database/packed_entry.h"
+#include "tool/output/display_text.h"
+#include "tool/store/entry_groups.h"
+#include "tool/store/hit_reader.h"
+#include "tool/store/packed_bucket.h"
+#include "tool/store/redis_commands.h"
+#include "tool/store/redis_failure.h"
+#include "tool/store/redis_scripts.h"
+#include "tool/store/store_error.h"
+
+namespace audiomatch {
+namespace {
+
+// They have one tag, so one node has them all, and a script may use them together.
+constexpr const char* kNames = "{audiomatch}:names";      // by name: a record
+constexpr const char* kAdding = "{audiomatch}:adding";    // the same, of what isn't whole yet
+constexpr const char* kRemoved = "{audiomatch}:removed";  // records whose entries are to go
+constexpr const char* kNext = "{audiomatch}:next";        // the next audio's number
+constexpr const char* kVersion = "{audiomatch}:version";  // another one for each change of names
+
+// Numbers of audios, which aren't given twice: a list of them takes half a gigabyte.
+constexpr std::uint64_t kMostAudios = 1 << 24;
+
+// Commands sent together: some megabytes.
+constexpr std::size_t kAtOnce = 8192;
+// Buckets swept at a call.
+constexpr std::uint32_t kSweptAtOnce = 1 << 15;
+// Ranges of audios that a sweep removes; each of its commands names them.
+constexpr std::size_t kMostRanges = 64;
+// Times that a question is asked again because names changed meanwhile.
+constexpr int kMostAttempts = 5;
+
+std::string bucketOf(std::uint32_t key) { return fmt::format("audiomatch:r:{}", key); }
+
+/// What is kept of a reference: "FIRST:PARTS:ENTRIES:DIGEST".
+struct Record {
+  std::uint32_t first = 0;
+  std::uint32_t parts = 0;
+  std::uint64_t entries = 0;
+};
+
+std::optional<Record> parseRecord(std::string_view text) {
+  Record record;
+  const auto number = [&text](auto& value) {
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || stop == text.data() + text.size() || *stop != ':') return false;
+    text.remove_prefix(static_cast<std::size_t>(stop - text.data()) + 1);
+    return true;
+  };
+  if (!number(record.first) || !number(record.parts) || !number(record.entries)) return {};
+  if (record.parts == 0 || std::uint64_t{record.first} + record.parts > kMostAudios) return {};
+  return record;
+}
+
+/// A reference's record without the first number.
+std::string tailOf(const NewReference& reference) {
+  std::size_t entries = 0;
+  for (const auto& part : reference.parts) entries += part.size();
+  std::string digest;
+  for (const char byte : digestOf(reference)) {
+    digest += fmt::format("{:02x}", static_cast<unsigned char>(byte));
+  }
+  return fmt::format("{}:{}:{}", reference.parts.size(), entries, digest);
+}
+
+}  // namespace
+
+/// A reply that says what was asked for. Throws StoreError for another.
+const RedisReply& RedisReferences::require(const RedisReply& reply) const {
+  return requireRedisReply(reply, cluster_.url());
+}
+
+RedisReferences::Known RedisReferences::latest() const {
+  const std::lock_guard lock(mutex_);
+  return known_;
+}
+
+/// Learns what names there are now. They are at least as new as the version that comes
+/// before them. Versions have no order: a node that failed may have told one that
+/// its successor never had. False when they can't be had before the end.
+bool RedisReferences::load(RedisEnd end) const {
+  const RedisCommand commands[] = {redisCommand({"GET", kVersion}),
+                                   redisCommand({"HGETALL", kNames})};
+  const std::vector<RedisReply> replies = cluster_.run(commands, end);
+  if (replies[0].isUnavailable() || replies[1].isUnavailable()) return false;
+  Known loaded;
+  loaded.version = require(replies[0]).text;
+  std::vector<std::string> names;
+  std::uint64_t entries = 0;
+  const std::vector<RedisReply>& list = require(replies[1]).list;
+  for (std::size_t i = 0; i + 1 < list.size(); i += 2) {
+    const std::optional<Record> record = parseRecord(list[i + 1].text);
+    if (!record) {
+      throw StoreError(cluster_.url(), fmt::format("{} holds what is no record of a reference, {}; "
+                                                   "remove it (HDEL), or use another cluster",
+                                                   kNames, printable(list[i].text)));
+    }
+    const std::size_t past = std::size_t{record->first} + record->parts;
+    if (names.size() < past) names.resize(past);
+    for (std::size_t audio = record->first; audio < past; ++audio) names[audio] = list[i].text;
+    entries += record->entries;
+  }
+  loaded.names = std::make_shared<const ReferenceNames>(std::move(names), entries);
+  const std::lock_guard lock(mutex_);
+  known_ = std::move(loaded);
+  return true;
+}
+
+std::shared_ptr<const ReferenceNames> RedisReferences::names() const {
+  const RedisCommand ask[] = {redisCommand({"GET", kVersion})};
+  if (require(cluster_.run(ask)[0]).text != latest().version) load(RedisEnd::kWait);
+  return latest().names;
+}
+
+RedisReferences::Query::Query(const RedisReferences& references,
+                              const std::vector<audio::AudioFeature>& features, RedisEnd end,
+                              std::vector<RedisCommand>& commands)
+    : references_(references), features_(features), end_(end) {
+  if (!references.latest().version) references.load(end);
+  Known known = references.latest();
+  version_ = known.version.value_or("");
+  names_ = std::move(known.names);
+  commands.push_back(redisCommand({"GET", kVersion}));
+  for (std::size_t i = 0; i < features.size(); ++i) {
+    if (i > 0 && features[i].hashKey == features[i - 1].hashKey) continue;
+    commands.push_back(redisCommand({"GET", bucketOf(features[i].hashKey)}));
+    ++count_;
+  }
+}
+
+bool RedisReferences::Query::read(std::span<const RedisReply> replies, FoundHits& found) const {
+  bool is_partial = replies[0].isUnavailable();
+  if (!is_partial && references_.require(replies[0]).text != version_) {
+    if (references_.load(end_)) return false;
+    is_partial = true;
+  }
+  HitReader reader(names_);
+  std::size_t next = 0;
+  for (std::size_t i = 0; i < features_.size(); ++i) {
+    if (i == 0 || features_[i].hashKey != features_[i - 1].hashKey) ++next;
+    const RedisReply& bucket = references_.require(replies[next]);
+    is_partial = is_partial || bucket.isUnavailable();
+    reader.take(features_[i], bucket.text);
+  }
+  found = reader.finish();
+  found.is_partial = is_partial;
+  return true;
+}
+
+FoundHits RedisReferences::find(const std::vector<audio::AudioFeature>& features) const {
+  FoundHits found;
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    std::vector<RedisCommand> commands;
+    const Query query(*this, features, end_, commands);
+    if (query.read(cluster_.run(commands, end_), found)) return found;
+  }
+  throw StoreError(cluster_.url(), "its references change too fast to be looked into; try again");
+}
+
+std::vector<Adding> RedisReferences::add(std::span<const NewReference> references,
+                                         const Watcher& watcher) {
+  std::vector<RedisCommand> reservations;
+  for (const NewReference& reference : references) {
+    reservations.push_back(redisScriptCommand(
+        reserveScript(), {kNames, kAdding, kNext, kRemoved},
+        {reference.name, tailOf(reference), std::to_string(reference.parts.size())}));
+  }
+  const std::vector<RedisReply> reserved = cluster_.runDurably(reservations);
+  std::vector<Adding> added;
+  std::vector<RedisCommand> completions;
+  std::vector<std::size_t> completed;
+  EntryGroups groups;
+  for (std::size_t i = 0; i < references.size(); ++i) {
+    const std::vector<RedisReply>& reply = require(reserved[i]).list;
+    added.push_back(static_cast<Adding>(reply.at(0).number));
+    if (added.back() != Adding::kAdded) continue;
+    const std::optional<Record> record = parseRecord(reply.at(1).text);
+    if (!record) {
+      throw StoreError(cluster_.url(), fmt::format("no number is left for a reference, of {}; add "
+                                                   "them to an empty cluster",
+                                                   kMostAudios));
+    }
+    for (std::uint32_t part = 0; part < references[i].parts.size(); ++part) {
+      groups.add(record->first + part, references[i].parts[part]);
+    }
+    completions.push_back(redisScriptCommand(completeScript(),
+                                             {kNames, kAdding, kVersion, kRemoved},
+                                             {references[i].name, reply[1].text}));
+    completed.push_back(i);
+  }
+  write(groups, watcher);
+  const std::vector<RedisReply> done = cluster_.runDurably(completions);
+  for (std::size_t i = 0; i < done.size(); ++i) {
+    if (require(done[i]).number == 0) added[completed[i]] = Adding::kConflict;
+  }
+  return added;
+}
+
+void RedisReferences::write(EntryGroups& groups, const Watcher& watcher) {
+  std::vector<RedisCommand> commands;
+  const auto send = [&] {
+    for (const RedisReply& reply : cluster_.runDurably(commands)) require(reply);
+    commands.clear();
+  };
+  groups.forEach(
+      [&](std::uint32_t key, std::span<const std::uint64_t> entries) {
+        std::string packed;
+        appendPacked(packed, entries);
+        commands.push_back(
+            redisScriptCommand(insertScript(), {bucketOf(key)}, {std::move(packed)}));
+        if (commands.size() == kAtOnce) send();
+      },
+      watcher);
+  send();
+}
+
+bool RedisReferences::remove(const std::string& name) {
+  const RedisCommand ask[] = {redisCommand({"HGET", kNames, name})};
+  const RedisReply kept = cluster_.run(ask)[0];
+  if (!require(kept).isString()) return false;
+  // With the record: done twice, it doesn't remove what came between.
+  const RedisCommand removal[] = {
+      redisScriptCommand(removeScript(), {kNames, kRemoved, kVersion}, {name, kept.text})};
+  require(cluster_.runDurably(removal)[0]);
+  return true;
+}
+
+/// Chooses what the next sweep removes of the records that are to go: as much as a node can look
+/// for in each entry, neighbours as one.
+void RedisReferences::chooseSwept(std::span<const RedisReply> removed) {
+  std::vector<std::pair<std::uint64_t, const std::string*>> by_audio;
+  for (const RedisReply& reply : removed) {
+    const std::optional<Record> record = parseRecord(reply.text);
+    by_audio.emplace_back(record ? record->first : 0, &reply.text);
+  }
+  std::ranges::sort(by_audio);
+  std::vector<std::pair<std::uint64_t, std::uint64_t>> ranges;
+  for (const auto& [first, text] : by_audio) {
+    const std::uint64_t end = first + parseRecord(*text).value_or(Record{}).parts;
+    if (!ranges.empty() && ranges.back().second == first) {
+      ranges.back().second = end;
+    } else if (ranges.size() < kMostRanges) {
+      ranges.emplace_back(first, end);
+    } else {
+      break;
+    }
+    sweeping_.push_back(*text);
+  }
+  swept_audios_.clear();
+  for (const auto& [first, end] : ranges) swept_audios_ += fmt::format("{} {} ", first, end);
+}
+
+void RedisReferences::sweep() {
+  if (sweeping_.empty()) {
+    const RedisCommand ask[] = {redisCommand({"HKEYS", kRemoved})};
+    const RedisReply removed = cluster_.run(ask)[0];
+    chooseSwept(require(removed).list);
+    swept_ = 0;
+  }
+  if (sweeping_.empty()) return;
+  std::vector<RedisCommand> commands;
+  const std::uint32_t end = std::min(swept_ + kSweptAtOnce, audio::kHashKeys);
+  for (std::uint32_t key = swept_; key < end; ++key) {
+    commands.push_back(redisScriptCommand(sweepScript(), {bucketOf(key)}, {swept_audios_}));
+  }
+  for (const RedisReply& reply : cluster_.runDurably(commands)) require(reply);
+  swept_ = end;
+  if (swept_ < audio::kHashKeys) return;
+  std::vector<RedisCommand> done;
+  for (const std::string& record : sweeping_) {
+    done.push_back(redisCommand({"HDEL", kRemoved, record}));
+  }
+  for (const RedisReply& reply : cluster_.runDurably(done)) require(reply);
+  sweeping_.clear();
+}
+
+}  // namespace audiomatch

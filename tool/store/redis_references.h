@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tool/store/redis_cluster.h"
+#include "tool/store/reference_store.h"
+
+namespace audiomatch {
+
+/// References in a Redis Cluster, which any number of servers share.
+///
+/// A bucket is a string of packed entries; one hash names the references that are whole. An
+/// addition reserves numbers, writes entries, which may happen twice, and only then
+/// names its reference; a removal takes the name away at once, and the entries by and by.
+class RedisReferences : public ReferenceStore {
+ public:
+  /// @param cluster  outlives this object
+  explicit RedisReferences(RedisCluster& cluster, RedisEnd end = RedisEnd::kWait)
+      : cluster_(cluster), end_(end) {}
+
+  FoundHits find(const std::vector<audio::AudioFeature>& features) const override;
+  std::shared_ptr<const ReferenceNames> names() const override;
+  std::vector<Adding> add(std::span<const NewReference> references,
+                          const Watcher& watcher) override;
+  bool remove(const std::string& name) override;
+
+  /// The names as they were last known; asks nobody.
+  std::shared_ptr<const ReferenceNames> known() const { return latest().names; }
+
+  /// Goes on with the removal of entries whose reference is removed, for a moment. To be called
+  /// every second or so; any number of servers may.
+  void sweep();
+
+  /// What a question asks the cluster for, in `commands`, and what comes of the replies.
+  class Query {
+   public:
+    /// Appends its commands: the version, then a bucket for each key. They are to be run
+    /// with the same `end`.
+    Query(const RedisReferences& references, const std::vector<audio::AudioFeature>& features,
+          RedisEnd end, std::vector<RedisCommand>& commands);
+
+    /// Reads the replies to these, which come from `replies` on. False when names have
+    /// changed meanwhile: the question is then to be asked again.
+    bool read(std::span<const RedisReply> replies, FoundHits& found) const;
+
+   private:
+    const RedisReferences& references_;
+    const std::vector<audio::AudioFeature>& features_;
+    RedisEnd end_;
+    std::string version_;
+    std::shared_ptr<const ReferenceNames> names_;
+    std::size_t count_ = 0;  // of buckets
+  };
+
+ private:
+  /// The names that there were at some version.
+  struct Known {
+    std::optional<std::string> version{};  // none yet
+    std::shared_ptr<const ReferenceNames> names = std::make_shared<const ReferenceNames>();
+  };
+
+  Known latest() const;
+  bool load(RedisEnd end) const;
+  const RedisReply& require(const RedisReply& reply) const;
+  void write(class EntryGroups& groups, const Watcher& watcher);
+  void chooseSwept(std::span<const RedisReply> removed);
+
+  RedisCluster& cluster_;
+  RedisEnd end_;
+  mutable std::mutex mutex_;
+  mutable Known known_;
+  std::vector<std::string> sweeping_;  // records whose entries are being removed
+  std::string swept_audios_;           // of these, as the sweep's script takes them
+  std::uint32_t swept_ = 0;            // the next bucket to be swept
+};
+
+}  // namespace audiomatch

@@ -1,0 +1,77 @@
+#include "tool/store/redis_store.h"
+
+#include <utility>
+
+#include "tool/store/store_error.h"
+
+namespace audiomatch {
+namespace {
+
+// Times that a question is asked again because names changed meanwhile.
+constexpr int kMostAttempts = 5;
+
+}  // namespace
+
+RedisStore::RedisStore(RedisTarget target, std::unique_ptr<const References> own)
+    : cluster_(std::move(target)),
+      references_(cluster_),
+      channels_(cluster_),
+      own_(std::move(own)) {}
+
+Store::Found RedisStore::find(const std::vector<audio::AudioFeature>& features, Patience patience) {
+  const RedisEnd end = patience == Patience::kWait ? RedisEnd::kWait : RedisEnd::kPartial;
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    std::vector<RedisCommand> commands;
+    const RedisReferences::Query of_references(references_, features, end, commands);
+    const std::size_t first = commands.size();
+    const RedisChannels::Query of_channels(channels_, features, commands);
+    const std::vector<RedisReply> replies = cluster_.run(commands, end);
+    Found found;
+    if (!of_references.read(std::span(replies).first(first), found.references)) continue;
+    const bool is_whole = of_channels.read(std::span(replies).subspan(first), found.channels);
+    found.references = joiner_.join(own_->find(features), std::move(found.references));
+    found.references.is_partial = found.references.is_partial || !is_whole;
+    return found;
+  }
+  throw StoreError(cluster_.url(), "its references change too fast to be looked into; try again");
+}
+
+std::shared_ptr<const ReferenceNames> RedisStore::names() {
+  return joiner_.join(own_->names(), references_.names());
+}
+
+bool RedisStore::isRemovable(std::int32_t audioIndex) {
+  return static_cast<std::size_t>(audioIndex) >= own_->names()->audioCount();
+}
+
+Adding RedisStore::add(const NewReference& reference) {
+  if (own_->names()->has(reference.name)) return Adding::kConflict;
+  return references_.add({&reference, 1}, {})[0];
+}
+
+Taken RedisStore::apply(std::uint32_t id, const ChannelSession& session, std::uint32_t analysis,
+                        std::vector<audio::AudioAttribute> current) {
+  return channels_.apply(id, session, analysis, current);
+}
+
+bool RedisStore::end(std::uint32_t id, const std::optional<std::string>& key) {
+  return channels_.end(id, key);
+}
+
+StoreCounts RedisStore::counts() {
+  const auto names = joiner_.join(own_->names(), references_.known());
+  StoreCounts counts{.references = names->recordingCount(), .entries = names->entryCount()};
+  for (const ChannelStatus& channel : channels_.known()) {
+    ++counts.channels;
+    counts.attributes += channel.attributes;
+  }
+  return counts;
+}
+
+std::vector<std::string> RedisStore::tidy() {
+  references_.names();
+  references_.sweep();
+  return channels_.endSilent();
+}
+
+}  // namespace audiomatch
