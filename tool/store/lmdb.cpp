@@ -15,7 +15,7 @@ namespace {
 constexpr MDB_dbi kMostTables = 8;
 constexpr unsigned kMostReaders = 1024;
 // Addresses, not memory: the file grows as it is filled.
-constexpr std::size_t kMostBytes = sizeof(void*) > 4 ? std::size_t{1} << 40 : std::size_t{1} << 30;
+constexpr std::size_t kMostBytes = sizeof(void*) > 4 ? std::size_t{1} << 38 : std::size_t{1} << 30;
 
 MDB_val valueOf(std::string_view bytes) noexcept {
   return {bytes.size(), const_cast<char*>(bytes.data())};
