@@ -34,7 +34,7 @@ LocalStore::LocalStore(std::unique_ptr<const References> own, std::unique_ptr<St
   folder_->journal().read([this](ChannelJournal::Note note) {
     channels_.apply(note.id, note.session, note.analysis, std::move(note.attributes), note.when);
   });
-  tidy();
+  LocalStore::tidy();
 }
 
 Store::Found LocalStore::find(const std::vector<audio::AudioFeature>& features, Patience) {
