@@ -48,6 +48,7 @@ std::vector<audio::DatabaseAudio> syntheticAudios(std::uint32_t count, std::uint
       const auto time = static_cast<std::uint32_t>(random()) % audio::kTimeSlots;
       audios[i].entries.push_back({time, (feature.hashKey + shift) % audio::kHashKeys});
     }
+    audio::sortUnique(audios[i].entries);
   }
   return audios;
 }
