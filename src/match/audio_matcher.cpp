@@ -72,7 +72,8 @@ bool AudioMatcher::initFeatureExtractor() {
 
 bool AudioMatcher::forgetHistory() {
   draws_.restart();
-  return initFeatureExtractor();
+  // Making one takes longer than to score a recording's hits.
+  return !feature_extractor_ || initFeatureExtractor();
 }
 
 bool AudioMatcher::loadAudio(const AudioData* audioData) {

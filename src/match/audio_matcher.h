@@ -47,9 +47,9 @@ class AudioMatcher {
   bool init(std::shared_ptr<const AudioDatabase> database);
 
   /// Forgets every recording before, so that what follows depends on nothing
-  /// but its own recording: the resampler starts afresh, and the random draws
-  /// are from here on a sequence of the matcher's own, at its start. False,
-  /// with a message, when memory is short; nothing can then be analysed.
+  /// but its own recording: the resampler, if it has one, starts afresh, and the
+  /// random draws are from here on a sequence of the matcher's own, at its start.
+  /// False, with a message, when memory is short; nothing can then be analysed.
   bool forgetHistory();
 
   /// Starts a query: loads the recording, which is only read during the call.
