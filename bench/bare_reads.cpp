@@ -12,6 +12,7 @@
 
 #include "match/database/audio_database.h"
 #include "match/database/database_format.h"
+#include "match/database/packed_entry.h"
 #include "tool/store/redis_cluster.h"
 #include "tool/store/redis_slot.h"
 #include "tool/store/redis_topology.h"
@@ -168,32 +169,41 @@ class Redis : public BareReads {
 
   /// Of the first node.
   RedisSample sample(const audio::AudioDatabase& database, unsigned every) {
+    constexpr std::uint64_t kWide = audio::packEntry(131'072, 0);
     std::uint64_t entries = 0;
     std::uint64_t strings = 0;
     std::uint64_t sets = 0;
+    std::uint64_t wide_sets = 0;
     for (std::uint32_t key = 0; key < audio::kTableSize; key += every) {
       const audio::Bucket bucket = database.bucket(key);
       const std::string name = bucketOf(key);
       if (bucket.stored == 0 || nodeOf(name) != 0) continue;
-      // What is in braces has it at the node of the bucket.
-      const std::string set = fmt::format("set:{{{}}}", name);
-      for (std::size_t i = 0; i < bucket.stored; ++i) {
-        redisAppendCommand(nodes_[0].get(), "SADD %s %llu", set.c_str(),
-                           static_cast<unsigned long long>(bucket[i]));
-      }
-      for (std::size_t i = 0; i < bucket.stored; ++i) next(0);
       entries += bucket.stored;
       strings += number("MEMORY USAGE %s SAMPLES 0", name);
-      sets += number("MEMORY USAGE %s SAMPLES 0", set);
-      number("DEL %s", set);
+      sets += bytesAsSet(bucket, name, 0);
+      wide_sets += bytesAsSet(bucket, name, kWide);
     }
     const auto share = [&](std::uint64_t bytes) {
       return static_cast<double>(bytes) / static_cast<double>(entries);
     };
-    return {share(strings), share(sets)};
+    return {share(strings), share(sets), share(wide_sets)};
   }
 
  private:
+  std::uint64_t bytesAsSet(const audio::Bucket& bucket, const std::string& name,
+                           std::uint64_t added) {
+    // What is in braces has it at the node of the bucket.
+    const std::string set = fmt::format("set:{{{}}}", name);
+    for (std::size_t i = 0; i < bucket.stored; ++i) {
+      redisAppendCommand(nodes_[0].get(), "SADD %s %llu", set.c_str(),
+                         static_cast<unsigned long long>(bucket[i] + added));
+    }
+    for (std::size_t i = 0; i < bucket.stored; ++i) next(0);
+    const std::uint64_t bytes = number("MEMORY USAGE %s SAMPLES 0", set);
+    number("DEL %s", set);
+    return bytes;
+  }
+
   static std::string bucketOf(std::uint32_t key) { return fmt::format("audiomatch:r:{}", key); }
 
   std::size_t nodeOf(const std::string& key) const {

@@ -35,12 +35,13 @@ std::unique_ptr<BareReads> bareRedis(const std::string& url);
 
 /// Bytes an entry, as Redis has it.
 struct RedisSample {
-  double as_strings;  ///< in buckets as they are
-  double as_sets;     ///< in sets of integers instead
+  double as_strings;    ///< in buckets as they are
+  double as_sets;       ///< in sets of integers instead, of 32 bits as the audios are few
+  double as_wide_sets;  ///< in those of audios from number 131,072 on, whose entries have more
 };
 
 /// Puts every n-th bucket of one node, as a set, beside itself, asks Redis for the memory of
-/// both, and removes the set. Throws std::runtime_error.
+/// both, and removes the set; then the other kind. Throws std::runtime_error.
 RedisSample sampleRedis(const std::string& url, const std::string& database, unsigned every);
 
 }  // namespace bench
