@@ -97,11 +97,19 @@ std::shared_ptr<const ReferenceNames> EmbeddedReferences::names() const {
 }
 
 FoundHits EmbeddedReferences::find(const std::vector<audio::AudioFeature>& features) const {
-  HitReader reader(names());
+  const std::shared_ptr<const ReferenceNames> names = this->names();
   const LmdbTransaction look(file_, LmdbTransaction::Kind::kReading);
+  // Buckets lie anywhere in the file: all are asked for before the first is read.
+  std::vector<std::string_view> buckets;
+  buckets.reserve(features.size());
+  std::size_t bytes = 0;
   for (const audio::AudioFeature& feature : features) {
-    reader.take(feature, look.get(entries_, keyOf(feature.hashKey)).value_or(""));
+    buckets.push_back(look.get(entries_, keyOf(feature.hashKey)).value_or(""));
+    __builtin_prefetch(buckets.back().data());
+    bytes += buckets.back().size();
   }
+  HitReader reader(names, bytes);
+  for (std::size_t i = 0; i < features.size(); ++i) reader.take(features[i], buckets[i]);
   return reader.finish();
 }
 

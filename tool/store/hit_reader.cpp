@@ -6,18 +6,25 @@
 
 namespace audiomatch {
 
-HitReader::HitReader(std::shared_ptr<const ReferenceNames> names) {
+HitReader::HitReader(std::shared_ptr<const ReferenceNames> names, std::size_t bytes) {
   found_.names = std::move(names);
+  found_.hits.reserve(bytes / kPackedBytes);
 }
 
 void HitReader::take(const audio::AudioFeature& feature, std::string_view bucket) {
   entries_.clear();
   appendUnpacked(entries_, bucket);
+  const ReferenceNames& names = *found_.names;
+  std::size_t end = found_.hits.size();
+  // Each is written, and written over when it doesn't count: that it does is no branch then.
+  found_.hits.resize(end + entries_.size());
   for (const std::uint64_t entry : entries_) {
     const audio::AudioHashHit hit = audio::hitOf(entry, feature.startTime);
-    if (found_.names->recording(hit.audio_index) >= 0) found_.hits.push_back(hit);
+    found_.hits[end] = hit;
+    end += names.recording(hit.audio_index) >= 0;
   }
-  found_.ends.push_back(found_.hits.size());
+  found_.hits.resize(end);
+  found_.ends.push_back(end);
 }
 
 }  // namespace audiomatch

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -15,7 +16,8 @@ namespace audiomatch {
 /// have a name only. Others are being added or removed.
 class HitReader {
  public:
-  explicit HitReader(std::shared_ptr<const ReferenceNames> names);
+  /// @param bytes  of all buckets that are to come, for room
+  HitReader(std::shared_ptr<const ReferenceNames> names, std::size_t bytes);
 
   /// Takes the bucket of the next feature, as stores keep it.
   void take(const audio::AudioFeature& feature, std::string_view bucket);

@@ -145,7 +145,9 @@ bool RedisReferences::Query::read(std::span<const RedisReply> replies, FoundHits
     if (references_.load(end_)) return false;
     is_partial = true;
   }
-  HitReader reader(names_);
+  std::size_t bytes = 0;
+  for (const RedisReply& bucket : replies.subspan(1, count_)) bytes += bucket.text.size();
+  HitReader reader(names_, bytes);
   std::size_t next = 0;
   for (std::size_t i = 0; i < features_.size(); ++i) {
     if (i == 0 || features_[i].hashKey != features_[i - 1].hashKey) ++next;
