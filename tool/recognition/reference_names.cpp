@@ -31,11 +31,6 @@ const std::string& ReferenceNames::name(std::int32_t audioIndex) const noexcept 
   return has(audioIndex) ? names_[static_cast<std::size_t>(audioIndex)] : none;
 }
 
-std::int32_t ReferenceNames::recording(std::int32_t audioIndex) const noexcept {
-  const auto index = static_cast<std::size_t>(audioIndex);
-  return audioIndex >= 0 && index < recordings_.size() ? recordings_[index] : -1;
-}
-
 std::int32_t ReferenceNames::startFrame(std::int32_t audioIndex) const noexcept {
   if (!has(audioIndex)) return 0;
   return (audioIndex - recording(audioIndex)) * static_cast<std::int32_t>(audio::kTimeSlots);

@@ -33,7 +33,10 @@ class ReferenceNames {
 
   /// The first audio of the recording that an audio belongs to; -1 for one that
   /// isn't there. It stands for the recording.
-  std::int32_t recording(std::int32_t audioIndex) const noexcept;
+  std::int32_t recording(std::int32_t audioIndex) const noexcept {
+    const auto index = static_cast<std::size_t>(audioIndex);
+    return audioIndex >= 0 && index < recordings_.size() ? recordings_[index] : -1;
+  }
 
   /// The frame of its recording at which an audio starts.
   std::int32_t startFrame(std::int32_t audioIndex) const noexcept;

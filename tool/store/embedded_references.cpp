@@ -103,8 +103,10 @@ FoundHits EmbeddedReferences::find(const std::vector<audio::AudioFeature>& featu
   std::vector<std::string_view> buckets;
   buckets.reserve(features.size());
   std::size_t bytes = 0;
-  for (const audio::AudioFeature& feature : features) {
-    buckets.push_back(look.get(entries_, keyOf(feature.hashKey)).value_or(""));
+  for (std::size_t i = 0; i < features.size(); ++i) {
+    const bool is_again = i > 0 && features[i].hashKey == features[i - 1].hashKey;
+    buckets.push_back(is_again ? buckets.back()
+                               : look.get(entries_, keyOf(features[i].hashKey)).value_or(""));
     __builtin_prefetch(buckets.back().data());
     bytes += buckets.back().size();
   }

@@ -12,8 +12,11 @@ HitReader::HitReader(std::shared_ptr<const ReferenceNames> names, std::size_t by
 }
 
 void HitReader::take(const audio::AudioFeature& feature, std::string_view bucket) {
-  entries_.clear();
-  appendUnpacked(entries_, bucket);
+  if (bucket.data() != latest_.data() || bucket.size() != latest_.size()) {
+    entries_.clear();
+    appendUnpacked(entries_, bucket);
+    latest_ = bucket;
+  }
   const ReferenceNames& names = *found_.names;
   std::size_t end = found_.hits.size();
   // Each is written, and written over when it doesn't count: that it does is no branch then.

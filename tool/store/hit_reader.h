@@ -19,7 +19,8 @@ class HitReader {
   /// @param bytes  of all buckets that are to come, for room
   HitReader(std::shared_ptr<const ReferenceNames> names, std::size_t bytes);
 
-  /// Takes the bucket of the next feature, as stores keep it.
+  /// Takes the bucket of the next feature, as stores keep it. It stays what it is until the
+  /// end.
   void take(const audio::AudioFeature& feature, std::string_view bucket);
 
   /// What came together.
@@ -27,7 +28,8 @@ class HitReader {
 
  private:
   FoundHits found_;
-  std::vector<std::uint64_t> entries_;  // kept for its memory
+  std::string_view latest_;
+  std::vector<std::uint64_t> entries_;  // of the latest bucket
 };
 
 }  // namespace audiomatch

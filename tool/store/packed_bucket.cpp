@@ -20,18 +20,16 @@ void appendUnpacked(std::vector<std::uint64_t>& entries, std::string_view bucket
   constexpr std::uint64_t kMask = (std::uint64_t{1} << (8 * kPackedBytes)) - 1;
   const std::size_t before = entries.size();
   const std::size_t count = bucket.size() / kPackedBytes;
+  if (count == 0) return;
   entries.resize(before + count);
-  std::uint64_t* out = entries.data() + before;
-  for (std::size_t i = 0; i < count; ++i) {
-    const char* bytes = bucket.data() + i * kPackedBytes;
-    if (i + 1 < count) {
-      *out++ = audio::loadLittleEndian<std::uint64_t>(bytes) & kMask;
-      continue;
-    }
-    char last[sizeof(std::uint64_t)] = {};
-    std::memcpy(last, bytes, kPackedBytes);
-    *out++ = audio::loadLittleEndian<std::uint64_t>(last);
+  std::uint64_t* const out = entries.data() + before;
+  for (std::size_t i = 0; i + 1 < count; ++i) {
+    out[i] = audio::loadLittleEndian<std::uint64_t>(bucket.data() + i * kPackedBytes) & kMask;
   }
+  // Nothing may lie behind the last one.
+  char last[sizeof(std::uint64_t)] = {};
+  std::memcpy(last, bucket.data() + (count - 1) * kPackedBytes, kPackedBytes);
+  out[count - 1] = audio::loadLittleEndian<std::uint64_t>(last);
   const auto begin = entries.begin() + static_cast<std::ptrdiff_t>(before);
   if (!std::is_sorted(begin, entries.end())) std::sort(begin, entries.end());
 }
