@@ -8,25 +8,21 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <memory>
-#include <numeric>
 #include <random>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "base/analysis_grid.h"
 #include "base/logger.h"
-#include "feature/feature_extractor.h"
 #include "match/audio_matcher.h"
 #include "match/database/audio_database.h"
 #include "match/database/database_writer.h"
+#include "recordings.h"
 #include "roughening.h"
 #include "tool/base/parallel.h"
-#include "tool/input/decoder.h"
-#include "tool/input/recording.h"
-#include "tool/input/sound_source.h"
 #include "tool/keeping/reference_analysis.h"
 
 namespace {
@@ -67,9 +63,9 @@ struct Recording {
   std::string kind;
   std::string name;
   std::string path;
-  std::vector<std::vector<audio::AudioFeature>> parts;
-  std::vector<Query> queries;
-  bench::Sound half;  // five seconds at 8 kHz, to be put next to another's
+  std::vector<std::vector<audio::AudioFeature>> parts{};
+  std::vector<Query> queries{};
+  bench::Sound half{};  // five seconds at 8 kHz, to be put next to another's
 };
 
 class Bytes : public audio::ByteSink, public audio::ByteSource {
@@ -91,39 +87,6 @@ class Bytes : public audio::ByteSink, public audio::ByteSource {
   std::size_t place_ = 0;
 };
 
-bench::Sound readMono(const std::string& path) {
-  const auto source = audiomatch::openSound(path);
-  bench::Sound sound{{}, source->sampleRate()};
-  const std::size_t channels = source->channels();
-  std::vector<std::int16_t> block;
-  do {
-    block.clear();
-    source->read(block, 8192);
-    for (std::size_t i = 0; i < block.size(); i += channels) {
-      const int sum = std::accumulate(block.begin() + static_cast<std::ptrdiff_t>(i),
-                                      block.begin() + static_cast<std::ptrdiff_t>(i + channels), 0);
-      sound.samples.push_back(static_cast<float>(sum) / static_cast<float>(channels) / 32767.0f);
-    }
-  } while (!block.empty());
-  return sound;
-}
-
-/// The stretch of a sound from a sample on.
-bench::Sound cut(const bench::Sound& sound, std::size_t start, std::size_t samples) {
-  const auto first = sound.samples.begin() + static_cast<std::ptrdiff_t>(start);
-  return {{first, first + static_cast<std::ptrdiff_t>(samples)}, sound.rate};
-}
-
-std::vector<audio::AudioFeature> featuresOf(const bench::Sound& sound) {
-  std::vector<std::int16_t> samples(sound.samples.size());
-  std::ranges::transform(sound.samples, samples.begin(), audiomatch::toPcm16);
-  const audio::AudioDataPtr recording = audiomatch::toAudio(samples, 1, sound.rate);
-  audio::FeatureExtractor extractor;
-  if (!extractor.init(false) || !extractor.loadAudio(recording.get())) std::abort();
-  if (!extractor.extractFeatures()) return {};  // silence
-  return extractor.getFeatures();
-}
-
 /// Asks for `number` windows of a length at random places, in each of the conditions.
 void addWindows(Recording& recording, const bench::Sound& sound, std::uint32_t seconds,
                 std::size_t number, std::span<const bench::Condition> conditions,
@@ -132,13 +95,13 @@ void addWindows(Recording& recording, const bench::Sound& sound, std::uint32_t s
   if (length > sound.samples.size()) return;
   for (std::size_t i = 0; i < number; ++i) {
     const std::size_t start = random() % (sound.samples.size() - length + 1);
-    const bench::Sound window = cut(sound, start, length);
+    const bench::Sound window = bench::cut(sound, start, length);
     const bench::Sound narrow = bench::atRate(window, audio::kAnalysisRate);
     for (const bench::Condition condition : conditions) {
-      recording.queries.push_back({recording.kind, recording.name, "", seconds,
-                                   static_cast<double>(start) / sound.rate,
-                                   std::string(bench::nameOf(condition)),
-                                   featuresOf(bench::roughen(window, narrow, condition, random))});
+      recording.queries.push_back(
+          {recording.kind, recording.name, "", seconds, static_cast<double>(start) / sound.rate,
+           std::string(bench::nameOf(condition)),
+           bench::featuresOf(bench::roughen(window, narrow, condition, random))});
     }
     if (seconds == kHalfSeconds) recording.half = narrow;
   }
@@ -146,7 +109,7 @@ void addWindows(Recording& recording, const bench::Sound& sound, std::uint32_t s
 
 void analyse(Recording& recording, std::uint64_t seed) {
   std::mt19937_64 random(seed);
-  const bench::Sound sound = readMono(recording.path);
+  const bench::Sound sound = bench::readMono(recording.path);
   const bool is_speech = recording.kind == "speech";
   if (!is_speech && sound.samples.size() < std::size_t{kShortestMusic} * sound.rate) return;
   if (!is_speech) {
@@ -172,7 +135,7 @@ std::vector<Query> noiseQueries() {
         const bench::Sound sound =
             bench::makeNoise(noise, std::size_t{windows.seconds} * audio::kAnalysisRate, random);
         queries.push_back({"noise", std::string(bench::nameOf(noise)), "", windows.seconds, 0.0,
-                           "clean", featuresOf(sound)});
+                           "clean", bench::featuresOf(sound)});
       }
     }
   }
@@ -190,20 +153,17 @@ std::vector<Query> straddlingQueries(const std::vector<Recording>& recordings) {
       both.samples.insert(both.samples.end(), recording.half.samples.begin(),
                           recording.half.samples.end());
       queries.push_back({"straddle", before->name, recording.name, 2 * kHalfSeconds, 0.0, "8kHz",
-                         featuresOf(both)});
+                         bench::featuresOf(both)});
     }
     before = &recording;
   }
   return queries;
 }
 
-std::vector<Recording> readList(const char* path) {
-  std::ifstream list(path);
+std::vector<Recording> recordingsOf(const char* list) {
   std::vector<Recording> recordings;
-  for (Recording recording; std::getline(list, recording.kind, '\t') &&
-                            std::getline(list, recording.name, '\t') &&
-                            std::getline(list, recording.path);) {
-    recordings.push_back(recording);
+  for (const bench::Listed& each : bench::readList(list)) {
+    recordings.push_back({.kind = each.kind, .name = each.name, .path = each.path});
   }
   return recordings;
 }
@@ -318,7 +278,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   audio::gLogger.setEnabled(false);
-  std::vector<Recording> recordings = readList(argv[1]);
+  std::vector<Recording> recordings = recordingsOf(argv[1]);
   std::size_t done = 0;
   audiomatch::forEachParallel(
       recordings.size(), kThreads, [&](std::size_t i) { analyse(recordings[i], 100 + i); },
