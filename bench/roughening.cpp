@@ -16,6 +16,8 @@ namespace {
 
 constexpr std::uint32_t kMp3Rate = 22'050;
 constexpr double kMp3Kilobits = 24.0;
+constexpr int kMp3 = SF_FORMAT_MPEG | SF_FORMAT_MPEG_LAYER_III;
+constexpr int kGsm = SF_FORMAT_WAV | SF_FORMAT_GSM610;
 
 /// A file in memory, as libsndfile sees it.
 struct MemoryFile {
@@ -48,35 +50,55 @@ struct MemoryFile {
 SF_VIRTUAL_IO kMemory{MemoryFile::length, MemoryFile::seek, MemoryFile::read, MemoryFile::write,
                       MemoryFile::tell};
 
-MemoryFile encodeMp3(const Sound& sound) {
+/// A sound in a format of libsndfile's at its rate, and decoded again.
+Sound throughCodec(const Sound& sound, int format) {
   MemoryFile file;
   SF_INFO info{};
   info.samplerate = static_cast<int>(sound.rate);
   info.channels = 1;
-  info.format = SF_FORMAT_MPEG | SF_FORMAT_MPEG_LAYER_III;
-  SNDFILE* encoder = sf_open_virtual(&kMemory, SFM_WRITE, &info, &file);
+  info.format = format;
+  SNDFILE* const encoder = sf_open_virtual(&kMemory, SFM_WRITE, &info, &file);
   if (!encoder) std::abort();
-  int mode = SF_BITRATE_MODE_CONSTANT;
-  // At this rate 0 stands for 160 kbit/s and 1 for 8.
-  double level = (160.0 - kMp3Kilobits) / (160.0 - 8.0);
-  sf_command(encoder, SFC_SET_BITRATE_MODE, &mode, sizeof mode);
-  sf_command(encoder, SFC_SET_COMPRESSION_LEVEL, &level, sizeof level);
+  if (format == kMp3) {
+    int mode = SF_BITRATE_MODE_CONSTANT;
+    // At this rate 0 stands for 160 kbit/s and 1 for 8.
+    double level = (160.0 - kMp3Kilobits) / (160.0 - 8.0);
+    sf_command(encoder, SFC_SET_BITRATE_MODE, &mode, sizeof mode);
+    sf_command(encoder, SFC_SET_COMPRESSION_LEVEL, &level, sizeof level);
+  }
   sf_writef_float(encoder, sound.samples.data(), static_cast<sf_count_t>(sound.samples.size()));
   sf_close(encoder);
   file.place = 0;
-  return file;
-}
-
-Sound throughMp3(const Sound& sound) {
-  MemoryFile file = encodeMp3(atRate(sound, kMp3Rate));
-  SF_INFO info{};
-  SNDFILE* decoder = sf_open_virtual(&kMemory, SFM_READ, &info, &file);
+  info = {};
+  SNDFILE* const decoder = sf_open_virtual(&kMemory, SFM_READ, &info, &file);
   if (!decoder) std::abort();
-  Sound decoded{std::vector<float>(static_cast<std::size_t>(info.frames)), kMp3Rate};
+  Sound decoded{std::vector<float>(static_cast<std::size_t>(info.frames)), sound.rate};
   const sf_count_t came = sf_readf_float(decoder, decoded.samples.data(), info.frames);
   decoded.samples.resize(static_cast<std::size_t>(came));
   sf_close(decoder);
   return decoded;
+}
+
+enum class Pass { kHigh, kLow };
+
+/// A Butterworth filter of second order (R. Bristow-Johnson's formulas).
+void filter(std::vector<float>& samples, Pass pass, double hertz) {
+  const double angle = 2.0 * std::numbers::pi * hertz / audio::kAnalysisRate;
+  const double alpha = std::sin(angle) / std::numbers::sqrt2;
+  const double sign = pass == Pass::kLow ? 1.0 : -1.0;
+  const double scale = 1.0 / (1.0 + alpha);
+  const double outer = scale * (1.0 - sign * std::cos(angle)) / 2.0;
+  const double a1 = -2.0 * scale * std::cos(angle);
+  const double a2 = scale * (1.0 - alpha);
+  double before = 0.0;  // what the samples so far add to the next one
+  double before2 = 0.0;
+  for (float& sample : samples) {
+    const double in = static_cast<double>(sample);
+    const double out = outer * in + before;
+    before = 2.0 * sign * outer * in - a1 * out + before2;
+    before2 = outer * in - a2 * out;
+    sample = static_cast<float>(out);
+  }
 }
 
 float uniform(std::mt19937_64& random) {
@@ -137,7 +159,8 @@ void addNoise(std::vector<float>& samples, double decibels, std::mt19937_64& ran
 }  // namespace
 
 std::string_view nameOf(Condition condition) noexcept {
-  constexpr std::string_view kNames[] = {"clean", "8kHz", "mp3", "pink0", "pink-5", "quiet"};
+  constexpr std::string_view kNames[] = {"clean", "8kHz",   "mp3",   "pink0", "pink-5",
+                                         "quiet", "pink15", "pink5", "mobile"};
   return kNames[static_cast<std::size_t>(condition)];
 }
 
@@ -174,11 +197,19 @@ Sound atRate(const Sound& sound, std::uint32_t rate) {
 Sound roughen(const Sound& sound, const Sound& narrow, Condition condition,
               std::mt19937_64& random) {
   if (condition == Condition::kClean) return sound;
-  if (condition == Condition::kMp3) return throughMp3(sound);
+  if (condition == Condition::kMp3) return throughCodec(atRate(sound, kMp3Rate), kMp3);
   Sound result = narrow;
   if (condition == Condition::kNoise0) addNoise(result.samples, 0.0, random);
   if (condition == Condition::kNoise5) addNoise(result.samples, 5.0, random);
+  if (condition == Condition::kBackground15) addNoise(result.samples, -15.0, random);
+  if (condition == Condition::kBackground5) addNoise(result.samples, -5.0, random);
   if (condition == Condition::kQuiet) scale(result.samples, std::pow(10.0, -36.0 / 20.0));
+  if (condition == Condition::kMobile) {
+    scale(result.samples, 0.5);  // so that no filter overdrives it
+    filter(result.samples, Pass::kHigh, 300.0);
+    filter(result.samples, Pass::kLow, 3400.0);
+    return throughCodec(result, kGsm);
+  }
   return result;
 }
 

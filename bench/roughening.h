@@ -14,8 +14,19 @@ struct Sound {
 };
 
 /// What becomes of a recording on its way to a listener.
-enum class Condition { kClean, kTelephone, kMp3, kNoise0, kNoise5, kQuiet };
+enum class Condition {
+  kClean,
+  kTelephone,
+  kMp3,
+  kNoise0,
+  kNoise5,
+  kQuiet,
+  kBackground15,
+  kBackground5,
+  kMobile
+};
 
+/// Those that recordings of a database are asked for in.
 inline constexpr Condition kConditions[] = {Condition::kClean,  Condition::kTelephone,
                                             Condition::kMp3,    Condition::kNoise0,
                                             Condition::kNoise5, Condition::kQuiet};
@@ -42,7 +53,8 @@ Sound atRate(const Sound& sound, std::uint32_t rate);
 ///
 /// Clean: the sound. Telephone: `narrow`. MP3: 24 kbit/s at 22,050 Hz, decoded again. Noise: at
 /// 8 kHz with pink noise as loud as the sound is there, or 5 dB louder. Quiet: at 8 kHz, 36 dB
-/// down, so that 16 bits leave about ten.
+/// down, so that 16 bits leave about ten. Background: as noise, 15 or 5 dB below the sound.
+/// Mobile: 300 to 3400 Hz through GSM 06.10, decoded again.
 ///
 /// @param narrow  the same sound at 8 kHz
 Sound roughen(const Sound& sound, const Sound& narrow, Condition condition,
