@@ -70,6 +70,7 @@ void askWhich(const std::vector<Listed>& recordings, std::size_t number) {
   const Pieces pieces = cutAll(recordings);
   std::vector<Piece> asked = onAir(pieces, number);
   std::vector<std::string> on_air;
+  on_air.reserve(number);
   for (const Piece& piece : asked) on_air.push_back(recordings[piece.recording].name);
   asked.insert(asked.end(), pieces.strangers.begin(),
                pieces.strangers.begin() +
