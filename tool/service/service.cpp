@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <chrono>
 #include <cstdint>
 #include <stdexcept>
 #include <string_view>
@@ -18,6 +17,7 @@
 #include "tool/service/drawing.h"
 #include "tool/service/http_error.h"
 #include "tool/service/json_body.h"
+#include "tool/service/metrics.h"
 #include "tool/service/page.h"
 #include "tool/service/question.h"
 #include "tool/service/reference_upload.h"
@@ -45,53 +45,34 @@ std::uint32_t channelOf(const HttpRequest& request) {
   return id;
 }
 
-/// False for what a browser sends for a page that isn't the server's.
-bool isOwnPage(const HttpRequest& request) {
-  if (request.origin.empty()) return true;
-  const std::size_t scheme = request.origin.find("://");
-  return scheme != std::string::npos && request.origin.substr(scheme + 3) == request.host;
-}
-
 }  // namespace
 
-/// Something that can be asked for.
-struct Service::Route {
-  const char* method;
-  const char* path;  // one that ends in / goes on with a name, but for / itself
-  bool changes;      // rather than reads
-  std::size_t largest;
-  HttpResponse (Service::*answer)(const HttpRequest&);
-  HttpLane lane = HttpLane::kQuestions;
-  bool is_quick = false;  // and is answered whatever else waits
-};
-
-const std::vector<Service::Route>& Service::routes() {
-  static const std::vector<Route> all = {
-      {"POST", "/v1/recognise", false, kLargestQuestion, &Service::recognise},
-      {"GET", "/v1/references", false, 0, &Service::listReferences},
-      {"POST", "/v1/references", true, kLargestReference, &Service::addReference},
-      {"DELETE", kReferencePath.data(), true, 0, &Service::removeReference},
-      {"GET", "/v1/channels", false, 0, &Service::listChannels},
-      {"POST", kChannelPath.data(), true, kLargestJson, &Service::takeAnalyses,
-       HttpLane::kMessages},
-      {"DELETE", kChannelPath.data(), true, 0, &Service::endChannel, HttpLane::kMessages},
-      {"GET", "/healthz", false, 0, &Service::health, HttpLane::kQuestions, true},
-      {"GET", "/metrics", false, 0, &Service::showMetrics, HttpLane::kQuestions, true},
-      {"GET", "/", false, 0, &Service::showPage},
-      {"GET", kPagePath.data(), false, 0, &Service::showPage},
+std::vector<Route> Service::routes() {
+  using enum Route::Access;
+  const auto to = [this](Answering answering) {
+    return [this, answering](const HttpRequest& request) { return tryTo(answering, request); };
   };
-  return all;
+  return {
+      {"POST", "/v1/recognise", kReader, kLargestQuestion, to(&Service::recognise)},
+      {"GET", "/v1/references", kReader, 0, to(&Service::listReferences)},
+      {"POST", "/v1/references", kChanger, kLargestReference, to(&Service::addReference)},
+      {"DELETE", kReferencePath.data(), kChanger, 0, to(&Service::removeReference)},
+      {"GET", "/v1/channels", kReader, 0, to(&Service::listChannels)},
+      {"POST", kChannelPath.data(), kChanger, kLargestJson, to(&Service::takeAnalyses),
+       HttpLane::kMessages},
+      {"DELETE", kChannelPath.data(), kChanger, 0, to(&Service::endChannel), HttpLane::kMessages},
+      // Whether it is alive is no secret, and asked by those who have no token.
+      {"GET", "/healthz", kAnybody, 0, to(&Service::health), HttpLane::kQuestions, true},
+      {"GET", "/metrics", kReader, 0, to(&Service::showMetrics), HttpLane::kQuestions, true},
+      // The page asks its reader for the token.
+      {"GET", "/", kAnybody, 0, pageResponse},
+      {"GET", kPagePath.data(), kAnybody, 0, pageResponse},
+  };
 }
 
 Service::Service(std::unique_ptr<Store> store, const Thresholds& thresholds,
                  const AccessFiles& access)
-    : store_(std::move(store)), thresholds_(thresholds), access_(access) {}
-
-HttpHandler Service::handler() {
-  return {.admit = [this](const HttpRequest& request) { return admit(request); },
-          .answer = [this](const HttpRequest& request) { return answer(request); },
-          .refuse = errorResponse};
-}
+    : store_(std::move(store)), thresholds_(thresholds), router_(routes(), access) {}
 
 void Service::tidy() {
   try {
@@ -110,90 +91,14 @@ void Service::failed(const FileError& error) {
   if (store_works_.exchange(false)) report(error);
 }
 
-/// The route that a request takes; null when there is none.
-const Service::Route* Service::find(const HttpRequest& request) {
-  const std::string method = request.method == "HEAD" ? "GET" : request.method;
-  for (const Route& route : routes()) {
-    if (fits(route, request) && method == route.method) return &route;
-  }
-  return nullptr;
-}
-
-bool Service::fits(const Route& route, const HttpRequest& request) {
-  const std::string_view path = route.path;
-  const bool goes_on = path.ends_with('/') && path.size() > 1;
-  return goes_on ? request.path.starts_with(path) : request.path == path;
-}
-
-HttpAdmission Service::admit(const HttpRequest& request) {
-  const Route* route = find(request);
-  if (auto refused = refusal(request, route)) {
-    metrics_.refused(route ? route->path : "none", refused->status);
-    return {std::move(refused)};
-  }
-  if (route->is_quick) return {answer(request)};
-  return {{}, route->lane};
-}
-
-/// The answer to a request of a path that there isn't, or not with this method.
-HttpResponse Service::refuseMethod(const HttpRequest& request) {
-  std::string methods;
-  for (const Route& route : routes()) {
-    if (!fits(route, request)) continue;
-    if (!methods.empty()) methods += ", ";
-    methods += route.method;
-    if (route.method == std::string_view("GET")) methods += ", HEAD";
-  }
-  if (methods.empty()) return errorResponse(404, "there is nothing at this address");
-  HttpResponse response = errorResponse(405, "not a method of this address");
-  response.headers.emplace("Allow", methods);
-  return response;
-}
-
-/// Why a request isn't let in; nothing when it is.
-std::optional<HttpResponse> Service::refusal(const HttpRequest& request, const Route* route) const {
-  if (!route) return refuseMethod(request);
-  // Whether it is alive is no secret, and asked by those who have no token; the page
-  // asks them for it.
-  const bool is_open =
-      route->path == std::string_view("/healthz") || route->answer == &Service::showPage;
-  const bool may = route->changes ? access_.mayChange(request.authorization)
-                                  : is_open || access_.mayRead(request.authorization);
-  if (route->changes && !isOwnPage(request)) {
-    return errorResponse(403, "a page of another site can't change anything");
-  }
-  if (!may) return errorResponse(401, "needs a token: Authorization: Bearer TOKEN");
-  const std::size_t most =
-      request.type == "application/json" ? std::min(route->largest, kLargestJson) : route->largest;
-  if (request.length > most) {
-    return errorResponse(413, fmt::format("the body has more than {} bytes", most));
-  }
-  return {};
-}
-
-HttpResponse Service::answer(const HttpRequest& request) {
-  using Clock = std::chrono::steady_clock;
-  const Clock::time_point start = Clock::now();
-  const Route& route = *find(request);
-  HttpResponse response;
+/// Answers; a failure of the store is noted.
+HttpResponse Service::tryTo(Answering answering, const HttpRequest& request) {
   try {
-    response = (this->*route.answer)(request);
-  } catch (const HttpError& error) {
-    response = errorResponse(error.status(), error.what());
-  } catch (const std::length_error& error) {
-    response = errorResponse(413, error.what());
-  } catch (const std::bad_alloc&) {
-    response = errorResponse(503, "out of memory; try again later");
+    return (this->*answering)(request);
   } catch (const FileError& error) {
     failed(error);
-    response = errorResponse(503, "the store fails; the server's messages tell why");
-  } catch (const std::exception& error) {
-    report(error.what());
-    response = errorResponse(500, "failed; the server's messages tell why");
+    throw HttpError(503, "the store fails; the server's messages tell why");
   }
-  metrics_.answered(route.path, response.status,
-                    std::chrono::duration<double>(Clock::now() - start).count());
-  return response;
 }
 
 HttpResponse Service::recognise(const HttpRequest& request) {
@@ -314,15 +219,13 @@ HttpResponse Service::endChannel(const HttpRequest& request) {
   return jsonResponse({{"id", id}, {"ended", store_->end(id, key)}});
 }
 
-HttpResponse Service::showPage(const HttpRequest& request) { return pageResponse(request); }
-
 HttpResponse Service::health(const HttpRequest&) {
   const bool works = store_works_;
   return jsonResponse({{"status", works ? "ok" : "degraded"}, {"store", works ? "ok" : "failing"}});
 }
 
 HttpResponse Service::showMetrics(const HttpRequest&) {
-  std::string text = metrics_.text();
+  std::string text = router_.metrics();
   const StoreCounts held = store_->counts();
   text += metric("audiomatch_channels", "gauge", "Channels on air.",
                  static_cast<double>(held.channels));

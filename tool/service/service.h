@@ -3,15 +3,12 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
-#include <optional>
-#include <string>
 #include <vector>
 
 #include "tool/base/errors.h"
-#include "tool/service/access.h"
 #include "tool/service/channel_message.h"
 #include "tool/service/http_server.h"
-#include "tool/service/metrics.h"
+#include "tool/service/router.h"
 #include "tool/store/store.h"
 
 namespace audiomatch {
@@ -23,7 +20,7 @@ class Service {
   Service(std::unique_ptr<Store> store, const Thresholds& thresholds, const AccessFiles& access);
 
   /// The functions that a server needs. This object outlives it.
-  HttpHandler handler();
+  HttpHandler handler() { return router_.handler(); }
 
   /// Ends the channels that nobody listens to any more. To be called every second or so.
   void tidy();
@@ -33,16 +30,10 @@ class Service {
   void watch(const HttpServer* server) { server_ = server; }
 
  private:
-  struct Route;
-  static const std::vector<Route>& routes();
+  using Answering = HttpResponse (Service::*)(const HttpRequest&);
 
-  static bool fits(const Route& route, const HttpRequest& request);
-  static const Route* find(const HttpRequest& request);
-
-  HttpAdmission admit(const HttpRequest& request);
-  std::optional<HttpResponse> refusal(const HttpRequest& request, const Route* route) const;
-  static HttpResponse refuseMethod(const HttpRequest& request);
-  HttpResponse answer(const HttpRequest& request);
+  std::vector<Route> routes();
+  HttpResponse tryTo(Answering answering, const HttpRequest& request);
 
   HttpResponse recognise(const HttpRequest& request);
   HttpResponse listReferences(const HttpRequest& request);
@@ -53,15 +44,13 @@ class Service {
   HttpResponse endChannel(const HttpRequest& request);
   HttpResponse health(const HttpRequest& request);
   HttpResponse showMetrics(const HttpRequest& request);
-  HttpResponse showPage(const HttpRequest& request);
 
   void take(std::uint32_t id, const ChannelSession& session, ChannelMessage::Analysis analysis);
   void failed(const FileError& error);
 
   std::unique_ptr<Store> store_;
   Thresholds thresholds_;
-  Access access_;
-  Metrics metrics_;
+  Router router_;
   std::atomic<std::uint64_t> store_errors_ = 0;
   std::atomic<bool> store_works_ = true;
   std::atomic<const HttpServer*> server_ = nullptr;
