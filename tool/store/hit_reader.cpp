@@ -12,19 +12,22 @@ HitReader::HitReader(std::shared_ptr<const ReferenceNames> names, std::size_t by
 }
 
 void HitReader::take(const audio::AudioFeature& feature, std::string_view bucket) {
-  if (bucket.data() != latest_.data() || bucket.size() != latest_.size()) {
-    entries_.clear();
-    appendUnpacked(entries_, bucket);
-    latest_ = bucket;
-  }
   const ReferenceNames& names = *found_.names;
-  std::size_t end = found_.hits.size();
+  const std::size_t begin = found_.hits.size();
+  found_.hits.resize(begin + bucket.size() / kPackedBytes);
+  std::size_t end = begin;
   // Each is written, and written over when it doesn't count: that it does is no branch then.
-  found_.hits.resize(end + entries_.size());
-  for (const std::uint64_t entry : entries_) {
+  const auto append = [&](std::uint64_t entry) {
     const audio::AudioHashHit hit = audio::hitOf(entry, feature.startTime);
     found_.hits[end] = hit;
     end += names.recording(hit.audio_index) >= 0;
+  };
+  if (!forEachPacked(bucket, append)) {
+    // Where entries are added behind the others, a bucket is sorted when it is read.
+    std::vector<std::uint64_t> entries;
+    appendUnpacked(entries, bucket);
+    end = begin;
+    for (const std::uint64_t entry : entries) append(entry);
   }
   found_.hits.resize(end);
   found_.ends.push_back(end);

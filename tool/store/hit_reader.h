@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -19,8 +18,7 @@ class HitReader {
   /// @param bytes  of all buckets that are to come, for room
   HitReader(std::shared_ptr<const ReferenceNames> names, std::size_t bytes);
 
-  /// Takes the bucket of the next feature, as stores keep it. It stays what it is until the
-  /// end.
+  /// Takes the bucket of the next feature, as stores keep it.
   void take(const audio::AudioFeature& feature, std::string_view bucket);
 
   /// What came together.
@@ -28,8 +26,6 @@ class HitReader {
 
  private:
   FoundHits found_;
-  std::string_view latest_;
-  std::vector<std::uint64_t> entries_;  // of the latest bucket
 };
 
 }  // namespace audiomatch

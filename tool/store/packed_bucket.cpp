@@ -1,9 +1,6 @@
 #include "tool/store/packed_bucket.h"
 
 #include <algorithm>
-#include <cstring>
-
-#include "base/little_endian.h"
 
 namespace audiomatch {
 
@@ -17,21 +14,10 @@ void appendPacked(std::string& bucket, std::span<const std::uint64_t> entries) {
 }
 
 void appendUnpacked(std::vector<std::uint64_t>& entries, std::string_view bucket) {
-  constexpr std::uint64_t kMask = (std::uint64_t{1} << (8 * kPackedBytes)) - 1;
-  const std::size_t before = entries.size();
-  const std::size_t count = bucket.size() / kPackedBytes;
-  if (count == 0) return;
-  entries.resize(before + count);
-  std::uint64_t* const out = entries.data() + before;
-  for (std::size_t i = 0; i + 1 < count; ++i) {
-    out[i] = audio::loadLittleEndian<std::uint64_t>(bucket.data() + i * kPackedBytes) & kMask;
-  }
-  // Nothing may lie behind the last one.
-  char last[sizeof(std::uint64_t)] = {};
-  std::memcpy(last, bucket.data() + (count - 1) * kPackedBytes, kPackedBytes);
-  out[count - 1] = audio::loadLittleEndian<std::uint64_t>(last);
-  const auto begin = entries.begin() + static_cast<std::ptrdiff_t>(before);
-  if (!std::is_sorted(begin, entries.end())) std::sort(begin, entries.end());
+  const auto before = static_cast<std::ptrdiff_t>(entries.size());
+  entries.reserve(entries.size() + bucket.size() / kPackedBytes);
+  const bool ascend = forEachPacked(bucket, [&](std::uint64_t entry) { entries.push_back(entry); });
+  if (!ascend) std::sort(entries.begin() + before, entries.end());
 }
 
 std::string withEntries(std::string_view bucket, std::span<const std::uint64_t> added) {
