@@ -195,8 +195,8 @@ class Redis : public BareReads {
     // What is in braces has it at the node of the bucket.
     const std::string set = fmt::format("set:{{{}}}", name);
     for (std::size_t i = 0; i < bucket.stored; ++i) {
-      redisAppendCommand(nodes_[0].get(), "SADD %s %llu", set.c_str(),
-                         static_cast<unsigned long long>(bucket[i] + added));
+      const unsigned long long entry = bucket[i] + added;
+      redisAppendCommand(nodes_[0].get(), "SADD %s %llu", set.c_str(), entry);
     }
     for (std::size_t i = 0; i < bucket.stored; ++i) next(0);
     const std::uint64_t bytes = number("MEMORY USAGE %s SAMPLES 0", set);

@@ -97,8 +97,12 @@ void push(const std::string& database, audiomatch::ReferenceStore& store) {
 /// cache what the other one fetched.
 bool compare(const References& references, bench::BareReads& bare,
              const std::vector<Question>& questions, int rounds) {
-  std::vector<double> found, read, ratios, answered;
-  std::vector<double> found_now(questions.size()), read_now(questions.size());
+  std::vector<double> found;
+  std::vector<double> read;
+  std::vector<double> ratios;
+  std::vector<double> answered;
+  std::vector<double> found_now(questions.size());
+  std::vector<double> read_now(questions.size());
   for (int round = -1; round < rounds; ++round) {
     for (std::size_t i = 0; i < questions.size(); ++i) {
       const std::size_t other = (i + questions.size() / 2) % questions.size();
@@ -136,7 +140,8 @@ void requireSame(const References& store, const References& file,
 }
 
 void describe(const References& references, const std::vector<Question>& questions) {
-  std::vector<double> features, hits;
+  std::vector<double> features;
+  std::vector<double> hits;
   for (const Question& question : questions) {
     features.push_back(static_cast<double>(question.size()));
     hits.push_back(static_cast<double>(references.find(question).hits.size()));
@@ -195,6 +200,7 @@ int main(int argc, char** argv) {
   audio::gLogger.setEnabled(false);
   try {
     std::vector<Question> questions;
+    questions.reserve(recordings.size());
     for (const std::string& recording : recordings) questions.push_back(ask(recording));
     return measure(places, questions, entries, rounds) ? 0 : 1;
   } catch (const std::exception& problem) {
