@@ -99,3 +99,21 @@ for file in sorted((seed_files / "sound").iterdir()):
 write("tool", "database", [1], data[: 1 << 12])
 write("tool", "pipe", [2, 1, 99], pcm[:4000])
 write("tool", "parts", [3], struct.pack("<HIB", 3, 900000, 1), melody(64, 1))
+
+pairs = [[feature["startTime"], feature["hashKey"]] for feature in made[:40]]
+message = {"name": "Radio", "session": "a", "update": 1, "monitor": 60,
+           "analyses": [{"number": i, "attributes": pairs[i * 20 :][:20]} for i in range(2)]}
+GET, DELETE, JSON = 1, 2, 4
+for name, bits, target, body in (
+    ("features", JSON, "/v1/recognise?drawing=1", json.dumps({"features": pairs}).encode()),
+    ("message", JSON, "/v1/channels/7", json.dumps(message).encode()),
+    ("end", DELETE, "/v1/channels/7?session=a", b""),
+    ("raw", 0, "/v1/recognise?rate=8000&channels=2&format=s16le", pcm[:8000]),
+    ("reference", 0, "/v1/references?name=A%20new%20one&rate=8000", pcm[:8000]),
+    ("remove", DELETE, "/v1/references/A%20new%20one", b""),
+    ("page", GET, "/page/page.css", b""),
+    ("metrics", GET, "http://host:8080/metrics", b"")):
+    write("service", name, [bits], target.encode(), b"\n", body)
+for file in sorted(seed_files.glob("features.*")) + sorted((seed_files / "sound").iterdir()):
+    if file.stat().st_size < 16000:
+        write("service", file.name, [0], b"/v1/recognise\n", file.read_bytes())
