@@ -25,6 +25,7 @@
 
 namespace {
 
+using audiomatch::FoundHits;
 using audiomatch::References;
 using Question = std::vector<audio::AudioFeature>;
 
@@ -133,7 +134,9 @@ bool compare(const References& references, bench::BareReads& bare,
 void requireSame(const References& store, const References& file,
                  const std::vector<Question>& questions) {
   for (const Question& question : questions) {
-    if (store.find(question).hits != file.find(question).hits) {
+    const FoundHits found = store.find(question);
+    const FoundHits expected = file.find(question);
+    if (found.hits != expected.hits || found.ends != expected.ends) {
       throw std::runtime_error("the store finds something else than the file");
     }
   }
