@@ -8,6 +8,7 @@
 #include <map>
 #include <random>
 #include <span>
+#include <stdexcept>
 #include <utility>
 
 #include "base/analysis_grid.h"
@@ -39,6 +40,8 @@ double secondsOf(const Listed& recording) {
 Sound Piece::of(const Sound& whole) const {
   const auto samples = static_cast<std::size_t>(kPieceSeconds * speed * whole.rate);
   const auto first = static_cast<std::size_t>(start * whole.rate);
+  // A header may promise more than there is.
+  if (whole.samples.size() < samples) throw std::runtime_error("a recording ends before its piece");
   Sound sound = cut(whole, std::min(first, whole.samples.size() - samples), samples);
   sound.rate = static_cast<std::uint32_t>(std::lround(speed * whole.rate));
   return speed == 1.0 ? sound : atRate(sound, whole.rate);
@@ -88,10 +91,9 @@ Analyses listen(audio::StreamAttributeExtractor& extractor, const Sound& sound,
 }
 
 std::vector<audio::AudioAttribute> attributesAt(const Analyses& piece, std::uint32_t analysis) {
-  constexpr std::uint32_t kCodes = audio::kAnalysisRate / audio::kHopSamples + 1;  // a second's
   const auto length = static_cast<std::uint32_t>(piece.size());
   std::vector<audio::AudioAttribute> attributes = piece[analysis % length];
-  const std::uint32_t later = analysis / length * length * kCodes;
+  const std::uint32_t later = analysis / length * length * codesPerUpdate(kMinute);
   for (audio::AudioAttribute& each : attributes) {
     each.hashValue = audio::packEntry(0, audio::entryTime(each.hashValue) + later);
   }

@@ -69,6 +69,12 @@ TEST(LiveChannels, CountsEveryFeatureOnceAndTellsTheTime) {
   EXPECT_EQ(best.agreeing, 60);
   // It began at code 64; the latest analysis starts at 7 x 32 and lasts 5 s.
   EXPECT_NEAR(best.seconds_ago, 5.0 + 5.0, 0.05);
+  // The same of one that began within the latest analysis, at its code 16.
+  auto late = features(31, 14);
+  for (audio::AudioFeature& feature : late) feature.hashKey += 500;
+  channels.apply(2, {"c", b.periods, "1"}, 512, attributes(late, 2, end + 16));
+  EXPECT_NEAR(channels.find(late).candidates.at(0).seconds_ago, 4.5, 0.05);
+  EXPECT_TRUE(channels.end(2));
   // A message that comes twice counts once, and what is older than ten seconds not at all.
   channels.apply(1, b, 512 + 7, {played.begin() + 50, played.end()});
   EXPECT_EQ(channels.list().at(1).attributes, 60u);

@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <fstream>
+#include <iterator>
+#include <memory>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,7 +15,9 @@
 #include "tests/tool/stored_references.h"
 #include "tests/tool/tool_files.h"
 #include "tool/base/errors.h"
+#include "tool/recognition/no_references.h"
 #include "tool/store/embedded_references.h"
+#include "tool/store/local_store.h"
 #include "tool/store/packed_bucket.h"
 
 namespace {
@@ -20,7 +25,11 @@ namespace {
 using audiomatch::Adding;
 using audiomatch::EmbeddedReferences;
 using audiomatch::FoundHits;
+using audiomatch::kThresholds;
+using audiomatch::LocalStore;
 using audiomatch::NewReference;
+using audiomatch::ReferenceDatabase;
+using audiomatch::StoreFolder;
 using namespace testing_support;
 
 TEST(PackedBucket, KeepsEntriesSortedAndOnce) {
@@ -97,6 +106,61 @@ TEST(EmbeddedReferences, ForgetWhatIsRemovedAndWhatWasNotFinished) {
 
   std::ofstream(folder / "other") << std::string(8192, 'x');
   EXPECT_THROW(EmbeddedReferences(folder / "other"), audiomatch::FileError);
+}
+
+TEST(References, AreLookedUpForAsManyHitsAsAreWanted) {
+  audio::gLogger.setEnabled(false);
+  const TemporaryFolder folder;
+  const ReferenceDatabase file = databaseOf(someReferences(), folder / "db");
+  EmbeddedReferences store(folder / "store");
+  store.add(someReferences(), {});
+  const std::size_t hits = file.find(question()).hits.size();
+  for (const audiomatch::References* each : {static_cast<const audiomatch::References*>(&store),
+                                             static_cast<const audiomatch::References*>(&file)}) {
+    EXPECT_EQ(each->find(question(), hits).hits.size(), hits);
+    EXPECT_THROW(each->find(question(), hits - 1), std::length_error);
+  }
+}
+
+TEST(LocalStore, TellsReferencesOfOneNameApart) {
+  audio::gLogger.setEnabled(false);
+  const TemporaryFolder folder;
+  std::vector<NewReference> references = someReferences();
+  // The first in the folder has the name of the last in the file, as a push may bring it.
+  StoreFolder(folder / "store").references().add({&references[8], 1}, {});
+  const auto expected = databaseOf(references, folder / "db").find(question());
+  LocalStore store(std::make_unique<const ReferenceDatabase>(folder / "db"),
+                   std::make_unique<StoreFolder>(folder / "store"), kThresholds);
+  EXPECT_EQ(store.names()->recordingCount(), 10u);
+  const auto found = store.find(question(), LocalStore::Patience::kNone).references;
+  const auto of_first = named(expected);
+  const auto of_both = named(found);
+  for (std::size_t i = 0; i < of_both.size(); ++i) {
+    auto twice = of_first[i];
+    std::ranges::copy_if(of_first[i], std::back_inserter(twice),
+                         [](const auto& hit) { return hit.first == "track 8"; });
+    EXPECT_EQ(of_both[i], twice);
+  }
+}
+
+TEST(LocalStore, NotesWhatItRemembersAndNoMore) {
+  audio::gLogger.setEnabled(false);
+  const TemporaryFolder folder;
+  const audiomatch::ChannelSession session{"a", {.update = 1, .monitor = 10}, "1"};
+  const std::vector<audio::AudioAttribute> some(100, {7, 5});
+  const auto open = [&] {
+    return LocalStore(std::make_unique<const audiomatch::NoReferences>(),
+                      std::make_unique<StoreFolder>(folder / "store"), kThresholds);
+  };
+  {
+    LocalStore store = open();
+    store.apply(7, session, 1000, some);
+    const std::uint64_t bytes = store.counts().bytes;
+    for (std::uint32_t late = 0; late < 1000; ++late) store.apply(7, session, late, some);
+    EXPECT_EQ(store.counts().bytes, bytes);
+  }
+  LocalStore again = open();
+  EXPECT_EQ(again.counts().attributes, some.size());
 }
 
 }  // namespace

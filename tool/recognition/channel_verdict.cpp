@@ -5,7 +5,6 @@
 #include <new>
 #include <span>
 
-#include "base/analysis_grid.h"
 #include "match/audio_matcher.h"
 #include "match/database/packed_entry.h"
 #include "match/scoring/offset_consensus.h"
@@ -14,17 +13,16 @@
 namespace audiomatch {
 namespace {
 
-/// Frames by which the time code goes on from one analysis to the next.
-std::uint32_t codesPerUpdate(const ChannelPeriods& periods) noexcept {
-  return periods.update * audio::kAnalysisRate / audio::kHopSamples + 1;
-}
-
 /// The seconds from the place of a time code to what a channel plays now.
 double secondsAgo(const OnAir& channel, std::uint32_t code) noexcept {
+  const std::uint32_t update = channel.periods.update;
   const std::uint32_t codes = codesPerUpdate(channel.periods);
+  // The latest analysis begins at its number's code, and what it has lies behind that.
+  const std::uint32_t ahead = (audio::kBufferSeconds + update) * codes / update;
   const std::uint32_t since =
-      (channel.latest * codes - code) & static_cast<std::uint32_t>(audio::kEntryTimeMask);
-  return static_cast<double>(since) / codes * channel.periods.update + audio::kBufferSeconds;
+      (channel.latest * codes + ahead - code) & static_cast<std::uint32_t>(audio::kEntryTimeMask);
+  const double seconds = (static_cast<double>(since) - ahead) / codes * update;
+  return std::max(seconds + audio::kBufferSeconds, 0.0);
 }
 
 }  // namespace

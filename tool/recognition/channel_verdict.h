@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "base/analysis_grid.h"
 #include "feature/audio_feature.h"
 #include "match/audio_attribute.h"
 #include "tool/recognition/verdict.h"
@@ -20,6 +21,11 @@ struct ChannelPeriods {
   friend bool operator==(const ChannelPeriods&, const ChannelPeriods&) = default;
 };
 
+/// Frames by which a channel's time code goes on from one analysis to the next.
+constexpr std::uint32_t codesPerUpdate(const ChannelPeriods& periods) noexcept {
+  return periods.update * audio::kAnalysisRate / audio::kHopSamples + 1;
+}
+
 /// A channel that is on air, as far as an answer needs to know it.
 struct OnAir {
   std::string name;
@@ -33,8 +39,9 @@ struct HeardOn {
   std::string name;
   std::int32_t hits;      ///< features of the recording that the channel played, at any time
   std::int32_t agreeing;  ///< those of them that agree on one time
-  double seconds_ago;     ///< that the recording began, by the channel's time
-  std::int32_t offset;    ///< the same as the channel's time code less the recording's
+  /// That the recording began, by the channel's time; modulo the time code's, some 512 s.
+  double seconds_ago;
+  std::int32_t offset;  ///< the same as the channel's time code less the recording's
 };
 
 /// A feature of a recording that a channel played too.

@@ -11,6 +11,11 @@ namespace {
 // speaks again, after which it speaks no more.
 constexpr std::size_t kMostReplaced = 16;
 
+/// What a clock shows, wider than its own counts: analyses may be numbered up to 2^32.
+double secondsOf(LiveChannels::Clock::time_point when) noexcept {
+  return std::chrono::duration<double>(when.time_since_epoch()).count();
+}
+
 std::vector<std::uint32_t> keysOf(const std::vector<audio::AudioAttribute>& attributes) {
   std::vector<std::uint32_t> keys(attributes.size());
   std::ranges::transform(attributes, keys.begin(), &audio::AudioAttribute::hashKey);
@@ -52,8 +57,7 @@ Taken LiveChannels::begin(std::uint32_t id, const ChannelSession& session, std::
     if (channel.replaced.size() > kMostReplaced) channel.replaced.pop_front();
   }
   append(*made.begin(), analysis, current, when);
-  channel.first =
-      channel.last - std::chrono::seconds{std::uint64_t{analysis} * session.periods.update};
+  channel.first = secondsOf(when) - static_cast<double>(analysis) * session.periods.update;
   if (!is_more) forget(before);
   channels_.insert(made.extract(id));
   return Taken::kBegins;
@@ -118,6 +122,16 @@ void LiveChannels::expectRoom(std::size_t coming, std::size_t leaving) const {
   }
 }
 
+bool LiveChannels::remembers(std::uint32_t id, const ChannelSession& session,
+                             std::uint32_t analysis) const {
+  const std::lock_guard lock(mutex_);
+  const auto place = channels_.find(id);
+  if (place == channels_.end() || place->second.session != session) return false;
+  const std::deque<Analysis>& remembered = place->second.remembered;
+  const auto at = std::ranges::lower_bound(remembered, analysis, {}, &Analysis::number);
+  return at != remembered.end() && at->number == analysis;
+}
+
 bool LiveChannels::end(std::uint32_t id, const std::optional<std::string>& key) {
   const std::lock_guard lock(mutex_);
   const auto place = channels_.find(id);
@@ -165,10 +179,10 @@ std::vector<ChannelStatus> LiveChannels::list() const {
   const Clock::time_point now = Clock::now();
   for (const auto& [id, channel] : channels_) {
     const std::uint32_t latest = channel.remembered.back().number;
-    const Seconds due{static_cast<double>(latest) * channel.session.periods.update};
-    const Seconds lag = channel.last - channel.first - due;
+    const double due = static_cast<double>(latest) * channel.session.periods.update;
+    const double lag = secondsOf(channel.last) - channel.first - due;
     all.push_back({id, channel.session.name, channel.count, channel.attributes,
-                   Seconds(now - channel.last).count(), std::max(lag.count(), 0.0)});
+                   Seconds(now - channel.last).count(), std::max(lag, 0.0)});
   }
   return all;
 }

@@ -73,6 +73,9 @@ class LiveChannels {
   Taken apply(std::uint32_t id, const ChannelSession& session, std::uint32_t analysis,
               std::vector<audio::AudioAttribute> current, Clock::time_point when = Clock::now());
 
+  /// Whether an analysis of a channel's session is among those that it has attributes of.
+  bool remembers(std::uint32_t id, const ChannelSession& session, std::uint32_t analysis) const;
+
   /// Forgets what a channel played, when it has ended. False when it wasn't on air.
   ///
   /// @param key  of the session that ends; none for any
@@ -110,11 +113,11 @@ class LiveChannels {
   struct Channel {
     ChannelSession session;
     std::deque<std::string> replaced{};  // keys of sessions before it, oldest first
-    Clock::time_point first{};           // analysis came, or would have come
-    Clock::time_point last{};
-    std::uint64_t count = 0;            // of the analyses that have come
-    std::deque<Analysis> remembered{};  // oldest first, at least one
-    std::size_t attributes = 0;         // of these
+    Clock::time_point last{};            // analysis came
+    double first = 0.0;                  // came, or would have come, by the clock's seconds
+    std::uint64_t count = 0;             // of the analyses that have come
+    std::deque<Analysis> remembered{};   // oldest first, at least one
+    std::size_t attributes = 0;          // of these
   };
 
   using Channels = std::map<std::uint32_t, Channel>;

@@ -50,15 +50,17 @@ ReferenceDatabase::ReferenceDatabase(const std::filesystem::path& path) {
   names_ = std::make_shared<const ReferenceNames>(std::move(names), entries);
 }
 
-FoundHits ReferenceDatabase::find(const std::vector<audio::AudioFeature>& features) const {
+FoundHits ReferenceDatabase::lookUp(const std::vector<audio::AudioFeature>& features,
+                                    std::size_t most) const {
   FoundHits found{.hits = {}, .ends = {}, .names = names_};
-  database_.extractHits(features, found.hits);
   found.ends.reserve(features.size());
   std::size_t end = 0;
   for (const audio::AudioFeature& feature : features) {
     end += database_.bucket(feature.hashKey).count;
     found.ends.push_back(end);
   }
+  requireHits(end, most);
+  database_.extractHits(features, found.hits);
   return found;
 }
 

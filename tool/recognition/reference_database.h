@@ -16,10 +16,11 @@ class ReferenceDatabase : public References {
   /// or isn't whole, and std::bad_alloc.
   explicit ReferenceDatabase(const std::filesystem::path& path);
 
-  FoundHits find(const std::vector<audio::AudioFeature>& features) const override;
   std::shared_ptr<const ReferenceNames> names() const override { return names_; }
 
  private:
+  FoundHits lookUp(const std::vector<audio::AudioFeature>& features,
+                   std::size_t most) const override;
   audio::AudioDatabase database_;
   std::shared_ptr<const ReferenceNames> names_;
 };

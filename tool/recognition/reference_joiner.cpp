@@ -25,6 +25,8 @@ std::shared_ptr<const ReferenceNames> ReferenceJoiner::join(
   if (second_ == second) return joined_;
   std::vector<std::string> list;
   append(list, *first);
+  // Between them, so that the last of the first isn't taken for a part of one of its name.
+  list.emplace_back();
   append(list, *second);
   joined_ = std::make_shared<const ReferenceNames>(std::move(list),
                                                    first->entryCount() + second->entryCount());
@@ -34,7 +36,7 @@ std::shared_ptr<const ReferenceNames> ReferenceJoiner::join(
 
 FoundHits ReferenceJoiner::join(const FoundHits& first, FoundHits second) {
   if (first.names->audioCount() == 0) return second;
-  const auto shift = static_cast<std::int32_t>(first.names->audioCount());
+  const auto shift = static_cast<std::int32_t>(first.names->audioCount() + 1);
   FoundHits joined{.hits = {},
                    .ends = {},
                    .names = join(first.names, second.names),

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <memory>
 #include <span>
+#include <stdexcept>
 #include <vector>
 
 #include "feature/audio_feature.h"
@@ -29,6 +31,17 @@ struct FoundHits {
   }
 };
 
+/// Most hits of a look-up that is made for a stranger, who may send features that have any
+/// number of them: 160 MB.
+inline constexpr std::size_t kMostHits = 20'000'000;
+/// For whoever may look up what he likes.
+inline constexpr std::size_t kAnyHits = std::numeric_limits<std::size_t>::max();
+
+/// Throws std::length_error for a look-up of more hits than it may have.
+inline void requireHits(std::size_t hits, std::size_t most) {
+  if (hits > most) throw std::length_error("it has too much in common with the references");
+}
+
 /// References to recognise recordings by, wherever their entries are. Any thread.
 class References {
  public:
@@ -39,10 +52,18 @@ class References {
   /// holds them fails.
   ///
   /// @param features  sorted by key, as an extractor gives them
-  virtual FoundHits find(const std::vector<audio::AudioFeature>& features) const = 0;
+  /// @param most      hits beyond which it throws std::length_error instead, as `requireHits`
+  FoundHits find(const std::vector<audio::AudioFeature>& features,
+                 std::size_t most = kAnyHits) const {
+    return lookUp(features, most);
+  }
 
   /// The names that there are now; never null. Throws as `find` does.
   virtual std::shared_ptr<const ReferenceNames> names() const = 0;
+
+ private:
+  virtual FoundHits lookUp(const std::vector<audio::AudioFeature>& features,
+                           std::size_t most) const = 0;
 };
 
 }  // namespace audiomatch

@@ -89,13 +89,16 @@ void ChannelJournal::note(const Note& note) {
   LmdbTransaction change(file_, LmdbTransaction::Kind::kWriting);
   const std::string session = encode(note.session);
   const std::string channel = keyOf(note.id);
+  const std::string place = channel + keyOf(note.analysis);
   if (change.get(sessions_, channel) != session) {
     dropBefore(change, note.id, std::numeric_limits<std::uint64_t>::max());
     change.put(sessions_, channel, session);
+  } else if (change.get(analyses_, place)) {
+    return;
   }
   const std::uint32_t slots = note.session.periods.monitor / note.session.periods.update;
   if (note.analysis >= slots) dropBefore(change, note.id, note.analysis - slots + 1);
-  change.put(analyses_, channel + keyOf(note.analysis), encode(note));
+  change.put(analyses_, place, encode(note));
   change.commit();
 }
 

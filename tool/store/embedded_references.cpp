@@ -105,7 +105,8 @@ std::shared_ptr<const ReferenceNames> EmbeddedReferences::names() const {
   return names_;
 }
 
-FoundHits EmbeddedReferences::find(const std::vector<audio::AudioFeature>& features) const {
+FoundHits EmbeddedReferences::lookUp(const std::vector<audio::AudioFeature>& features,
+                                     std::size_t most) const {
   const std::shared_ptr<const ReferenceNames> names = this->names();
   const LmdbTransaction look(file_, LmdbTransaction::Kind::kReading);
   // Buckets lie anywhere in the file: all are asked for before the first is read.
@@ -119,7 +120,7 @@ FoundHits EmbeddedReferences::find(const std::vector<audio::AudioFeature>& featu
     fetchSoon(buckets.back());
     bytes += buckets.back().size();
   }
-  HitReader reader(names, bytes);
+  HitReader reader(names, bytes, most);
   for (std::size_t i = 0; i < features.size(); ++i) reader.take(features[i], buckets[i]);
   return reader.finish();
 }

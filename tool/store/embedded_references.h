@@ -18,7 +18,6 @@ class EmbeddedReferences : public ReferenceStore {
   /// Opens the file, or makes it; one process at a time has it. Throws FileError.
   explicit EmbeddedReferences(const std::filesystem::path& file);
 
-  FoundHits find(const std::vector<audio::AudioFeature>& features) const override;
   std::shared_ptr<const ReferenceNames> names() const override;
   std::vector<Adding> add(std::span<const NewReference> references,
                           const Watcher& watcher) override;
@@ -28,6 +27,8 @@ class EmbeddedReferences : public ReferenceStore {
   std::uint64_t bytes() const { return file_.bytes(); }
 
  private:
+  FoundHits lookUp(const std::vector<audio::AudioFeature>& features,
+                   std::size_t most) const override;
   void loadNames();
   void publish(std::shared_ptr<const ReferenceNames> names) noexcept;
   struct Addition;

@@ -6,13 +6,17 @@
 
 namespace audiomatch {
 
-HitReader::HitReader(std::shared_ptr<const ReferenceNames> names, std::size_t bytes) {
+HitReader::HitReader(std::shared_ptr<const ReferenceNames> names, std::size_t bytes,
+                     std::size_t most)
+    : most_(most) {
+  requireHits(bytes / kPackedBytes, most);
   found_.names = std::move(names);
   found_.hits.reserve(bytes / kPackedBytes);
 }
 
 void HitReader::take(const audio::AudioFeature& feature, std::string_view bucket) {
   const ReferenceNames& names = *found_.names;
+  requireHits(read_ += bucket.size() / kPackedBytes, most_);
   const std::size_t begin = found_.hits.size();
   found_.hits.resize(begin + bucket.size() / kPackedBytes);
   std::size_t end = begin;

@@ -16,7 +16,8 @@ namespace audiomatch {
 class HitReader {
  public:
   /// @param bytes  of all buckets that are to come, for room
-  HitReader(std::shared_ptr<const ReferenceNames> names, std::size_t bytes);
+  /// @param most   entries of all buckets beyond which it throws, as `requireHits` does
+  HitReader(std::shared_ptr<const ReferenceNames> names, std::size_t bytes, std::size_t most);
 
   /// Takes the bucket of the next feature, as stores keep it.
   void take(const audio::AudioFeature& feature, std::string_view bucket);
@@ -26,6 +27,8 @@ class HitReader {
 
  private:
   FoundHits found_;
+  std::size_t read_ = 0;  // entries
+  std::size_t most_;
 };
 
 }  // namespace audiomatch

@@ -1,10 +1,14 @@
 #include "tool/store/local_store.h"
 
+#include <fmt/core.h>
+
 #include <algorithm>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 
 #include "tool/base/errors.h"
+#include "tool/output/messages.h"
 
 namespace audiomatch {
 namespace {
@@ -31,16 +35,25 @@ LocalStore::LocalStore(std::unique_ptr<const References> own, std::unique_ptr<St
                        const Thresholds& thresholds)
     : own_(std::move(own)), folder_(std::move(folder)), channels_(thresholds) {
   if (!folder_) return;
-  folder_->journal().read([this](ChannelJournal::Note note) {
-    channels_.apply(note.id, note.session, note.analysis, std::move(note.attributes), note.when);
+  std::size_t left_out = 0;
+  folder_->journal().read([&](ChannelJournal::Note note) {
+    try {
+      channels_.apply(note.id, note.session, note.analysis, std::move(note.attributes), note.when);
+    } catch (const std::length_error&) {
+      ++left_out;
+    }
   });
+  if (left_out > 0) {
+    warn(fmt::format("{} noted analyses of channels are left out: there is no room", left_out));
+  }
   LocalStore::tidy();
 }
 
 Store::Found LocalStore::find(const std::vector<audio::AudioFeature>& features, Patience) {
-  Found found{own_->find(features), channels_.lookUp(features)};
+  Found found{own_->find(features, kMostHits), channels_.lookUp(features)};
   if (folder_) {
-    found.references = joiner_.join(found.references, folder_->references().find(features));
+    found.references =
+        joiner_.join(found.references, folder_->references().find(features, kMostHits));
   }
   return found;
 }
@@ -68,7 +81,8 @@ Taken LocalStore::apply(std::uint32_t id, const ChannelSession& session, std::ui
   const std::lock_guard lock(noting_);
   const auto now = LiveChannels::Clock::now();
   const Taken taken = channels_.apply(id, session, analysis, current, now);
-  if (folder_ && taken != Taken::kReplaced) {
+  // One that came before may not have been noted, if the disk was full.
+  if (folder_ && channels_.remembers(id, session, analysis)) {
     folder_->journal().note({id, session, analysis, now, std::move(current)});
   }
   return taken;

@@ -19,9 +19,6 @@ class ClusterReferences : public ReferenceStore {
   explicit ClusterReferences(const std::string& url)
       : cluster_(parseRedisTarget(url), kTimes), references_(cluster_) {}
 
-  FoundHits find(const std::vector<audio::AudioFeature>& features) const override {
-    return references_.find(features);
-  }
   std::shared_ptr<const ReferenceNames> names() const override { return references_.names(); }
   std::vector<Adding> add(std::span<const NewReference> references,
                           const Watcher& watcher) override {
@@ -30,6 +27,11 @@ class ClusterReferences : public ReferenceStore {
   bool remove(const std::string& name) override { return references_.remove(name); }
 
  private:
+  FoundHits lookUp(const std::vector<audio::AudioFeature>& features,
+                   std::size_t most) const override {
+    return references_.find(features, most);
+  }
+
   RedisCluster cluster_;
   RedisReferences references_;
 };
@@ -39,9 +41,6 @@ class FolderReferences : public ReferenceStore {
  public:
   explicit FolderReferences(const std::string& folder) : folder_(folder) {}
 
-  FoundHits find(const std::vector<audio::AudioFeature>& features) const override {
-    return folder_.references().find(features);
-  }
   std::shared_ptr<const ReferenceNames> names() const override {
     return folder_.references().names();
   }
@@ -52,6 +51,11 @@ class FolderReferences : public ReferenceStore {
   bool remove(const std::string& name) override { return folder_.references().remove(name); }
 
  private:
+  FoundHits lookUp(const std::vector<audio::AudioFeature>& features,
+                   std::size_t most) const override {
+    return folder_.references().find(features, most);
+  }
+
   mutable StoreFolder folder_;
 };
 

@@ -125,8 +125,8 @@ std::shared_ptr<const ReferenceNames> RedisReferences::names() const {
 
 RedisReferences::Query::Query(const RedisReferences& references,
                               const std::vector<audio::AudioFeature>& features, RedisEnd end,
-                              std::vector<RedisCommand>& commands)
-    : references_(references), features_(features), end_(end) {
+                              std::vector<RedisCommand>& commands, std::size_t most)
+    : references_(references), features_(features), end_(end), most_(most) {
   if (!references.latest().version) references.load(end);
   Known known = references.latest();
   version_ = known.version.value_or("");
@@ -147,7 +147,7 @@ bool RedisReferences::Query::read(std::span<const RedisReply> replies, FoundHits
   }
   std::size_t bytes = 0;
   for (const RedisReply& bucket : replies.subspan(1, count_)) bytes += bucket.text.size();
-  HitReader reader(names_, bytes);
+  HitReader reader(names_, bytes, most_);
   std::size_t next = 0;
   for (std::size_t i = 0; i < features_.size(); ++i) {
     if (i == 0 || features_[i].hashKey != features_[i - 1].hashKey) ++next;
@@ -160,11 +160,12 @@ bool RedisReferences::Query::read(std::span<const RedisReply> replies, FoundHits
   return true;
 }
 
-FoundHits RedisReferences::find(const std::vector<audio::AudioFeature>& features) const {
+FoundHits RedisReferences::lookUp(const std::vector<audio::AudioFeature>& features,
+                                  std::size_t most) const {
   FoundHits found;
   for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
     std::vector<RedisCommand> commands;
-    const Query query(*this, features, end_, commands);
+    const Query query(*this, features, end_, commands, most);
     if (query.read(cluster_.run(commands, end_), found)) return found;
   }
   throw StoreError(cluster_.url(), "its references change too fast to be looked into; try again");

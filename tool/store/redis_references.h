@@ -25,7 +25,6 @@ class RedisReferences : public ReferenceStore {
   explicit RedisReferences(RedisCluster& cluster, RedisEnd end = RedisEnd::kWait)
       : cluster_(cluster), end_(end) {}
 
-  FoundHits find(const std::vector<audio::AudioFeature>& features) const override;
   std::shared_ptr<const ReferenceNames> names() const override;
   std::vector<Adding> add(std::span<const NewReference> references,
                           const Watcher& watcher) override;
@@ -44,7 +43,7 @@ class RedisReferences : public ReferenceStore {
     /// Appends its commands: the version, then a bucket for each key. They are to be run
     /// with the same `end`.
     Query(const RedisReferences& references, const std::vector<audio::AudioFeature>& features,
-          RedisEnd end, std::vector<RedisCommand>& commands);
+          RedisEnd end, std::vector<RedisCommand>& commands, std::size_t most);
 
     /// Reads the replies to these, which come from `replies` on. False when names have
     /// changed meanwhile: the question is then to be asked again.
@@ -54,12 +53,15 @@ class RedisReferences : public ReferenceStore {
     const RedisReferences& references_;
     const std::vector<audio::AudioFeature>& features_;
     RedisEnd end_;
+    std::size_t most_;  // hits
     std::string version_;
     std::shared_ptr<const ReferenceNames> names_;
     std::size_t count_ = 0;  // of buckets
   };
 
  private:
+  FoundHits lookUp(const std::vector<audio::AudioFeature>& features,
+                   std::size_t most) const override;
   /// The names that there were at some version.
   struct Known {
     std::optional<std::string> version{};  // none yet

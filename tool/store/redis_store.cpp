@@ -22,14 +22,14 @@ Store::Found RedisStore::find(const std::vector<audio::AudioFeature>& features, 
   const RedisEnd end = patience == Patience::kWait ? RedisEnd::kWait : RedisEnd::kPartial;
   for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
     std::vector<RedisCommand> commands;
-    const RedisReferences::Query of_references(references_, features, end, commands);
+    const RedisReferences::Query of_references(references_, features, end, commands, kMostHits);
     const std::size_t first = commands.size();
     const RedisChannels::Query of_channels(channels_, features, commands);
     const std::vector<RedisReply> replies = cluster_.run(commands, end);
     Found found;
     if (!of_references.read(std::span(replies).first(first), found.references)) continue;
     const bool is_whole = of_channels.read(std::span(replies).subspan(first), found.channels);
-    found.references = joiner_.join(own_->find(features), std::move(found.references));
+    found.references = joiner_.join(own_->find(features, kMostHits), std::move(found.references));
     found.references.is_partial = found.references.is_partial || !is_whole;
     return found;
   }

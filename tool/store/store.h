@@ -36,6 +36,7 @@ class Store {
     FoundHits references;
     std::vector<audio::AudioAttribute> channels;  ///< as AttributeIndex gives it
   };
+  /// Throws std::length_error, too, for more than `kMostHits` hits and as AttributeCollector does.
   virtual Found find(const std::vector<audio::AudioFeature>& features, Patience patience) = 0;
 
   /// The references that there are now; never null.
