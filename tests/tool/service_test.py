@@ -190,7 +190,9 @@ class ServiceTest(unittest.TestCase):
                 (413, ("POST", "/v1/recognise", pathlib.Path("long.wav").read_bytes())),
                 (413, ("POST", "/v1/recognise", bytes((32 << 20) + 1))),
                 (404, ("GET", "/etc/passwd")), (405, ("GET", "/v1/recognise")),
-                (404, ("DELETE", "/v1/channels/seven")), (404, ("DELETE", "/v1/channels/4294967295")),
+                (400, ("DELETE", "/v1/channels/seven")), (400, ("DELETE", "/v1/channels/4294967295")),
+                (400, ("POST", "/v1/recognise?drawing=yes", b"startTime,hashKey\n1,5\n")),
+                (400, ("POST", "/v1/recognise?wiat=1", b"xx")),
                 (415, ("POST", "/v1/channels/7", b"{}")), (400, ("GET", "/%zz")),
                 (400, ("POST", "/v1/channels/7", b"[1]", as_json)),
                 (413, ("POST", "/v1/recognise", b"[" * 1000, as_json)),
@@ -205,6 +207,12 @@ class ServiceTest(unittest.TestCase):
                 headers = request[3] if len(request) > 3 else {}
                 status, answer = server.ask(*request[:3], **headers)
                 self.assertEqual((status, list(answer)), (expected, ["error", "version"]), request[:2])
+            # Its sender learns what to do.
+            for hint, headers in (("Content-Type: application/json", {}),
+                                  ("--data-binary", {"Content_Type": "multipart/form-data; boundary=x"})):
+                answer = server.recognise(b'{"features":[[1,5]]}', **headers)
+                self.assertEqual(answer[0], 415)
+                self.assertIn(hint, answer[1]["error"])
             json_body = json.dumps({"features": [[1, 1 << 20]]})
             self.assertEqual(server.recognise(json_body, **as_json)[0], 400)
             # As much as a question may hold is taken.
@@ -227,7 +235,7 @@ class ServiceTest(unittest.TestCase):
                 self.assertIn(status, (200, 503))
             self.assertTrue(server.until(lambda: server.ask("GET", "/healthz")[0] == 200))
             metrics = server.ask("GET", "/metrics")[1]
-            self.assertIn('audiomatch_requests_total{route="/v1/recognise",status="415"} 2', metrics)
+            self.assertIn('audiomatch_requests_total{route="/v1/recognise",status="415"} 4', metrics)
         self.assertEqual(server.process.returncode, 0)
 
     def test_odd_heads(self):
@@ -248,6 +256,17 @@ class ServiceTest(unittest.TestCase):
                 answer = server.raw(request)
                 self.assertEqual(re.findall(rb"HTTP/1.1 (\d+)", answer), statuses, request)
                 self.assertIn(holds, answer)
+
+    def test_a_name_that_leads_here_is_no_name_of_its_own(self):
+        with Server() as server:
+            for host, status in (("localhost:8080", 200), ("LOCALHOST", 200), ("[::1]:80", 200),
+                                 ("127.0.0.1", 200), ("rebound.example:8080", 403),
+                                 ("127.0.0.1.example", 403)):
+                self.assertEqual(server.ask("GET", "/v1/channels", Host=host)[0], status, host)
+                self.assertEqual(server.ask("GET", "/healthz", Host=host)[0], 200)
+        pathlib.Path("token").write_text(TOKEN)
+        with Server("--token-file", "token") as server:
+            self.assertEqual(server.ask("GET", "/v1/channels", Host="behind.example")[0], 200)
 
     def test_one_client_takes_no_other_ones_room(self):
         message = {"name": "a", "session": "s", "update": 1, "monitor": 10,
@@ -411,7 +430,7 @@ class ServiceTest(unittest.TestCase):
             self.assertEqual(len(hits["agreeing"]), best["agreeing"])
             for frame, _, _, _, seconds in hits["agreeing"]:
                 # A channel's second has 32 frames.
-                self.assertAlmostEqual((seconds + frame / 32) % 512, 5.0, delta=0.2)
+                self.assertAlmostEqual(seconds, max(5.0 - frame / 32, 0.0), delta=0.2)
             # A new session begins anew.
             message.update(session="b", analyses=[])
             message["analyses"] = [{"number": 0, "attributes": []}]

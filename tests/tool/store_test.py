@@ -16,7 +16,7 @@ import unittest
 import urllib.parse
 
 from redis_nodes import Nodes
-from service_test import Server
+from service_test import Server, many_lines, many_packed
 from tool_runner import RATE, TOOL, noise, run, write_wav
 
 
@@ -65,7 +65,9 @@ class StoreTest(unittest.TestCase):
             for name in (odd, "two"):
                 self.assertEqual(self.add(server, name, self.sounds["one"])[0], 409)
             path = "/v1/references/" + urllib.parse.quote(odd, safe="")
-            self.assertEqual(server.ask("DELETE", "/v1/references/two")[1]["removed"], False)
+            status, answer = server.ask("DELETE", "/v1/references/two")
+            self.assertEqual(status, 409)
+            self.assertIn("audiomatch remove", answer["error"])
             self.assertEqual(server.ask("DELETE", path)[1]["removed"], True)
             self.assertEqual(server.ask("DELETE", path)[1]["removed"], False)
             self.assertIsNone(self.heard(server, "three"))
@@ -84,6 +86,14 @@ class StoreTest(unittest.TestCase):
                                        (400, "a", b""), (415, "a", b"no sound"),
                                        (415, "a", self.sounds["one"][:60])):
                 self.assertEqual(self.add(server, name, body)[0], status, (name[:9], body[:9]))
+            for body in (many_packed(4_000_001), b"startTime,hashKey\n225001,5\n"):
+                self.assertEqual(self.add(server, "a", body)[0], 413)
+            # Few bytes may ask for all that a reference has, any number of times.
+            self.assertEqual(self.add(server, "hot", many_lines(250))[0], 201)
+            status, answer = server.recognise(many_packed(90_000))
+            self.assertEqual((status, answer["error"]),
+                             (413, "it has too much in common with the references"))
+            self.assertEqual(server.recognise(many_packed(200))[0], 200)
             self.assertEqual(server.ask("POST", "/v1/references?name=%ff", b"x")[0], 400)
             # Nor by a page of another site that its reader's browser has open.
             path = "/v1/references?name=a"
@@ -268,6 +278,9 @@ class FaultTest(unittest.TestCase):
             self.assertEqual(self.heard(server, each), (each, False))
         self.assertNotEqual(self.heard(server, name)[0], name)
         self.assertNotIn("\naudiomatch_store_errors_total 0\n", server.ask("GET", "/metrics")[1])
+        # That it can be read doesn't make it work, however often it is looked at.
+        time.sleep(2.5)
+        self.assertEqual(server.ask("GET", "/healthz")[1]["store"], "failing")
         return added, name
 
     def test_a_full_store_says_so_and_goes_on(self):
@@ -276,6 +289,7 @@ class FaultTest(unittest.TestCase):
             added, name = self.fill(server)
             resource.prlimit(server.process.pid, resource.RLIMIT_FSIZE, (resource.RLIM_INFINITY,) * 2)
             self.assertEqual(self.add(server, name), 201)
+            self.assertEqual(server.ask("GET", "/healthz")[1]["store"], "ok")
             server.process.kill()
         with Server("--store", "folder") as server:
             for each in (*added, name):

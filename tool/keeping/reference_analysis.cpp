@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <utility>
 
 #include "feature/audio_feature.h"
@@ -64,7 +65,8 @@ Reference analyseReference(SoundSource& sound, const std::filesystem::path& path
   while (audio::AudioDataPtr part = parts.next()) {
     checkInterrupt();
     if (static_cast<double>(sound.position()) > most_seconds * sound.sampleRate()) {
-      throw FileError(path, fmt::format("longer than {:.0f} seconds", most_seconds));
+      throw std::length_error(
+          fmt::format("{} is longer than {:.0f} seconds", path.string(), most_seconds));
     }
     std::vector<audio::AudioFeature> entries = featuresOfPart(std::move(part), path, outcome);
     reference.features += entries.size();

@@ -39,7 +39,7 @@ Reference analyseReference(const std::filesystem::path& path, std::size_t most_e
 /// The same for a sound that is open, at its first sample.
 ///
 /// @param path          what messages call it
-/// @param most_seconds  beyond which it is refused, by a FileError
+/// @param most_seconds  beyond which it is refused, by a std::length_error
 Reference analyseReference(SoundSource& sound, const std::filesystem::path& path,
                            std::size_t most_entries, double most_seconds);
 

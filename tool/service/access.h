@@ -22,6 +22,9 @@ class Access {
   /// Throws FileError as readToken does.
   explicit Access(const AccessFiles& files);
 
+  /// Whether there is any token.
+  bool hasTokens() const noexcept { return changing_ || reading_; }
+
   /// Whether an Authorization header lets its sender change things.
   bool mayChange(const std::string& authorization) const;
   /// Whether it lets him ask; who may change may ask.

@@ -18,6 +18,7 @@ struct HttpRequest {
   std::string if_none_match;
   std::string origin;      ///< of the page that a browser sends it for; else empty
   std::string host;        ///< as the client knows the server, with its port
+  bool is_local = false;   ///< only this machine can have sent it
   std::size_t length = 0;  ///< of the body in bytes
   std::string body;
 };
@@ -31,9 +32,13 @@ struct HttpResponse {
 };
 
 /// Kinds of requests that don't get into each other's way: each has its own share of
-/// what a server has room for, and they are answered in turn.
-enum class HttpLane : std::size_t { kQuestions, kMessages };
-inline constexpr std::size_t kHttpLanes = 2;
+/// what a server has room for, and threads of its own that answer it.
+enum class HttpLane : std::size_t {
+  kQuestions,
+  kMessages,  ///< of listeners
+  kPatient,   ///< those that take long, or wait for what is away
+};
+inline constexpr std::size_t kHttpLanes = 3;
 
 /// What becomes of a request whose head has come.
 struct HttpAdmission {

@@ -6,6 +6,7 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <charconv>
+#include <deque>
 #include <exception>
 #include <system_error>
 #include <thread>
@@ -57,10 +58,11 @@ class HttpServer::Impl {
  public:
   Impl(const std::string& address, unsigned workers, const HttpLimits& limits, HttpHandler handler)
       : shared_(std::make_shared<HttpShared>(limits, std::move(handler))),
-        workers_(workers, limits.waiting, kHttpLanes),
         acceptor_(context_),
         rest_(context_) {
-    shared_->workers = &workers_;
+    for (WorkerPool*& pool : shared_->workers) {
+      pool = &workers_.emplace_back(workers, limits.waiting);
+    }
     try {
       const tcp::endpoint endpoint = parseEndpoint(address);
       acceptor_.open(endpoint.protocol());
@@ -144,7 +146,7 @@ class HttpServer::Impl {
 
   std::shared_ptr<HttpShared> shared_;
   asio::io_context context_{1};
-  WorkerPool workers_;
+  std::deque<WorkerPool> workers_;  // by lane
   tcp::acceptor acceptor_;
   asio::steady_timer rest_;
   bool is_waiting_ = false;  // for a connection, or to wait for one

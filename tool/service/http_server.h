@@ -16,7 +16,8 @@ struct HttpLimits {
   std::size_t header = 16 << 10;  ///< bytes of a request's head
   std::size_t body = 64 << 20;    ///< bytes of a request's body
   /// Bytes that have come of all bodies at one time, by lane.
-  std::array<std::size_t, kHttpLanes> bodies = {std::size_t{512} << 20, std::size_t{64} << 20};
+  std::array<std::size_t, kHttpLanes> bodies = {std::size_t{512} << 20, std::size_t{64} << 20,
+                                                std::size_t{256} << 20};
   std::size_t connections = 1024;
   std::size_t waiting = 256;          ///< requests of a lane that wait for a worker
   std::chrono::seconds idle{60};      ///< between requests of a connection
@@ -42,7 +43,7 @@ class HttpServer {
   /// threads.
   ///
   /// @param address  "HOST:PORT", a numeric host, IPv6 in brackets; port 0 is any free one
-  /// @param workers  threads that answer
+  /// @param workers  threads that answer requests of a lane
   HttpServer(const std::string& address, unsigned workers, const HttpLimits& limits,
              HttpHandler handler);
   HttpServer(const HttpServer&) = delete;
@@ -61,6 +62,7 @@ class HttpServer {
   /// Ends `run`; any thread.
   void stop();
 
+  /// As of now; any thread.
   HttpCounts counts() const noexcept;
 
  private:

@@ -93,6 +93,8 @@ void HttpSession::onHead(Error error) {
   if (error == http::error::body_limit) return refuse(413, "the body is too long");
   if (error) return refuse(400, "not an HTTP request");
   if (!readRequestHead(parser_->get(), request_)) return refuse(400, "the address makes no sense");
+  Error unknown;
+  request_.is_local = stream_.socket().local_endpoint(unknown).address().is_loopback();
   // Whatever it is, it would tell the body's length otherwise than Content-Length.
   if (parser_->get().count(http::field::transfer_encoding) > 0) {
     return refuse(411, "the body's length must be given (Content-Length)");
@@ -117,8 +119,6 @@ bool HttpSession::takeRoom(std::size_t size) {
 }
 
 void HttpSession::leaveRoom() noexcept {
-  // A worker may be the last to let go of a session, whose room has been left by then.
-  if (room_ == 0) return;
   shared_->body_bytes[static_cast<std::size_t>(lane_)] -= room_;
   room_ = 0;
 }
@@ -158,8 +158,8 @@ void HttpSession::onBody() {
   stream_.expires_never();
   // Nothing is asked of the system meanwhile that would keep the server going.
   const auto going = boost::asio::make_work_guard(stream_.get_executor());
-  if (!shared_->workers->post(static_cast<std::size_t>(lane_),
-                              [self = shared_from_this(), going] { self->work(); })) {
+  WorkerPool& workers = *shared_->workers[static_cast<std::size_t>(lane_)];
+  if (!workers.post([self = shared_from_this(), going] { self->work(); })) {
     ++shared_->refused;
     write(shared_->handler.refuse(503, "too many requests wait; try again later"),
           parser_->keep_alive());

@@ -28,9 +28,10 @@ struct HttpShared {
 
   const HttpLimits limits;
   const HttpHandler handler;
-  WorkerPool* workers = nullptr;
+  std::array<WorkerPool*, kHttpLanes> workers{};
   std::list<std::weak_ptr<HttpSession>> sessions;
-  std::array<std::size_t, kHttpLanes> body_bytes{};  // that have come and not gone, by lane
+  // That have come and not gone, by lane. A worker may be the last to let go of a session.
+  std::array<std::atomic<std::size_t>, kHttpLanes> body_bytes{};
   bool is_stopping = false;
   std::atomic<std::size_t> connections = 0;
   std::atomic<std::uint64_t> refused = 0;

@@ -138,9 +138,21 @@ Question fromSound(const HttpRequest& request, const std::optional<RawFormat>& r
 
 }  // namespace
 
-bool wantsDrawing(const HttpRequest& request) {
-  const auto wish = request.query.find("drawing");
-  return wish != request.query.end() && wish->second == "1";
+bool asksFor(const HttpRequest& request, const std::string& name) {
+  const auto wish = request.query.find(name);
+  if (wish == request.query.end() || wish->second == "0") return false;
+  if (wish->second != "1") throw HttpError(400, name + " must be 0 or 1");
+  return true;
+}
+
+HttpError notARecording(const HttpRequest& request, const FileError& error) {
+  std::string hint;
+  if (request.type.starts_with("multipart/")) {
+    hint = "; send it as the body itself (curl --data-binary @FILE), not as a form";
+  } else if (request.body.starts_with('{') && request.type != "application/json") {
+    hint = "; features as JSON need Content-Type: application/json";
+  }
+  return {415, error.what() + hint};
 }
 
 Question readQuestion(const HttpRequest& request) {
@@ -152,7 +164,7 @@ Question readQuestion(const HttpRequest& request) {
     if (request.type == "application/json") return fromJson(request.body);
     return fromSound(request, {});
   } catch (const FileError& error) {
-    throw HttpError(415, error.what());
+    throw notARecording(request, error);
   } catch (const std::length_error& error) {
     throw HttpError(413, error.what());
   } catch (const std::system_error& error) {

@@ -1,13 +1,16 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "base/audio_data.h"
 #include "feature/audio_feature.h"
 #include "feature/extraction_outcome.h"
+#include "tool/base/errors.h"
 #include "tool/input/raw_format.h"
 #include "tool/input/sound_source.h"
+#include "tool/service/http_error.h"
 #include "tool/service/http_message.h"
 
 namespace audiomatch {
@@ -34,8 +37,15 @@ struct Question {
 /// when it gives none. Throws HttpError with 400.
 std::optional<RawFormat> rawFormatOf(const HttpRequest& request);
 
+/// Whether a request's query asks for something by name: 1, or 0 as without it. Throws HttpError
+/// with 400 for another value.
+bool asksFor(const HttpRequest& request, const std::string& name);
+
 /// Whether an answer is to come with a drawing (?drawing=1).
-bool wantsDrawing(const HttpRequest& request);
+inline bool wantsDrawing(const HttpRequest& request) { return asksFor(request, "drawing"); }
+
+/// Why something isn't a recording, and what may help, from what its reading came to.
+HttpError notARecording(const HttpRequest& request, const FileError& error);
 
 /// Reads a question from a request's body: the features that a phone made, as JSON
 /// ({"features": [[startTime, hashKey], ...]}) or in any form that `features`

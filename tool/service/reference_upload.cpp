@@ -3,7 +3,9 @@
 #include <fmt/core.h>
 
 #include <memory>
+#include <system_error>
 
+#include "base/analysis_grid.h"
 #include "match/database/database_format.h"
 #include "tool/base/errors.h"
 #include "tool/input/fingerprint_file.h"
@@ -11,6 +13,7 @@
 #include "tool/keeping/entry_selection.h"
 #include "tool/keeping/reference_analysis.h"
 #include "tool/output/display_text.h"
+#include "tool/service/channel_message.h"
 #include "tool/service/http_error.h"
 #include "tool/service/question.h"
 
@@ -18,7 +21,6 @@ namespace audiomatch {
 namespace {
 
 constexpr const char* kWhat = "the recording";
-constexpr std::size_t kLongestReferenceName = 1000;
 // Stereo at 96 kHz: nine minutes of it are held at a time.
 constexpr std::uint64_t kMostSamplesPerSecond = 192'000;
 
@@ -34,15 +36,13 @@ NewReference fromSound(std::string name, const HttpRequest& request) {
 
 /// A fingerprint's features as a database takes them: in parts, each with times of its own.
 NewReference fromFingerprint(std::string name, const std::string& body) {
-  const Fingerprint fingerprint = parseFingerprint(body, "the fingerprint");
-  constexpr auto kMostParts =
-      static_cast<std::uint32_t>(kLongestReference * 31.25 / audio::kTimeSlots) + 1;
+  const Fingerprint fingerprint = parseFingerprint(body, "the fingerprint", kMostReferenceFeatures);
   NewReference reference{std::move(name), {}};
   for (const audio::AudioFeature& feature : fingerprint.features) {
-    const std::uint32_t part = feature.startTime / audio::kTimeSlots;
-    if (part >= kMostParts) {
+    if (audio::secondsOfFrames(feature.startTime) > kLongestReference) {
       throw HttpError(413, fmt::format("longer than {:.0f} seconds", kLongestReference));
     }
+    const std::uint32_t part = feature.startTime / audio::kTimeSlots;
     if (part >= reference.parts.size()) reference.parts.resize(part + 1);
     reference.parts[part].push_back({feature.startTime % audio::kTimeSlots, feature.hashKey});
   }
@@ -54,10 +54,10 @@ NewReference fromFingerprint(std::string name, const std::string& body) {
 }  // namespace
 
 std::string requireName(const std::string& name) {
-  if (name.empty() || name.size() > kLongestReferenceName || printable(name) != name) {
+  if (name.empty() || name.size() > kLongestName || printable(name) != name) {
     throw HttpError(400, fmt::format("give it a name of 1 to {} bytes, ?name=NAME, in UTF-8 and "
                                      "without control characters",
-                                     kLongestReferenceName));
+                                     kLongestName));
   }
   return name;
 }
@@ -72,7 +72,10 @@ NewReference readReference(const HttpRequest& request) {
     }
     return fromSound(std::move(name), request);
   } catch (const FileError& error) {
-    throw HttpError(415, error.what());
+    throw notARecording(request, error);
+  } catch (const std::system_error& error) {
+    // Descriptors or memory, which its sound is read through.
+    throw HttpError(503, std::string(error.what()) + "; try again later");
   }
 }
 

@@ -1,14 +1,16 @@
 #include "tool/service/router.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <algorithm>
+#include <boost/algorithm/string/predicate.hpp>
 #include <chrono>
 #include <new>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
 
+#include "tool/output/display_text.h"
 #include "tool/output/messages.h"
 #include "tool/service/answers.h"
 #include "tool/service/http_error.h"
@@ -22,6 +24,24 @@ bool isOwnPage(const HttpRequest& request) {
   if (request.origin.empty()) return true;
   const std::size_t scheme = request.origin.find("://");
   return scheme != std::string::npos && request.origin.substr(scheme + 3) == request.host;
+}
+
+/// Whether a request names the server as no page elsewhere can have a browser name it: names
+/// may be made to lead here.
+bool isNamedPlainly(const HttpRequest& request) {
+  const std::string host = request.host.substr(0, request.host.rfind(':'));
+  const bool is_numeric =
+      host.starts_with('[') || host.find_first_not_of("0123456789.") == std::string::npos;
+  return is_numeric || boost::algorithm::iequals(host, "localhost");
+}
+
+/// The first of a request's parameters that a route doesn't understand; nothing for none.
+std::optional<std::string> unknownParameter(const Route& route, const HttpRequest& request) {
+  if (route.access == Route::Access::kAnybody || route.is_quick) return {};
+  for (const auto& [name, value] : request.query) {
+    if (std::ranges::find(route.parameters, name) == route.parameters.end()) return name;
+  }
+  return {};
 }
 
 /// Whether a route has a request's path.
@@ -58,7 +78,8 @@ HttpAdmission Router::admit(const HttpRequest& request) {
     return {std::move(refused)};
   }
   if (route->is_quick) return {answer(request)};
-  return {{}, route->lane};
+  // What is asked to wait for what is away takes no other question's thread.
+  return {{}, request.query.contains("wait") ? HttpLane::kPatient : route->lane};
 }
 
 /// The answer to a request of a path that there isn't, or not with this method.
@@ -71,7 +92,7 @@ HttpResponse Router::refuseMethod(const HttpRequest& request) const {
     if (route.method == std::string_view("GET")) methods += ", HEAD";
   }
   if (methods.empty()) return errorResponse(404, "there is nothing at this address");
-  HttpResponse response = errorResponse(405, "not a method of this address");
+  HttpResponse response = errorResponse(405, "not a method of this address, which has " + methods);
   response.headers.emplace("Allow", methods);
   return response;
 }
@@ -94,8 +115,24 @@ std::optional<HttpResponse> Router::refusal(const HttpRequest& request, const Ro
   if (route->access == Route::Access::kChanger && !isOwnPage(request)) {
     return errorResponse(403, "a page of another site can't change anything");
   }
+  if (route->access != Route::Access::kAnybody && request.is_local && !access_.hasTokens() &&
+      !isNamedPlainly(request)) {
+    return errorResponse(
+        403,
+        "without a token it answers to localhost and 127.0.0.1 only; start it with "
+        "--token-file, or have a proxy send Host: localhost");
+  }
   if (!may(route->access, request.authorization)) {
-    return errorResponse(401, "needs a token: Authorization: Bearer TOKEN");
+    return errorResponse(401, request.authorization.empty()
+                                  ? "needs a token: Authorization: Bearer TOKEN"
+                                  : "the token isn't the one that this needs");
+  }
+  if (const auto unknown = unknownParameter(*route, request)) {
+    return errorResponse(
+        400, fmt::format("no parameter of this address: {}; it has {}", printable(*unknown),
+                         route->parameters.empty()
+                             ? "none"
+                             : fmt::to_string(fmt::join(route->parameters, ", "))));
   }
   const std::size_t most =
       request.type == "application/json" ? std::min(route->largest, kLargestJson) : route->largest;

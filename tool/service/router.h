@@ -4,6 +4,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tool/service/access.h"
@@ -24,6 +25,8 @@ struct Route {
   /// May throw: HttpError for what its sender should know, std::length_error for what is
   /// too much of something.
   std::function<HttpResponse(const HttpRequest&)> answer;
+  /// Names in the query that it understands; any, where anybody may ask or it is quick.
+  std::vector<std::string_view> parameters{};
   HttpLane lane = HttpLane::kQuestions;
   bool is_quick = false;  ///< and is answered whatever else waits
 };

@@ -40,7 +40,7 @@ std::uint32_t channelOf(const HttpRequest& request) {
   const char* end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, id);
   if (text.empty() || error != std::errc() || stop != end || id > kHighestChannel) {
-    throw HttpError(404, fmt::format("a channel's number is from 0 to {}", kHighestChannel));
+    throw HttpError(400, fmt::format("a channel's number is from 0 to {}", kHighestChannel));
   }
   return id;
 }
@@ -49,21 +49,77 @@ std::uint32_t channelOf(const HttpRequest& request) {
 
 std::vector<Route> Service::routes() {
   using enum Route::Access;
-  const auto to = [this](Answering answering) {
-    return [this, answering](const HttpRequest& request) { return tryTo(answering, request); };
+  using enum StoreUse;
+  const auto to = [this](Answering answering, StoreUse use) {
+    return [=, this](const HttpRequest& request) { return tryTo(answering, use, request); };
   };
   return {
-      {"POST", "/v1/recognise", kReader, kLargestQuestion, to(&Service::recognise)},
-      {"GET", "/v1/references", kReader, 0, to(&Service::listReferences)},
-      {"POST", "/v1/references", kChanger, kLargestReference, to(&Service::addReference)},
-      {"DELETE", kReferencePath.data(), kChanger, 0, to(&Service::removeReference)},
-      {"GET", "/v1/channels", kReader, 0, to(&Service::listChannels)},
-      {"POST", kChannelPath.data(), kChanger, kLargestJson, to(&Service::takeAnalyses),
+      {"POST",
+       "/v1/recognise",
+       kReader,
+       kLargestQuestion,
+       to(&Service::recognise, kLooking),
+       {"rate", "channels", "format", "drawing", "wait"}},
+      // Names that aren't known yet are waited for.
+      {"GET",
+       "/v1/references",
+       kReader,
+       0,
+       to(&Service::listReferences, kLooking),
+       {},
+       HttpLane::kPatient},
+      {"POST",
+       "/v1/references",
+       kChanger,
+       kLargestReference,
+       to(&Service::addReference, kReferences),
+       {"name", "rate", "channels", "format"},
+       HttpLane::kPatient},
+      {"DELETE",
+       kReferencePath.data(),
+       kChanger,
+       0,
+       to(&Service::removeReference, kReferences),
+       {},
+       HttpLane::kPatient},
+      {"GET",
+       "/v1/channels",
+       kReader,
+       0,
+       to(&Service::listChannels, kLooking),
+       {},
+       HttpLane::kPatient},
+      {"POST",
+       kChannelPath.data(),
+       kChanger,
+       kLargestJson,
+       to(&Service::takeAnalyses, kChannels),
+       {},
        HttpLane::kMessages},
-      {"DELETE", kChannelPath.data(), kChanger, 0, to(&Service::endChannel), HttpLane::kMessages},
+      {"DELETE",
+       kChannelPath.data(),
+       kChanger,
+       0,
+       to(&Service::endChannel, kChannels),
+       {"session"},
+       HttpLane::kMessages},
       // Whether it is alive is no secret, and asked by those who have no token.
-      {"GET", "/healthz", kAnybody, 0, to(&Service::health), HttpLane::kQuestions, true},
-      {"GET", "/metrics", kReader, 0, to(&Service::showMetrics), HttpLane::kQuestions, true},
+      {"GET",
+       "/healthz",
+       kAnybody,
+       0,
+       to(&Service::health, kLooking),
+       {},
+       HttpLane::kQuestions,
+       true},
+      {"GET",
+       "/metrics",
+       kReader,
+       0,
+       to(&Service::showMetrics, kLooking),
+       {},
+       HttpLane::kQuestions,
+       true},
       // The page asks its reader for the token.
       {"GET", "/", kAnybody, 0, pageResponse},
       {"GET", kPagePath.data(), kAnybody, 0, pageResponse},
@@ -74,29 +130,23 @@ Service::Service(std::unique_ptr<Store> store, const Thresholds& thresholds,
                  const AccessFiles& access)
     : store_(std::move(store)), thresholds_(thresholds), router_(routes(), access) {}
 
-void Service::tidy() {
+void Service::tidy() noexcept {
   try {
     for (const std::string& name : store_->tidy()) note(name + ": nobody listens any more");
-    if (!store_works_.exchange(true)) note("the store is back");
+    health_.worked(StoreUse::kLooking);
   } catch (const FileError& error) {
-    failed(error);
+    health_.failed(StoreUse::kLooking, error);
   } catch (const std::exception& error) {
-    report(fmt::format("the store can't be tidied up: {}", error.what()));
+    report(error.what());
   }
 }
 
-/// Counts a failure of the store; the first of several is said.
-void Service::failed(const FileError& error) {
-  ++store_errors_;
-  if (store_works_.exchange(false)) report(error);
-}
-
 /// Answers; a failure of the store is noted.
-HttpResponse Service::tryTo(Answering answering, const HttpRequest& request) {
+HttpResponse Service::tryTo(Answering answering, StoreUse use, const HttpRequest& request) {
   try {
     return (this->*answering)(request);
   } catch (const FileError& error) {
-    failed(error);
+    health_.failed(use, error);
     throw HttpError(503, "the store fails; the server's messages tell why");
   }
 }
@@ -110,7 +160,7 @@ HttpResponse Service::recognise(const HttpRequest& request) {
   bool is_partial = false;
   if (!question.features.empty()) {
     const auto patience =
-        request.query.contains("wait") ? Store::Patience::kWait : Store::Patience::kNone;
+        asksFor(request, "wait") ? Store::Patience::kWait : Store::Patience::kNone;
     const Store::Found found = store_->find(question.features, patience);
     is_partial = found.references.is_partial;
     const Answer of_references = judgeHits(question.features, found.references, thresholds_);
@@ -164,6 +214,7 @@ HttpResponse Service::addReference(const HttpRequest& request) {
   if (added == Adding::kConflict) {
     throw HttpError(409, "there is another reference of this name; remove it first");
   }
+  if (added == Adding::kAdded) health_.worked(StoreUse::kReferences);
   return jsonResponse({{"name", reference.name},
                        {"parts", reference.parts.size()},
                        {"entries", entries},
@@ -173,7 +224,13 @@ HttpResponse Service::addReference(const HttpRequest& request) {
 
 HttpResponse Service::removeReference(const HttpRequest& request) {
   const std::string name = requireName(request.path.substr(kReferencePath.size()));
-  return jsonResponse({{"name", name}, {"removed", store_->remove(name)}});
+  const bool removed = store_->remove(name);
+  if (!removed && store_->names()->has(name)) {
+    throw HttpError(409,
+                    "it is one of the database's; end the server, then remove it there (audiomatch "
+                    "remove)");
+  }
+  return jsonResponse({{"name", name}, {"removed", removed}});
 }
 
 HttpResponse Service::listChannels(const HttpRequest&) {
@@ -196,6 +253,7 @@ HttpResponse Service::takeAnalyses(const HttpRequest& request) {
   } catch (const std::length_error& error) {
     throw HttpError(503, std::string(error.what()) + "; try again later");
   }
+  health_.worked(StoreUse::kChannels);
   return jsonResponse({{"id", id}, {"analyses", message.analyses.size()}});
 }
 
@@ -220,7 +278,7 @@ HttpResponse Service::endChannel(const HttpRequest& request) {
 }
 
 HttpResponse Service::health(const HttpRequest&) {
-  const bool works = store_works_;
+  const bool works = health_.isGood();
   return jsonResponse({{"status", works ? "ok" : "degraded"}, {"store", works ? "ok" : "failing"}});
 }
 
@@ -238,7 +296,7 @@ HttpResponse Service::showMetrics(const HttpRequest&) {
   text += metric("audiomatch_store_bytes", "gauge", "Bytes of the store in use.",
                  static_cast<double>(held.bytes));
   text += metric("audiomatch_store_errors_total", "counter", "Times that the store failed.",
-                 static_cast<double>(store_errors_));
+                 static_cast<double>(health_.failures()));
   if (const HttpServer* server = server_) {
     const HttpCounts counts = server->counts();
     text += metric("audiomatch_connections", "gauge", "Connections that are open.",

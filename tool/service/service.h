@@ -5,10 +5,10 @@
 #include <mutex>
 #include <vector>
 
-#include "tool/base/errors.h"
 #include "tool/service/channel_message.h"
 #include "tool/service/http_server.h"
 #include "tool/service/router.h"
+#include "tool/service/store_health.h"
 #include "tool/store/store.h"
 
 namespace audiomatch {
@@ -17,13 +17,14 @@ namespace audiomatch {
 /// channel, a recording was heard. Any thread.
 class Service {
  public:
+  /// Throws FileError as readToken does.
   Service(std::unique_ptr<Store> store, const Thresholds& thresholds, const AccessFiles& access);
 
   /// The functions that a server needs. This object outlives it.
   HttpHandler handler() { return router_.handler(); }
 
   /// Ends the channels that nobody listens to any more. To be called every second or so.
-  void tidy();
+  void tidy() noexcept;
 
   /// Whose counts /metrics shows; null for none. It outlives this object, or is
   /// taken away before.
@@ -33,7 +34,7 @@ class Service {
   using Answering = HttpResponse (Service::*)(const HttpRequest&);
 
   std::vector<Route> routes();
-  HttpResponse tryTo(Answering answering, const HttpRequest& request);
+  HttpResponse tryTo(Answering answering, StoreUse use, const HttpRequest& request);
 
   HttpResponse recognise(const HttpRequest& request);
   HttpResponse listReferences(const HttpRequest& request);
@@ -46,13 +47,11 @@ class Service {
   HttpResponse showMetrics(const HttpRequest& request);
 
   void take(std::uint32_t id, const ChannelSession& session, ChannelMessage::Analysis analysis);
-  void failed(const FileError& error);
 
   std::unique_ptr<Store> store_;
   Thresholds thresholds_;
   Router router_;
-  std::atomic<std::uint64_t> store_errors_ = 0;
-  std::atomic<bool> store_works_ = true;
+  StoreHealth health_;
   std::atomic<const HttpServer*> server_ = nullptr;
   std::mutex adding_;  // held while a reference is analysed, which takes memory
 };
