@@ -108,14 +108,13 @@ void HttpSession::onHead(Error error) {
   readBody();
 }
 
-/// Counts what has come of a body, since what is announced may never come.
+/// Counts what has come of a body, since what is announced may never come. False when there is
+/// no room for it.
 bool HttpSession::takeRoom(std::size_t size) {
   const auto lane = static_cast<std::size_t>(lane_);
-  const std::size_t taken = shared_->body_bytes[lane] - room_ + size;
-  if (taken > shared_->limits.bodies[lane]) return false;
-  shared_->body_bytes[lane] = taken;
+  const std::size_t more = size - room_;
   room_ = size;
-  return true;
+  return shared_->body_bytes[lane].fetch_add(more) + more <= shared_->limits.bodies[lane];
 }
 
 void HttpSession::leaveRoom() noexcept {

@@ -22,7 +22,9 @@ class StoreFolder {
   /// Makes the folder, if need be, and opens what is in it. Throws FileError.
   explicit StoreFolder(const std::filesystem::path& folder);
 
+  /// What was added.
   EmbeddedReferences& references() noexcept { return references_; }
+  /// What channels played.
   ChannelJournal& journal() noexcept { return journal_; }
 
  private:
