@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tool/store/redis_failure.h"
 #include "tool/store/redis_script.h"
 #include "tool/store/redis_slot.h"
 #include "tool/store/redis_target.h"
@@ -109,12 +110,32 @@ TEST(RedisTrouble, SaysWhatAnErrorAsksFor) {
         Case{"LOADING Redis is loading the dataset in memory", Trouble::kLater, sender},
         Case{"NOSCRIPT No matching script.", Trouble::kScript, sender},
         Case{"NOAUTH Authentication required.", Trouble::kRefused, sender},
+        Case{"NOPERM this user has no permissions", Trouble::kRefused, sender},
+        Case{"ERR The user executing the script can't run this", Trouble::kRefused, sender},
+        Case{"ERR max number of clients reached", Trouble::kLater, sender},
         Case{"ERR unknown command", Trouble::kNone, {}}}) {
     const RedisTrouble trouble = redisTroubleOf({.kind = Kind::kError, .text = words}, sender);
     EXPECT_EQ(trouble.kind, kind) << words;
     EXPECT_EQ(trouble.node, node) << words;
   }
   EXPECT_EQ(redisTroubleOf(text("MOVED 3999 a:1"), sender).kind, Trouble::kNone) << "a value";
+}
+
+TEST(RedisFailure, SaysWhatToDo) {
+  const auto advice = [](const char* error) {
+    try {
+      requireRedisReply({.kind = Kind::kError, .text = error}, "redis://one");
+    } catch (const StoreError& problem) {
+      return std::string(problem.what());
+    }
+    return std::string("no error");
+  };
+  EXPECT_EQ(advice("OOM command not allowed."),
+            "redis://one: OOM command not allowed; give it more memory (maxmemory), or remove "
+            "references");
+  EXPECT_NE(advice("MISCONF Errors writing to the AOF file").find("disk has room"),
+            std::string::npos);
+  EXPECT_NE(advice("WRONGTYPE Operation").find("nobody else writes"), std::string::npos);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "tests/tool/redis_servers.h"
+#include "tool/base/interrupt.h"
 #include "tool/store/redis_cluster.h"
 #include "tool/store/redis_slot.h"
 #include "tool/store/store_error.h"
@@ -257,6 +258,30 @@ TEST_F(RedisClusterTest, CountsAWriteWhenAReplicaHasIt) {
   EXPECT_EQ(client.runDurably(commands)[0].text, "OK");
 }
 
+TEST_F(RedisClusterTest, NamesTheRightThatAUserLacks) {
+  const RedisScript script("return redis.call('APPEND', KEYS[1], 'x')");
+  const Commands writes{set("right", "1")};
+  const Commands scripts{{"right", {"1", "right"}, &script}};
+  for (const auto& [lacking, commands, is_durable] :
+       {std::tuple{"set", writes, false}, std::tuple{"append", scripts, false},
+        std::tuple{"wait", writes, true}}) {
+    for (const std::string& node : client.masters()) {
+      servers.ask(servers.nodeOf(node),
+                  std::string("acl setuser guest reset on '>word' '~*' +@all -") + lacking);
+    }
+    RedisCluster guest(parseRedisTarget("redis://guest:word@" + servers.nameOf(holderOf("right"))));
+    try {
+      is_durable ? guest.runDurably(commands) : guest.run(commands);
+      ADD_FAILURE() << lacking;
+    } catch (const StoreRefusal& refusal) {
+      EXPECT_HAS(refusal.what(), "run");
+    }
+  }
+  for (const std::string& node : client.masters()) {
+    servers.ask(servers.nodeOf(node), "acl deluser guest");
+  }
+}
+
 TEST_F(RedisClusterTest, KeepsTheRepliesOfManyThreadsApart) {
   std::vector<std::jthread> threads;
   for (int t = 0; t < 8; ++t) {
@@ -390,6 +415,34 @@ TEST(PlainRedis, IsAClusterOfOne) {
     EXPECT_HAS(refusal, *login ? "WRONGPASS" : "NOAUTH");
     EXPECT_EQ(refusal.find("geheim"), std::string::npos);
   }
+}
+
+TEST(PlainRedis, IsNotWaitedForInHasteOrByWhoeverIsInterrupted) {
+  const RedisServers servers("PLAIN");
+  const RedisTarget target = parseRedisTarget(servers.url);
+  RedisTimes times;
+  times.command = 1h;
+  times.deadline = 1h;
+  const Commands commands{set("a", "1")};
+  for (const bool hangs : {false, true}) {
+    RedisCluster client(target, times);
+    client.run(commands);
+    hangs ? servers.stop(1) : servers.kill(1);
+    {
+      const InterruptGuard guard;
+      std::jthread user([&] { guard.raise(); });
+      EXPECT_THROW(client.run(commands), Interrupted);
+    }
+    std::jthread owner([&] { client.cancel(); });
+    EXPECT_HAS(problemOf([&] { client.runDurably(commands); }), "node " + servers.nameOf(1));
+    EXPECT_HAS(problemOf([&] { client.run(commands); }), "node " + servers.nameOf(1));
+    hangs ? servers.goOn(1) : servers.restart(1);
+    EXPECT_EQ(client.run(commands)[0].text, "OK");
+  }
+  RedisCluster listeners(target, times, OnSignal::kGoOn);
+  const InterruptGuard guard;
+  guard.raise();
+  EXPECT_EQ(listeners.run(commands)[0].text, "OK");
 }
 
 /// Listens, and answers everything with a text.

@@ -299,6 +299,9 @@ class FaultTest(unittest.TestCase):
             used = nodes.tell(1, "info", "memory").split("used_memory:")[1].split()[0]
             nodes.tell(1, "config", "set", "maxmemory", int(used) + 300_000)
             added, name = self.fill(server)
+            gone = "/v1/references/" + urllib.parse.quote(added[0])
+            self.assertEqual(server.ask("DELETE", gone)[1]["removed"], True)
+            self.assertNotEqual(self.heard(server, added[0])[0], added[0])
             nodes.tell(1, "config", "set", "maxmemory", 0)
             self.assertEqual(self.add(server, name), 201)
             self.assertTrue(server.until(

@@ -43,7 +43,7 @@ Taken LiveChannels::begin(std::uint32_t id, const ChannelSession& session, std::
   const auto before = channels_.find(id);
   const bool is_more = before == channels_.end();
   if (is_more && channels_.size() >= bounds_.channels) {
-    throw std::length_error("as many channels are on air as there can be");
+    throw std::length_error(kTooManyChannels);
   }
   expectRoom(current.size(), is_more ? 0 : before->second.attributes);
   // Made apart, so that a failure changes nothing.
@@ -118,7 +118,7 @@ void LiveChannels::forget(Channels::iterator place) noexcept {
 
 void LiveChannels::expectRoom(std::size_t coming, std::size_t leaving) const {
   if (attributes_ - leaving + coming > bounds_.attributes) {
-    throw std::length_error("as much of the channels is remembered as there is room for");
+    throw std::length_error(kTooManyAttributes);
   }
 }
 

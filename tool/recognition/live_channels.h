@@ -45,6 +45,11 @@ struct ChannelBounds {
   std::size_t attributes = 100'000'000;
 };
 
+/// What is wrong when there is no room, whoever keeps the channels.
+inline constexpr const char* kTooManyChannels = "as many channels are on air as there can be";
+inline constexpr const char* kTooManyAttributes =
+    "as much of the channels is remembered as there is room for";
+
 /// What becomes of an analysis of a channel.
 enum class Taken {
   kBegins,    ///< it is on air, the first of its session

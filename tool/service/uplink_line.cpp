@@ -1,13 +1,16 @@
 #include "tool/service/uplink_line.h"
 
+#include <atomic>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <stdexcept>
 #include <utility>
 
-#include "tool/base/errors.h"
 #include "tool/service/http_client.h"
 #include "tool/store/open_store.h"
 #include "tool/store/redis_channels.h"
+#include "tool/store/store_error.h"
 
 namespace audiomatch {
 namespace {
@@ -66,7 +69,7 @@ class ServerLine : public UplinkLine {
 };
 
 /// Straight to the store that servers look into. It is reached at the first message, so that
-/// a listener may begin before it.
+/// a listener may begin before it. A signal ends the listener, who still sends what waits.
 class StoreLine : public UplinkLine {
  public:
   explicit StoreLine(const UplinkTarget& target)
@@ -74,6 +77,7 @@ class StoreLine : public UplinkLine {
 
   Reply send(const ChannelMessage& message) override try {
     for (const ChannelMessage::Analysis& analysis : message.analyses) {
+      if (is_cancelled_) return {Outcome::kAway, "the listener is ending"};
       const Taken taken =
           channels().apply(id_, message.session, analysis.number, analysis.attributes);
       if (taken == Taken::kReplaced) {
@@ -81,28 +85,41 @@ class StoreLine : public UplinkLine {
       }
     }
     return {};
-  } catch (const FileError& error) {
+  } catch (const StoreRefusal& refusal) {
+    return {Outcome::kRefused, std::string(refusal.problem())};
+  } catch (const StoreError& error) {
     return {Outcome::kAway, std::string(error.problem())};
+  } catch (const std::length_error& error) {
+    return {Outcome::kAway, error.what()};
   }
 
-  bool end() override try { return channels().end(id_, session_); } catch (const FileError&) {
+  bool end() override try { return channels().end(id_, session_); } catch (const StoreError&) {
     return false;
+  }
+
+  void cancel() noexcept override {
+    const std::lock_guard lock(reaching_);
+    is_cancelled_ = true;
+    if (cluster_) cluster_->cancel();
   }
 
  private:
   RedisChannels& channels() {
-    if (!channels_) {
-      cluster_.emplace(target_, kStoreTimes);
-      channels_.emplace(*cluster_);
-    }
-    return *channels_;
+    if (channels_) return *channels_;
+    auto cluster = std::make_unique<RedisCluster>(target_, kStoreTimes, OnSignal::kGoOn);
+    const std::lock_guard lock(reaching_);
+    cluster_ = std::move(cluster);
+    if (is_cancelled_) cluster_->cancel();
+    return channels_.emplace(*cluster_);
   }
 
   RedisTarget target_;
   std::uint32_t id_;
   std::string session_;
-  std::optional<RedisCluster> cluster_;
+  std::mutex reaching_;  // held while the cluster is put in place, for cancel
+  std::unique_ptr<RedisCluster> cluster_;
   std::optional<RedisChannels> channels_;
+  std::atomic<bool> is_cancelled_ = false;
 };
 
 }  // namespace

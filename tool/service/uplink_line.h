@@ -33,6 +33,8 @@ class UplinkLine {
     Outcome outcome = Outcome::kTaken;
     std::string reason;  ///< why it wasn't taken
   };
+  /// Sends a message, and waits for what becomes of it, some seconds at most for each of its
+  /// analyses. Failures are in the reply.
   virtual Reply send(const ChannelMessage& message) = 0;
 
   /// Takes the channel's session off air, in a few seconds. False when that failed.

@@ -50,6 +50,7 @@ class LmdbTransaction {
  public:
   enum class Kind { kReading, kWriting };
 
+  /// @param file  outlives this object; one transaction at a time writes to it, others wait
   LmdbTransaction(LmdbFile& file, Kind kind);
   LmdbTransaction(const LmdbTransaction&) = delete;
   LmdbTransaction& operator=(const LmdbTransaction&) = delete;
@@ -60,7 +61,9 @@ class LmdbTransaction {
   /// committed: from then on it is there for all.
   MDB_dbi table(const char* name);
 
+  /// The value of a key; nothing when there is no such key.
   std::optional<std::string_view> get(MDB_dbi table, std::string_view key) const;
+  /// Sets the value of a key, whether there was one or not.
   void put(MDB_dbi table, std::string_view key, std::string_view value);
   /// Does nothing when there is no such key.
   void erase(MDB_dbi table, std::string_view key);
@@ -71,6 +74,7 @@ class LmdbTransaction {
       MDB_dbi table, std::string_view prefix,
       const std::function<bool(std::string_view key, std::string_view value)>& visit) const;
 
+  /// Makes the changes happen; the last thing to be done with it.
   void commit();
 
  private:

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <charconv>
+#include <limits>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <string_view>
 #include <utility>
 
@@ -22,6 +24,11 @@ namespace {
 using Json = nlohmann::json;
 
 constexpr const char* kChannels = "{audiomatch}:channels";  // by number: a record as JSON
+constexpr const char* kHeld = "{audiomatch}:held";          // attributes of all of them together
+
+// What noteScript says beside what Taken has.
+constexpr std::int64_t kNoRoomForChannel = 3;
+constexpr std::int64_t kNoRoomForAttributes = 4;
 
 // What is known of the channels is asked for again after this.
 constexpr std::chrono::seconds kKnownFor{1};
@@ -93,11 +100,14 @@ Taken RedisChannels::apply(std::uint32_t id, const ChannelSession& session, std:
                           {"update", session.periods.update},
                           {"monitor", session.periods.monitor}};
   const RedisCommand note[] = {redisScriptCommand(
-      noteScript(), {kChannels, countsOf(id)},
+      noteScript(), {kChannels, countsOf(id), kHeld},
       {std::to_string(id), described.dump(-1, ' ', false, Json::error_handler_t::replace),
-       std::to_string(analysis), std::to_string(current.size())})};
+       std::to_string(analysis), std::to_string(current.size()), std::to_string(bounds_.channels),
+       std::to_string(bounds_.attributes)})};
   const RedisReply noted = cluster_.runDurably(note)[0];
   const std::vector<RedisReply>& reply = require(noted).list;
+  if (reply.at(0).number == kNoRoomForChannel) throw std::length_error(kTooManyChannels);
+  if (reply.at(0).number == kNoRoomForAttributes) throw std::length_error(kTooManyAttributes);
   const auto taken = static_cast<Taken>(reply.at(0).number);
   if (taken == Taken::kReplaced) return taken;
   std::map<std::uint32_t, std::string> heads;
@@ -121,8 +131,8 @@ Taken RedisChannels::apply(std::uint32_t id, const ChannelSession& session, std:
 }
 
 bool RedisChannels::end(std::uint32_t id, const std::string& key, const char* when) {
-  const RedisCommand ending[] = {
-      redisScriptCommand(endScript(), {kChannels, countsOf(id)}, {std::to_string(id), key, when})};
+  const RedisCommand ending[] = {redisScriptCommand(endScript(), {kChannels, countsOf(id), kHeld},
+                                                    {std::to_string(id), key, when})};
   return require(cluster_.runDurably(ending)[0]).number == 1;
 }
 
@@ -166,13 +176,21 @@ std::shared_ptr<const RedisChannels::Channels> RedisChannels::ask() {
   const RedisCommand commands[] = {redisCommand({"TIME"}, kChannels),
                                    redisCommand({"HGETALL", kChannels})};
   const std::vector<RedisReply> replies = cluster_.run(commands);
-  return learn(require(replies[1]), require(replies[0]));
+  return learn(require(replies[1]), timeOf(require(replies[0])).value_or(0.0));
+}
+
+/// The store's time that a reply tells, or that there is as it last told it. Nothing when it
+/// never did.
+std::optional<double> RedisChannels::timeOf(const RedisReply& time) {
+  const std::chrono::duration<double> here = Clock::now().time_since_epoch();
+  const std::lock_guard lock(mutex_);
+  if (!time.isUnavailable()) ahead_ = secondsIn(time) - here.count();
+  return ahead_ ? std::optional(here.count() + *ahead_) : std::nullopt;
 }
 
 /// Reads the records of the channels, at some time of the store's.
 std::shared_ptr<const RedisChannels::Channels> RedisChannels::learn(const RedisReply& channels,
-                                                                    const RedisReply& time) {
-  const double now = secondsIn(time);
+                                                                    double now) {
   auto learnt = std::make_shared<Channels>();
   for (std::size_t i = 0; i + 1 < channels.list.size(); i += 2) {
     std::uint32_t id = 0;
@@ -217,13 +235,14 @@ bool RedisChannels::Query::read(std::span<const RedisReply> replies,
   std::size_t next = 0;
   const RedisReply& time = channels_.require(replies[next++]);
   bool is_whole = !time.isUnavailable();
+  // Without any clock all may have expired.
+  const double now = channels_.timeOf(time).value_or(std::numeric_limits<double>::infinity());
   std::shared_ptr<const Channels> known = channels_.latest().channels;
   if (asks_for_channels_) {
     const RedisReply& list = channels_.require(replies[next++]);
-    if (is_whole && !list.isUnavailable()) known = channels_.learn(list, time);
+    if (is_whole && !list.isUnavailable()) known = channels_.learn(list, now);
     is_whole = is_whole && !list.isUnavailable();
   }
-  const double now = secondsIn(time);
   AttributeCollector collector;
   std::vector<std::uint64_t> entries;
   for (std::size_t i = 0; i < features_.size(); ++i) {

@@ -24,14 +24,16 @@ namespace audiomatch {
 class RedisChannels {
  public:
   /// @param cluster  outlives this object
-  explicit RedisChannels(RedisCluster& cluster) : cluster_(cluster) {}
+  /// @param bounds   of all that is in the cluster
+  explicit RedisChannels(RedisCluster& cluster, const ChannelBounds& bounds = {})
+      : cluster_(cluster), bounds_(bounds) {}
 
   /// As LiveChannels::apply; when it returns, a failing node takes nothing of it along. The same
-  /// again changes nothing. Throws StoreError.
+  /// again changes nothing. Throws StoreError, and std::length_error when there is no room for it.
   Taken apply(std::uint32_t id, const ChannelSession& session, std::uint32_t analysis,
               const std::vector<audio::AudioAttribute>& current);
 
-  /// As LiveChannels::end.
+  /// As LiveChannels::end. Throws StoreError.
   bool end(std::uint32_t id, const std::optional<std::string>& key = {});
 
   /// As LiveChannels::endSilent.
@@ -54,7 +56,8 @@ class RedisChannels {
     Query(RedisChannels& channels, const std::vector<audio::AudioFeature>& features,
           std::vector<RedisCommand>& commands);
 
-    /// Reads the replies to these. False when a part of them is unavailable. Throws
+    /// Reads the replies to these. False when a part of them is unavailable; without any clock
+    /// of the store's nothing is found, as nobody knows what has expired. Throws
     /// std::length_error as AttributeCollector does.
     bool read(std::span<const RedisReply> replies, std::vector<audio::AudioAttribute>& found) const;
 
@@ -81,15 +84,18 @@ class RedisChannels {
   };
 
   Known latest() const;
+  std::optional<double> timeOf(const RedisReply& time);
   static std::vector<ChannelStatus> statusesOf(const Channels& channels);
-  std::shared_ptr<const Channels> learn(const RedisReply& channels, const RedisReply& time);
+  std::shared_ptr<const Channels> learn(const RedisReply& channels, double now);
   std::shared_ptr<const Channels> ask();
   const RedisReply& require(const RedisReply& reply) const;
   bool end(std::uint32_t id, const std::string& key, const char* when);
 
   RedisCluster& cluster_;
+  const ChannelBounds bounds_;
   mutable std::mutex mutex_;
   Known known_;
+  std::optional<double> ahead_;  // the store's clock of ours in seconds, when it last told
 };
 
 }  // namespace audiomatch

@@ -1,6 +1,5 @@
 #include "tool/store/redis_cluster.h"
 
-#include <thread>
 #include <utility>
 
 #include "tool/store/redis_failure.h"
@@ -19,8 +18,13 @@ constexpr std::chrono::milliseconds kPause{100};
 }  // namespace
 
 struct RedisCluster::Parts {
-  Parts(RedisTarget named, const RedisTimes& allowed) : target(std::move(named)), times(allowed) {}
+  Parts(RedisTarget named, const RedisTimes& allowed, OnSignal on_signal)
+      : target(std::move(named)), times(allowed), haste(on_signal) {}
 
+  /// Of what begins now and may take some time.
+  RedisTime deadlineOf(std::chrono::milliseconds time) const {
+    return haste.bound(RedisClock::now() + time);
+  }
   /// Throws when there are no connections.
   void require(const RedisPool::Lease& lease) const;
   void refresh(RedisLinks& links, RedisTime deadline);
@@ -29,12 +33,13 @@ struct RedisCluster::Parts {
 
   const RedisTarget target;
   const RedisTimes times;
-  RedisView view{target, times};
+  RedisHaste haste;
+  RedisView view{target, times, haste};
   RedisPool pool{kMostConnections};
 };
 
 void RedisCluster::Parts::require(const RedisPool::Lease& lease) const {
-  if (!lease.isGood()) throwRedisAway(target, "all connections are in use, as nodes are slow");
+  if (!lease.isGood()) throwRedisAway(target.url, "all connections are in use, as nodes are slow");
 }
 
 /// Asks until somebody tells, as long as somebody says that he will.
@@ -42,10 +47,11 @@ void RedisCluster::Parts::refresh(RedisLinks& links, RedisTime deadline) {
   for (;;) {
     const RedisView::Answer answer = view.refresh(links, deadline);
     if (answer.is_new) return;
-    if (answer.is_refused) throwRedisRefused(target, answer.problem);
+    if (answer.is_refused) throwRedisRefused(target.url, answer.problem);
     const bool is_time_left = RedisClock::now() + kPause < deadline;
-    if (!answer.is_later || !is_time_left) throwRedisAway(target, answer.problem);
-    std::this_thread::sleep_for(kPause);
+    if (!answer.is_later || !is_time_left || !haste.sleepUntil(RedisClock::now() + kPause)) {
+      throwRedisAway(target.url, answer.problem);
+    }
   }
 }
 
@@ -55,24 +61,26 @@ std::vector<RedisReply> RedisCluster::Parts::run(std::span<const RedisCommand> c
   const RedisTime since = way.is_durable ? RedisClock::now() - kReplicasKnownFor : RedisTime::min();
   // Where nobody tells, the run finds out.
   if (!view.isNewerThan(since)) view.refresh(links, deadline);
-  auto replies = RedisRun(view, links, target, times, way).replies(commands, deadline);
+  auto replies = RedisRun(view, links, target, times, haste, way).replies(commands, deadline);
   view.forgetOthers(links);
   return replies;
 }
 
-RedisCluster::RedisCluster(RedisTarget target, const RedisTimes& times)
-    : parts_(std::make_unique<Parts>(std::move(target), times)) {
+RedisCluster::RedisCluster(RedisTarget target, const RedisTimes& times, OnSignal on_signal)
+    : parts_(std::make_unique<Parts>(std::move(target), times, on_signal)) {
   masters();
 }
 
 RedisCluster::~RedisCluster() = default;
+
+void RedisCluster::cancel() noexcept { parts_->haste.begin(); }
 
 const std::string& RedisCluster::url() const noexcept { return parts_->target.url; }
 
 std::vector<RedisReply> RedisCluster::run(std::span<const RedisCommand> commands, RedisEnd end) {
   const bool waits = end == RedisEnd::kWait;
   const RedisTime deadline =
-      RedisClock::now() + (waits ? parts_->times.deadline : parts_->times.partial);
+      parts_->deadlineOf(waits ? parts_->times.deadline : parts_->times.partial);
   const RedisPool::Lease lease = parts_->pool.borrow(deadline);
   if (!waits && !lease.isGood()) return std::vector<RedisReply>(commands.size());
   parts_->require(lease);
@@ -80,14 +88,14 @@ std::vector<RedisReply> RedisCluster::run(std::span<const RedisCommand> commands
 }
 
 std::vector<RedisReply> RedisCluster::runDurably(std::span<const RedisCommand> commands) {
-  const RedisTime deadline = RedisClock::now() + parts_->times.deadline;
+  const RedisTime deadline = parts_->deadlineOf(parts_->times.deadline);
   const RedisPool::Lease lease = parts_->pool.borrow(deadline);
   parts_->require(lease);
   return parts_->run(commands, {.is_durable = true}, lease.links(), deadline);
 }
 
 std::vector<std::string> RedisCluster::masters() {
-  const RedisTime deadline = RedisClock::now() + parts_->times.deadline;
+  const RedisTime deadline = parts_->deadlineOf(parts_->times.deadline);
   const RedisPool::Lease lease = parts_->pool.borrow(deadline);
   parts_->require(lease);
   parts_->refresh(lease.links(), deadline);

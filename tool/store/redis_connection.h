@@ -38,6 +38,7 @@ class RedisConnection {
   bool finishOpening();
   /// Closes it because of a problem.
   void fail(std::string problem);
+  /// Closes it, and drops what was under way.
   void close() noexcept;
 
   /// Bytes to be sent next; filled again when all are gone.
@@ -59,6 +60,7 @@ class RedisConnection {
   /// Scripts that the node has seen by this connection.
   bool knows(const RedisScript& script) const noexcept;
   void learn(const RedisScript& script) { scripts_.push_back(script.checksum()); }
+  /// After the node said that it doesn't know one: all will be sent anew.
   void forgetScripts() noexcept { scripts_.clear(); }
 
  private:

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 
+#include "tool/store/redis_trouble.h"
+
 namespace audiomatch {
 namespace {
 
@@ -67,6 +69,11 @@ RedisTime RedisPipeline::patience() const noexcept {
   return moved_ + (is_opening_ ? times_.connect : times_.command);
 }
 
+bool RedisPipeline::isRefused() const {
+  return login_reply_.isError() &&
+         redisTroubleOf(login_reply_, node()).kind != RedisTrouble::Kind::kLater;
+}
+
 void RedisPipeline::giveUp() {
   connection_.fail(is_opening_ ? "it doesn't accept a connection" : "it doesn't answer");
 }
@@ -116,13 +123,15 @@ bool RedisPipeline::isAccepted(const RedisReply& reply) {
   return false;
 }
 
-void talk(std::span<RedisPipeline* const> pipelines, RedisTime deadline) {
+void talk(std::span<RedisPipeline* const> pipelines, RedisTime deadline, const RedisHaste& haste) {
   std::vector<RedisPipeline*> active(pipelines.begin(), pipelines.end());
   std::vector<pollfd> waiting;
   for (RedisPipeline* pipeline : active) pipeline->begin();
   for (;;) {
+    haste.heedSignal();
     const RedisTime now = RedisClock::now();
-    RedisTime until = deadline;
+    deadline = haste.bound(deadline);
+    RedisTime until = std::min(deadline, now + RedisHaste::kBetweenLooks);
     for (RedisPipeline* pipeline : active) {
       if (!pipeline->isOver() && std::min(pipeline->patience(), deadline) <= now)
         pipeline->giveUp();

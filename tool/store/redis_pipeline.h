@@ -6,6 +6,7 @@
 
 #include "tool/store/redis_command.h"
 #include "tool/store/redis_connection.h"
+#include "tool/store/redis_haste.h"
 #include "tool/store/redis_times.h"
 
 namespace audiomatch {
@@ -30,8 +31,8 @@ class RedisPipeline {
   RedisConnection& connection() noexcept { return connection_; }
   /// True when nothing is to come: all replies are there, or there is a problem.
   bool isOver() const noexcept { return received_ == steps_.size() || !connection_.isOpen(); }
-  /// Whether the node doesn't take the target's user and password.
-  bool isRefused() const noexcept { return login_reply_.isError(); }
+  /// Whether the node doesn't take the target's user and password, now or later.
+  bool isRefused() const;
   /// Sends what can be sent at once.
   void begin();
   /// What to wait for by poll(2).
@@ -41,6 +42,7 @@ class RedisPipeline {
   void advance(short events, RedisTime now);
   /// When it is too late, unless something moves.
   RedisTime patience() const noexcept;
+  /// Closes the connection to a node that was waited for in vain.
   void giveUp();
   /// Forgets what has come of a reply that won't be whole.
   void dropPart();
@@ -68,7 +70,8 @@ class RedisPipeline {
   RedisTime moved_;
 };
 
-/// Works on all pipelines at the same time, until each is over or the deadline is reached.
-void talk(std::span<RedisPipeline* const> pipelines, RedisTime deadline);
+/// Works on all pipelines at the same time, until each is over or the deadline is reached, which
+/// haste brings nearer. Throws Interrupted as RedisHaste says.
+void talk(std::span<RedisPipeline* const> pipelines, RedisTime deadline, const RedisHaste& haste);
 
 }  // namespace audiomatch

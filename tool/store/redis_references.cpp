@@ -38,7 +38,9 @@ constexpr std::size_t kAtOnce = 8192;
 constexpr std::uint32_t kSweptAtOnce = 1 << 15;
 // Ranges of audios that a sweep removes; each of its commands names them.
 constexpr std::size_t kMostRanges = 64;
-// Times that a question is asked again because names changed meanwhile.
+// Names, and removed records, that are asked for at once: far less than a reply may have.
+constexpr const char* kNamesAtOnce = "2048";
+// Times that names are asked for again, or a question, because they changed meanwhile.
 constexpr int kMostAttempts = 5;
 
 std::string bucketOf(std::uint32_t key) { return fmt::format("audiomatch:r:{}", key); }
@@ -86,35 +88,65 @@ RedisReferences::Known RedisReferences::latest() const {
   return known_;
 }
 
-/// Learns what names there are now. They are at least as new as the version that comes
-/// before them. Versions have no order: a node that failed may have told one that
-/// its successor never had. False when they can't be had before the end.
+void RedisReferences::untilSteady(const std::function<bool()>& ask) const {
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    if (ask()) return;
+  }
+  throw StoreError(cluster_.url(), "its references change too fast to be looked into; try again");
+}
+
+/// Learns what names there are now. False when they can't be had before the end.
 bool RedisReferences::load(RedisEnd end) const {
-  const RedisCommand commands[] = {redisCommand({"GET", kVersion}),
-                                   redisCommand({"HGETALL", kNames})};
-  const std::vector<RedisReply> replies = cluster_.run(commands, end);
-  if (replies[0].isUnavailable() || replies[1].isUnavailable()) return false;
+  Loading loading = Loading::kChanging;
+  untilSteady([&] { return (loading = tryToLoad(end)) != Loading::kChanging; });
+  return loading == Loading::kLoaded;
+}
+
+/// Asks for the names in pieces. They are at least as new as the version that comes before
+/// the first; a node that takes over has another order, so that some may be missing.
+RedisReferences::Loading RedisReferences::tryToLoad(RedisEnd end) const {
   Known loaded;
-  loaded.version = require(replies[0]).text;
-  std::vector<std::string> names;
-  std::uint64_t entries = 0;
-  const std::vector<RedisReply>& list = require(replies[1]).list;
-  for (std::size_t i = 0; i + 1 < list.size(); i += 2) {
-    const std::optional<Record> record = parseRecord(list[i + 1].text);
+  NamesByAudio names;
+  std::string cursor = "0";
+  std::int64_t count = 0;
+  do {
+    const RedisCommand commands[] = {redisCommand({"GET", kVersion}),
+                                     redisCommand({"HSCAN", kNames, cursor, "COUNT", kNamesAtOnce}),
+                                     redisCommand({"HLEN", kNames})};
+    const std::vector<RedisReply> replies = cluster_.run(commands, end);
+    for (const RedisReply& reply : replies) {
+      if (require(reply).isUnavailable()) return Loading::kAway;
+    }
+    if (loaded.version.value_or(replies[0].text) != replies[0].text) return Loading::kChanging;
+    loaded.version = replies[0].text;
+    takeNames(replies[1].list.at(1).list, names);
+    cursor = replies[1].list.at(0).text;
+    count = replies[2].number;
+  } while (cursor != "0");
+  if (static_cast<std::int64_t>(names.recordings) != count) return Loading::kChanging;
+  loaded.names = std::make_shared<const ReferenceNames>(std::move(names.list), names.entries);
+  const std::lock_guard lock(mutex_);
+  known_ = std::move(loaded);
+  return Loading::kLoaded;
+}
+
+/// Takes a piece of the names, each of which may come twice.
+void RedisReferences::takeNames(std::span<const RedisReply> piece, NamesByAudio& names) const {
+  for (std::size_t i = 0; i + 1 < piece.size(); i += 2) {
+    const std::string& name = piece[i].text;
+    const std::optional<Record> record = parseRecord(piece[i + 1].text);
     if (!record) {
       throw StoreError(cluster_.url(), fmt::format("{} holds what is no record of a reference, {}; "
                                                    "remove it (HDEL), or use another cluster",
-                                                   kNames, printable(list[i].text)));
+                                                   kNames, printable(name)));
     }
     const std::size_t past = std::size_t{record->first} + record->parts;
-    if (names.size() < past) names.resize(past);
-    for (std::size_t audio = record->first; audio < past; ++audio) names[audio] = list[i].text;
-    entries += record->entries;
+    if (names.list.size() < past) names.list.resize(past);
+    if (!name.empty() && names.list[record->first] == name) continue;
+    for (std::size_t audio = record->first; audio < past; ++audio) names.list[audio] = name;
+    ++names.recordings;
+    names.entries += record->entries;
   }
-  loaded.names = std::make_shared<const ReferenceNames>(std::move(names), entries);
-  const std::lock_guard lock(mutex_);
-  known_ = std::move(loaded);
-  return true;
 }
 
 std::shared_ptr<const ReferenceNames> RedisReferences::names() const {
@@ -129,7 +161,7 @@ RedisReferences::Query::Query(const RedisReferences& references,
     : references_(references), features_(features), end_(end), most_(most) {
   if (!references.latest().version) references.load(end);
   Known known = references.latest();
-  version_ = known.version.value_or("");
+  version_ = std::move(known.version);
   names_ = std::move(known.names);
   commands.push_back(redisCommand({"GET", kVersion}));
   for (std::size_t i = 0; i < features.size(); ++i) {
@@ -145,6 +177,7 @@ bool RedisReferences::Query::read(std::span<const RedisReply> replies, FoundHits
     if (references_.load(end_)) return false;
     is_partial = true;
   }
+  if (!version_) throwRedisAway(references_.cluster_.url(), "nobody tells the references' names");
   std::size_t bytes = 0;
   for (const RedisReply& bucket : replies.subspan(1, count_)) bytes += bucket.text.size();
   HitReader reader(names_, bytes, most_);
@@ -163,12 +196,12 @@ bool RedisReferences::Query::read(std::span<const RedisReply> replies, FoundHits
 FoundHits RedisReferences::lookUp(const std::vector<audio::AudioFeature>& features,
                                   std::size_t most) const {
   FoundHits found;
-  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+  untilSteady([&] {
     std::vector<RedisCommand> commands;
     const Query query(*this, features, end_, commands, most);
-    if (query.read(cluster_.run(commands, end_), found)) return found;
-  }
-  throw StoreError(cluster_.url(), "its references change too fast to be looked into; try again");
+    return query.read(cluster_.run(commands, end_), found);
+  });
+  return found;
 }
 
 std::vector<Adding> RedisReferences::add(std::span<const NewReference> references,
@@ -239,18 +272,31 @@ bool RedisReferences::remove(const std::string& name) {
   return true;
 }
 
+/// Some of the records that are to go with their marks, if there are any.
+std::vector<RedisReply> RedisReferences::someRemoved() const {
+  std::string cursor = "0";
+  for (;;) {
+    const RedisCommand ask[] = {redisCommand({"HSCAN", kRemoved, cursor, "COUNT", kNamesAtOnce})};
+    RedisReply reply = cluster_.run(ask)[0];
+    cursor = require(reply).list.at(0).text;
+    std::vector<RedisReply>& piece = reply.list.at(1).list;
+    if (!piece.empty() || cursor == "0") return std::move(piece);
+  }
+}
+
 /// Chooses what the next sweep removes of the records that are to go: as much as a node can look
 /// for in each entry, neighbours as one.
 void RedisReferences::chooseSwept(std::span<const RedisReply> removed) {
-  std::vector<std::pair<std::uint64_t, const std::string*>> by_audio;
-  for (const RedisReply& reply : removed) {
-    const std::optional<Record> record = parseRecord(reply.text);
-    by_audio.emplace_back(record ? record->first : 0, &reply.text);
+  std::vector<std::pair<std::uint64_t, Removed>> by_audio;
+  by_audio.reserve(removed.size() / 2);
+  for (std::size_t i = 0; i + 1 < removed.size(); i += 2) {
+    const Record record = parseRecord(removed[i].text).value_or(Record{});
+    by_audio.emplace_back(record.first, Removed{removed[i].text, removed[i + 1].text});
   }
-  std::ranges::sort(by_audio);
+  std::ranges::sort(by_audio, {}, &std::pair<std::uint64_t, Removed>::first);
   std::vector<std::pair<std::uint64_t, std::uint64_t>> ranges;
-  for (const auto& [first, text] : by_audio) {
-    const std::uint64_t end = first + parseRecord(*text).value_or(Record{}).parts;
+  for (auto& [first, swept] : by_audio) {
+    const std::uint64_t end = first + parseRecord(swept.record).value_or(Record{}).parts;
     if (!ranges.empty() && ranges.back().second == first) {
       ranges.back().second = end;
     } else if (ranges.size() < kMostRanges) {
@@ -258,7 +304,7 @@ void RedisReferences::chooseSwept(std::span<const RedisReply> removed) {
     } else {
       break;
     }
-    sweeping_.push_back(*text);
+    sweeping_.push_back(std::move(swept));
   }
   swept_audios_.clear();
   for (const auto& [first, end] : ranges) swept_audios_ += fmt::format("{} {} ", first, end);
@@ -266,9 +312,7 @@ void RedisReferences::chooseSwept(std::span<const RedisReply> removed) {
 
 void RedisReferences::sweep() {
   if (sweeping_.empty()) {
-    const RedisCommand ask[] = {redisCommand({"HKEYS", kRemoved})};
-    const RedisReply removed = cluster_.run(ask)[0];
-    chooseSwept(require(removed).list);
+    chooseSwept(someRemoved());
     swept_ = 0;
   }
   if (sweeping_.empty()) return;
@@ -281,8 +325,9 @@ void RedisReferences::sweep() {
   swept_ = end;
   if (swept_ < audio::kHashKeys) return;
   std::vector<RedisCommand> done;
-  for (const std::string& record : sweeping_) {
-    done.push_back(redisCommand({"HDEL", kRemoved, record}));
+  done.reserve(sweeping_.size());
+  for (const Removed& swept : sweeping_) {
+    done.push_back(redisScriptCommand(sweptScript(), {kRemoved}, {swept.record, swept.mark}));
   }
   for (const RedisReply& reply : cluster_.runDurably(done)) require(reply);
   sweeping_.clear();

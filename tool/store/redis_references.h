@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -37,6 +38,10 @@ class RedisReferences : public ReferenceStore {
   /// every second or so; any number of servers may.
   void sweep();
 
+  /// Does something until it returns true: names changed while it looked. Throws StoreError
+  /// when they change too fast, and what it throws.
+  void untilSteady(const std::function<bool()>& ask) const;
+
   /// What a question asks the cluster for, in `commands`, and what comes of the replies.
   class Query {
    public:
@@ -46,7 +51,8 @@ class RedisReferences : public ReferenceStore {
           RedisEnd end, std::vector<RedisCommand>& commands, std::size_t most);
 
     /// Reads the replies to these, which come from `replies` on. False when names have
-    /// changed meanwhile: the question is then to be asked again.
+    /// changed meanwhile: the question is then to be asked again. Throws StoreError when no
+    /// names can be had, and never could.
     bool read(std::span<const RedisReply> replies, FoundHits& found) const;
 
    private:
@@ -54,7 +60,7 @@ class RedisReferences : public ReferenceStore {
     const std::vector<audio::AudioFeature>& features_;
     RedisEnd end_;
     std::size_t most_;  // hits
-    std::string version_;
+    std::optional<std::string> version_;
     std::shared_ptr<const ReferenceNames> names_;
     std::size_t count_ = 0;  // of buckets
   };
@@ -68,19 +74,35 @@ class RedisReferences : public ReferenceStore {
     std::shared_ptr<const ReferenceNames> names = std::make_shared<const ReferenceNames>();
   };
 
+  enum class Loading { kLoaded, kChanging, kAway };
+  /// What there is of the names while they come.
+  struct NamesByAudio {
+    std::vector<std::string> list;
+    std::size_t recordings = 0;
+    std::uint64_t entries = 0;
+  };
+  /// A record whose entries are to go, and the mark of when that was decided.
+  struct Removed {
+    std::string record;
+    std::string mark;
+  };
+
   Known latest() const;
   bool load(RedisEnd end) const;
+  Loading tryToLoad(RedisEnd end) const;
+  void takeNames(std::span<const RedisReply> piece, NamesByAudio& names) const;
   const RedisReply& require(const RedisReply& reply) const;
   void write(class EntryGroups& groups, const Watcher& watcher);
+  std::vector<RedisReply> someRemoved() const;
   void chooseSwept(std::span<const RedisReply> removed);
 
   RedisCluster& cluster_;
   RedisEnd end_;
   mutable std::mutex mutex_;
   mutable Known known_;
-  std::vector<std::string> sweeping_;  // records whose entries are being removed
-  std::string swept_audios_;           // of these, as the sweep's script takes them
-  std::uint32_t swept_ = 0;            // the next bucket to be swept
+  std::vector<Removed> sweeping_;  // whose entries are being removed
+  std::string swept_audios_;       // of these, as the sweep's script takes them
+  std::uint32_t swept_ = 0;        // the next bucket to be swept
 };
 
 }  // namespace audiomatch

@@ -3,7 +3,6 @@
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <thread>
 #include <utility>
 
 #include "tool/store/redis_failure.h"
@@ -22,11 +21,12 @@ constexpr unsigned kMostRedirections = 8;
 }  // namespace
 
 RedisRun::RedisRun(RedisView& view, RedisLinks& links, const RedisTarget& target,
-                   const RedisTimes& times, Way way)
+                   const RedisTimes& times, const RedisHaste& haste, Way way)
     : view_(view),
       links_(links),
       target_(target),
       times_(times),
+      haste_(haste),
       way_(way),
       // The node's own patience ends before ours with it.
       wait_{{},
@@ -43,12 +43,15 @@ std::vector<RedisReply> RedisRun::replies(std::span<const RedisCommand> commands
   do {
     tryAll();
   } while (!pending_.empty() && prepareNext());
-  if (!pending_.empty() && way_.waits) {
-    throwRedisAway(target_, fmt::format("{} (after {:g} s)", problem_,
-                                        std::chrono::duration<double>(times_.deadline).count()));
-  }
+  if (!pending_.empty() && way_.waits) throwAway();
   for (const Pending& command : pending_) replies_[command.index] = {};
   return std::move(replies_);
+}
+
+void RedisRun::throwAway() const {
+  const double seconds = std::chrono::duration<double>(times_.deadline).count();
+  throwRedisAway(target_.url,
+                 haste_.isBegun() ? problem_ : fmt::format("{} (after {:g} s)", problem_, seconds));
 }
 
 /// One round: all that is pending, to all nodes at the same time.
@@ -64,7 +67,7 @@ void RedisRun::tryAll() {
     if (!batch.is_confirmed) batch.pipeline.add(wait_, batch.confirmation);
     pipelines.push_back(&batch.pipeline);
   }
-  talk(pipelines, deadline_);
+  talk(pipelines, deadline_, haste_);
   for (Batch& batch : round.batches) settle(batch);
   ++rounds_;
 }
@@ -119,10 +122,17 @@ RedisRun::Batch& RedisRun::batchFor(Round& round, const RedisNode& node) {
   return batch;
 }
 
+void RedisRun::throwRefused(const RedisNode& node, const std::string& why) const {
+  throwRedisRefused(target_.url, fmt::format("node {}: {}", node.name(), why));
+}
+
 void RedisRun::settle(Batch& batch) {
   if (batch.pipeline.isRefused()) {
-    throwRedisRefused(target_, fmt::format("node {}: {}", batch.pipeline.node().name(),
-                                           batch.pipeline.connection().problem()));
+    throwRefused(batch.pipeline.node(), batch.pipeline.connection().problem());
+  }
+  if (redisTroubleOf(batch.confirmation, batch.pipeline.node()).kind ==
+      RedisTrouble::Kind::kRefused) {
+    throwRefused(batch.pipeline.node(), batch.confirmation.text);
   }
   batch.is_confirmed = batch.is_confirmed || batch.confirmation.number > 0;
   for (const Pending& command : batch.pending) settle(batch, command);
@@ -133,7 +143,11 @@ void RedisRun::settle(Batch& batch, Pending command) {
   const RedisNode& node = batch.pipeline.node();
   if (reply.isUnavailable()) return failed(command, &node, batch.pipeline.connection().problem());
   if (!reply.isError()) {
-    if (!batch.is_confirmed) failed(command, &node, "no replica of it has what it was told");
+    if (!batch.is_confirmed) {
+      failed(command, &node,
+             batch.confirmation.isError() ? batch.confirmation.text
+                                          : "no replica of it has what it was told");
+    }
     return;
   }
   const RedisTrouble trouble = redisTroubleOf(reply, node);
@@ -141,7 +155,7 @@ void RedisRun::settle(Batch& batch, Pending command) {
     case RedisTrouble::Kind::kNone:
       return;
     case RedisTrouble::Kind::kRefused:
-      throwRedisRefused(target_, fmt::format("node {}: {}", node.name(), reply.text));
+      throwRefused(node, reply.text);
     case RedisTrouble::Kind::kLater:
       return failed(command, &node, reply.text);
     case RedisTrouble::Kind::kScript:
@@ -183,12 +197,13 @@ void RedisRun::failed(Pending command, const RedisNode* node, const std::string&
 /// Waits where that may help, and looks who is there. False when it is time to end.
 bool RedisRun::prepareNext() {
   if (has_failed_) ++fruitless_;
+  deadline_ = haste_.bound(deadline_);
   if (!way_.waits && rounds_ > kMostRedirections) return false;
   // Once is at once: a connection may have been old, or a node replaced already.
   if ((way_.waits && fruitless_ > 1) || rounds_ > kMostRedirections) {
     const auto pause = kFirstPause * (1U << std::min(rounds_, 8U));
-    std::this_thread::sleep_until(
-        std::min(RedisClock::now() + std::min<milliseconds>(pause, kLongestPause), deadline_));
+    const RedisTime then = RedisClock::now() + std::min<milliseconds>(pause, kLongestPause);
+    if (!haste_.sleepUntil(std::min(then, deadline_))) return false;
   }
   if (RedisClock::now() >= deadline_) {
     if (is_outdated_) view_.expire();
@@ -196,7 +211,8 @@ bool RedisRun::prepareNext() {
   }
   if (!is_outdated_) return true;
   const RedisView::Answer answer = view_.refresh(links_, deadline_);
-  if (answer.is_refused) throwRedisRefused(target_, answer.problem);
+  if (answer.is_refused) throwRedisRefused(target_.url, answer.problem);
   return true;
 }
+
 }  // namespace audiomatch

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tool/store/redis_command.h"
+#include "tool/store/redis_haste.h"
 #include "tool/store/redis_links.h"
 #include "tool/store/redis_pipeline.h"
 #include "tool/store/redis_reply.h"
@@ -28,10 +29,11 @@ class RedisRun {
 
   /// All live longer than the run.
   RedisRun(RedisView& view, RedisLinks& links, const RedisTarget& target, const RedisTimes& times,
-           Way way);
+           const RedisHaste& haste, Way way);
 
   /// The replies, in the order of the commands. Throws StoreError when the deadline is
-  /// reached by a run that waits, and when a node doesn't accept the user.
+  /// reached by a run that waits, or haste ends it, StoreRefusal when a node doesn't accept
+  /// the user, and Interrupted.
   std::vector<RedisReply> replies(std::span<const RedisCommand> commands, RedisTime deadline);
 
  private:
@@ -66,11 +68,14 @@ class RedisRun {
   void follow(const RedisTrouble& trouble, const RedisNode& sender, Pending command);
   void failed(Pending command, const RedisNode* node, const std::string& why);
   bool prepareNext();
+  [[noreturn]] void throwAway() const;
+  [[noreturn]] void throwRefused(const RedisNode& node, const std::string& why) const;
 
   RedisView& view_;
   RedisLinks& links_;
   const RedisTarget& target_;
   const RedisTimes& times_;
+  const RedisHaste& haste_;
   const Way way_;
   const RedisCommand wait_;
   std::span<const RedisCommand> commands_;

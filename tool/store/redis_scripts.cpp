@@ -15,18 +15,44 @@ local function renew(key)
 end
 )";
 
+// Leaves the entries of a record to be swept, marked by the moment, so that a sweep that began
+// before is told from those after it. A full Redis lets a script begin with HDEL, and go on.
+constexpr const char* kLeave = R"(
+local function leave(key, record)
+  redis.call('HDEL', key, record)
+  redis.call('HSET', key, record, table.concat(redis.call('TIME'), '.'))
+end
+)";
+
+// The attributes of all channels, as a key has them. They are counted anew before anything is
+// refused for them, as somebody may have removed channels; not at each refusal, as that looks at
+// all of them.
+constexpr const char* kTotal = R"(
+local function total(key, channels, most, now)
+  local kept = tonumber(redis.call('HGET', key, 'attributes'))
+  local counted = tonumber(redis.call('HGET', key, 'counted')) or 0
+  if kept and (kept <= most or math.abs(now - counted) <= 10) then return kept end
+  local all = 0
+  for _, each in ipairs(redis.call('HVALS', channels)) do
+    all = all + (cjson.decode(each).attributes or 0)
+  end
+  redis.call('HSET', key, 'attributes', all, 'counted', string.format('%d', now))
+  return all
+end
+)";
+
 }  // namespace
 
 const RedisScript& reserveScript() {
-  static const RedisScript script(R"(
+  static const RedisScript script(std::string(kLeave) + R"(
 local function is_same(record) return record:match('^%d+:(.*)$') == ARGV[2] end
 local kept = redis.call('HGET', KEYS[1], ARGV[1])
 if kept then return {is_same(kept) and 1 or 2, kept} end
 local begun = redis.call('HGET', KEYS[2], ARGV[1])
 if begun and is_same(begun) then return {0, begun} end
-if begun then redis.call('HSET', KEYS[4], begun, '') end
 local parts = tonumber(ARGV[3])
 local record = string.format('%d:%s', redis.call('INCRBY', KEYS[3], parts) - parts, ARGV[2])
+if begun then leave(KEYS[4], begun) end
 redis.call('HSET', KEYS[2], ARGV[1], record)
 return {0, record}
 )");
@@ -34,10 +60,10 @@ return {0, record}
 }
 
 const RedisScript& completeScript() {
-  static const RedisScript script(std::string(kRenew) + R"(
+  static const RedisScript script(std::string(kRenew) + kLeave + R"(
 if redis.call('HGET', KEYS[1], ARGV[1]) == ARGV[2] then return 1 end
 if redis.call('HGET', KEYS[2], ARGV[1]) ~= ARGV[2] then
-  redis.call('HSET', KEYS[4], ARGV[2], '')
+  leave(KEYS[4], ARGV[2])
   return 0
 end
 renew(KEYS[3])
@@ -49,11 +75,11 @@ return 1
 }
 
 const RedisScript& removeScript() {
-  static const RedisScript script(std::string(kRenew) + R"(
+  static const RedisScript script(std::string(kRenew) + kLeave + R"(
 if redis.call('HGET', KEYS[1], ARGV[1]) ~= ARGV[2] then return 0 end
-renew(KEYS[3])
 redis.call('HDEL', KEYS[1], ARGV[1])
-redis.call('HSET', KEYS[2], ARGV[2], '')
+leave(KEYS[2], ARGV[2])
+renew(KEYS[3])
 return 1
 )");
   return script;
@@ -76,6 +102,7 @@ return 1
   return script;
 }
 
+// A full Redis lets it begin with DEL, and go on.
 const RedisScript& sweepScript() {
   static const RedisScript script(R"(
 local bucket = redis.call('GET', KEYS[1])
@@ -95,8 +122,17 @@ for i = 1, #bucket, 6 do
   if stays then rest[#rest + 1] = bucket:sub(i, i + 5) end
 end
 if #rest * 6 == #bucket then return 0 end
-if #rest == 0 then redis.call('DEL', KEYS[1]) else redis.call('SET', KEYS[1], table.concat(rest)) end
+redis.call('DEL', KEYS[1])
+if #rest > 0 then redis.call('SET', KEYS[1], table.concat(rest)) end
 return 1
+)");
+  return script;
+}
+
+const RedisScript& sweptScript() {
+  static const RedisScript script(R"(
+if redis.call('HGET', KEYS[1], ARGV[1]) ~= ARGV[2] then return 0 end
+return redis.call('HDEL', KEYS[1], ARGV[1])
 )");
   return script;
 }
@@ -104,17 +140,21 @@ return 1
 // The record of a channel. An analysis expires as long after it came as the channel is
 // remembered: dated from the session's first one, it would come to expire on its arrival, or
 // never, as a channel's clock drifts. One that is repeated is dated back from the latest.
+//
+// The first thing that it changes is what a full Redis denies, so that nothing is half done.
 const RedisScript& noteScript() {
-  static const RedisScript script(R"(
+  static const RedisScript script(std::string(kTotal) + R"(
 local clock = redis.call('TIME')
 local now = tonumber(clock[1]) + tonumber(clock[2]) / 1000000
-local session, number = cjson.decode(ARGV[2]), tonumber(ARGV[3])
+local session, number, coming = cjson.decode(ARGV[2]), tonumber(ARGV[3]), tonumber(ARGV[4])
 local kept = redis.call('HGET', KEYS[1], ARGV[1])
 local record = kept and cjson.decode(kept)
-local replaced = record and record.replaced or {}
+local before = record and record.attributes or 0
 local begins = not record or record.session ~= session.session
 if begins then
+  local replaced = record and record.replaced or {}
   for _, key in ipairs(replaced) do if key == session.session then return {2, 0} end end
+  if not record and redis.call('HLEN', KEYS[1]) >= tonumber(ARGV[5]) then return {3, 0} end
   if record then
     table.insert(replaced, 1, record.session)
     while #replaced > 16 do table.remove(replaced) end
@@ -122,22 +162,28 @@ if begins then
   record = {session = session.session, name = session.name, update = session.update,
             monitor = session.monitor, first = now - number * session.update, analyses = 0,
             attributes = 0, latest = -1, replaced = replaced}
-  redis.call('DEL', KEYS[2])
 end
 if number <= record.latest then
   return {1, math.ceil(record.last - (record.latest - number) * record.update + record.monitor)}
 end
-record.latest, record.last, record.analyses = number, now, record.analyses + 1
-record.attributes = record.attributes + tonumber(ARGV[4])
-redis.call('RPUSH', KEYS[2], string.format('%d:%s', number, ARGV[4]))
-local oldest = number - record.monitor / record.update
-while true do
-  local at, count = redis.call('LINDEX', KEYS[2], 0):match('^(%d+):(%d+)$')
+local oldest, leaving = number - record.monitor / record.update, 0
+while not begins do
+  local entry = redis.call('LINDEX', KEYS[2], leaving)
+  if not entry then record.attributes = 0 break end
+  local at, count = entry:match('^(%d+):(%d+)$')
   if tonumber(at) > oldest then break end
   record.attributes = record.attributes - tonumber(count)
-  redis.call('LPOP', KEYS[2])
+  leaving = leaving + 1
 end
+record.attributes = record.attributes + coming
+local more, most = record.attributes - before, tonumber(ARGV[6])
+if total(KEYS[3], KEYS[1], most - more, now) + more > most then return {4, 0} end
+redis.call('HINCRBY', KEYS[3], 'attributes', more)
+if begins then redis.call('DEL', KEYS[2]) end
+if leaving > 0 then redis.call('LTRIM', KEYS[2], leaving, -1) end
+redis.call('RPUSH', KEYS[2], string.format('%d:%d', number, coming))
 redis.call('EXPIRE', KEYS[2], math.ceil(2 * record.monitor) + 60)
+record.latest, record.last, record.analyses = number, now, record.analyses + 1
 if record.replaced and #record.replaced == 0 then record.replaced = nil end
 redis.call('HSET', KEYS[1], ARGV[1], cjson.encode(record))
 return {begins and 0 or 1, math.ceil(now + record.monitor)}
@@ -195,6 +241,9 @@ if ARGV[3] == 'silent' and tonumber(redis.call('TIME')[1]) < record.last + recor
 end
 redis.call('HDEL', KEYS[1], ARGV[1])
 redis.call('DEL', KEYS[2])
+if redis.call('HEXISTS', KEYS[3], 'attributes') == 1 then
+  redis.call('HINCRBY', KEYS[3], 'attributes', 0 - record.attributes)
+end
 return 1
 )");
   return script;

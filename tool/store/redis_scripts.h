@@ -30,10 +30,17 @@ const RedisScript& insertScript();
 ///   KEYS bucket; ARGV "FIRST END FIRST END ...", in decimal
 const RedisScript& sweepScript();
 
+/// Forgets a removed reference whose entries are swept, unless it was left to be swept again
+/// meanwhile.
+///   KEYS removed; ARGV record, its mark when the sweep began
+const RedisScript& sweptScript();
+
 /// Takes note of a channel's analysis.
-///   KEYS channels, counts of the channel; ARGV id, session as JSON, analysis, attributes
-/// Replies {0 the session begins, 1 it goes on, 2 another has replaced it; the second, in
-/// Unix time, at which the attributes expire}.
+///   KEYS channels, counts of the channel, what all have; ARGV id, session as JSON, analysis,
+///   attributes, most channels, most attributes of all
+/// Replies {0 the session begins, 1 it goes on, 2 another has replaced it, 3 there are as many
+/// channels as there can be, 4 as many attributes; the second, in Unix time, at which the
+/// attributes expire}.
 const RedisScript& noteScript();
 
 /// Inserts attributes of one expiry into a bucket, and drops what has expired.
@@ -42,7 +49,8 @@ const RedisScript& insertLiveScript();
 
 /// Ends a channel, if a session is given only that one's, if a time is given only
 /// when nothing came since.
-///   KEYS channels, counts of the channel; ARGV id, session's key or "", "silent" or ""
+///   KEYS channels, counts of the channel, what all have; ARGV id, session's key or "",
+///   "silent" or ""
 /// Replies 1 when it was on air.
 const RedisScript& endScript();
 

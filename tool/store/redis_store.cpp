@@ -1,16 +1,11 @@
 #include "tool/store/redis_store.h"
 
+#include <algorithm>
 #include <utility>
 
-#include "tool/store/store_error.h"
+#include "tool/store/redis_failure.h"
 
 namespace audiomatch {
-namespace {
-
-// Times that a question is asked again because names changed meanwhile.
-constexpr int kMostAttempts = 5;
-
-}  // namespace
 
 RedisStore::RedisStore(RedisTarget target, std::unique_ptr<const References> own)
     : cluster_(std::move(target)),
@@ -20,20 +15,23 @@ RedisStore::RedisStore(RedisTarget target, std::unique_ptr<const References> own
 
 Store::Found RedisStore::find(const std::vector<audio::AudioFeature>& features, Patience patience) {
   const RedisEnd end = patience == Patience::kWait ? RedisEnd::kWait : RedisEnd::kPartial;
-  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+  Found found;
+  references_.untilSteady([&] {
     std::vector<RedisCommand> commands;
     const RedisReferences::Query of_references(references_, features, end, commands, kMostHits);
     const std::size_t first = commands.size();
     const RedisChannels::Query of_channels(channels_, features, commands);
     const std::vector<RedisReply> replies = cluster_.run(commands, end);
-    Found found;
-    if (!of_references.read(std::span(replies).first(first), found.references)) continue;
+    if (std::ranges::all_of(replies, &RedisReply::isUnavailable)) {
+      throwRedisAway(cluster_.url(), "none of its nodes has answered in time");
+    }
+    if (!of_references.read(std::span(replies).first(first), found.references)) return false;
     const bool is_whole = of_channels.read(std::span(replies).subspan(first), found.channels);
     found.references = joiner_.join(own_->find(features, kMostHits), std::move(found.references));
     found.references.is_partial = found.references.is_partial || !is_whole;
-    return found;
-  }
-  throw StoreError(cluster_.url(), "its references change too fast to be looked into; try again");
+    return true;
+  });
+  return found;
 }
 
 std::shared_ptr<const ReferenceNames> RedisStore::names() {

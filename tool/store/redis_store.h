@@ -32,6 +32,7 @@ class RedisStore : public Store {
   std::optional<OnAir> onAir(std::uint32_t id) override { return channels_.onAir(id); }
   std::vector<std::string> tidy() override;
   StoreCounts counts() override;
+  void hurry() noexcept override { cluster_.cancel(); }
 
  private:
   RedisCluster cluster_;

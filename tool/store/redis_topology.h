@@ -12,6 +12,7 @@
 
 namespace audiomatch {
 
+/// A node that holds keys.
 struct RedisMaster {
   RedisNode node;
   bool has_replicas = false;  ///< that work, as far as the cluster knows

@@ -21,7 +21,22 @@ constexpr std::array kWords{
     Word{"MASTERDOWN", Kind::kLater},  Word{"BUSY", Kind::kLater},
     Word{"NOREPLICAS", Kind::kLater},  Word{"NOAUTH", Kind::kRefused},
     Word{"WRONGPASS", Kind::kRefused}, Word{"DENIED", Kind::kRefused},
+    Word{"NOPERM", Kind::kRefused},
 };
+// Errors that have no word of their own.
+constexpr std::array kPhrases{
+    Word{"ERR max number of clients", Kind::kLater},
+    Word{"ERR The user executing the script can't", Kind::kRefused},
+};
+
+/// What an error is about; kNone for the command itself.
+Kind kindOf(std::string_view error) {
+  const auto* const word = std::ranges::find(kWords, error.substr(0, error.find(' ')), &Word::text);
+  if (word != kWords.end()) return word->kind;
+  const auto* const phrase = std::ranges::find_if(
+      kPhrases, [error](const Word& known) { return error.starts_with(known.text); });
+  return phrase == kPhrases.end() ? Kind::kNone : phrase->kind;
+}
 
 /// Of "MOVED 3999 HOST:PORT": the host may be an IPv6 address, or none.
 bool readNode(std::string_view text, RedisNode& node) {
@@ -41,13 +56,11 @@ bool readNode(std::string_view text, RedisNode& node) {
 RedisTrouble redisTroubleOf(const RedisReply& reply, const RedisNode& sender) {
   RedisTrouble trouble;
   if (!reply.isError()) return trouble;
-  const std::string_view text = reply.text;
-  const auto* const word = std::ranges::find(kWords, text.substr(0, text.find(' ')), &Word::text);
-  if (word == kWords.end()) return trouble;
-  trouble.kind = word->kind;
+  trouble.kind = kindOf(reply.text);
+  if (trouble.kind == Kind::kNone) return trouble;
   trouble.node = sender;
   const bool is_elsewhere = trouble.kind == Kind::kMoved || trouble.kind == Kind::kAsk;
-  if (is_elsewhere && !readNode(text, trouble.node)) return {Kind::kLater, sender};
+  if (is_elsewhere && !readNode(reply.text, trouble.node)) return {Kind::kLater, sender};
   return trouble;
 }
 

@@ -15,7 +15,7 @@ struct RedisTrouble {
     kAsk,      ///< to be sent to `node` once, after ASKING, as the slot is moving there
     kScript,   ///< to be sent with its script, which the node doesn't know
     kLater,    ///< to be sent again later
-    kRefused,  ///< nothing helps: user and password aren't the right ones
+    kRefused,  ///< nothing helps: it isn't the right user, or one without the rights
   };
 
   Kind kind = Kind::kNone;

@@ -28,8 +28,8 @@ bool isPlain(const RedisReply& reply) {
 
 }  // namespace
 
-RedisView::RedisView(const RedisTarget& target, const RedisTimes& times)
-    : target_(target), times_(times), known_(target.nodes) {}
+RedisView::RedisView(const RedisTarget& target, const RedisTimes& times, const RedisHaste& haste)
+    : target_(target), times_(times), haste_(haste), known_(target.nodes) {}
 
 std::shared_ptr<const RedisTopology> RedisView::topology() const {
   const std::lock_guard lock(mutex_);
@@ -70,6 +70,7 @@ RedisView::Answer RedisView::refresh(RedisLinks& links, RedisTime deadline) {
   }
   Answer answer;
   for (const RedisNode& node : nodes) {
+    deadline = haste_.bound(deadline);
     if (!answer.problem.empty() && RedisClock::now() >= deadline) break;
     Answer next = ask(links, node, deadline);
     if (next.is_new) return next;
@@ -89,7 +90,7 @@ RedisView::Answer RedisView::ask(RedisLinks& links, const RedisNode& node, Redis
   RedisPipeline pipeline(links.to(node), target_, times_);
   pipeline.add(command, reply);
   RedisPipeline* const only[] = {&pipeline};
-  talk(only, deadline);
+  talk(only, deadline, haste_);
   auto topology = isPlain(reply) ? RedisTopology(node) : RedisTopology::fromSlots(reply, node);
   if (topology) {
     keep(std::move(*topology), node);

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tool/store/redis_haste.h"
 #include "tool/store/redis_links.h"
 #include "tool/store/redis_times.h"
 #include "tool/store/redis_topology.h"
@@ -15,8 +16,8 @@ namespace audiomatch {
 /// What is known of a cluster, and whom to ask about it. Any thread.
 class RedisView {
  public:
-  /// Both live as long as the view.
-  RedisView(const RedisTarget& target, const RedisTimes& times);
+  /// All live as long as the view.
+  RedisView(const RedisTarget& target, const RedisTimes& times, const RedisHaste& haste);
 
   /// What was heard last; null before.
   std::shared_ptr<const RedisTopology> topology() const;
@@ -48,6 +49,7 @@ class RedisView {
 
   const RedisTarget& target_;
   const RedisTimes& times_;
+  const RedisHaste& haste_;
   mutable std::mutex mutex_;
   std::shared_ptr<const RedisTopology> topology_;
   RedisTime heard_;

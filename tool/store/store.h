@@ -63,6 +63,9 @@ class Store {
 
   /// How much it holds, as it was when it last did something. Asks nobody.
   virtual StoreCounts counts() = 0;
+
+  /// From now on nothing waits for what is away.
+  virtual void hurry() noexcept {}
 };
 
 }  // namespace audiomatch

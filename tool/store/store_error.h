@@ -13,4 +13,10 @@ class StoreError : public FileError {
   StoreError(std::string_view url, std::string_view problem) : FileError(url, problem) {}
 };
 
+/// A store doesn't accept its user, or what he may do isn't enough: trying again is no use.
+class StoreRefusal : public StoreError {
+ public:
+  using StoreError::StoreError;
+};
+
 }  // namespace audiomatch
