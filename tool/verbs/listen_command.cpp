@@ -115,7 +115,7 @@ ExitCode runListen(ListenOptions options) {
 }
 
 std::string problemOfTarget(const std::string& url) {
-  const std::string problem = isRedis(url) ? problemOfPlace(url) : problemOfServer(url);
+  std::string problem = isRedis(url) ? problemOfPlace(url) : problemOfServer(url);
   if (problem.empty() || isRedis(url)) return problem;
   return problem + "; give http://HOST:PORT of a server, or redis://HOST:PORT of its store";
 }
