@@ -153,7 +153,7 @@ class ToolTest(unittest.TestCase):
             self.assertEqual(run("match", "db", *arguments)[0], 2)
         self.assertEqual(run("match", "db", "other.wav", "missing.wav")[0], 3)
         # Not a database, a folder, no file, and one that ends early, which is said.
-        for bad, reason in (("other.wav", "not a database"), ("music", "can't be read"),
+        for bad, reason in (("other.wav", "not a database"), ("music", "is a folder"),
                             ("missing", "No such file")):
             code, output, messages = run("match", bad, "other.wav")
             self.assertEqual((code, output), (3, ""))

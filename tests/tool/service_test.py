@@ -294,12 +294,57 @@ class ServiceTest(unittest.TestCase):
         self.assertIn(b"ulimit -n", files.stderr)
         # What is under way goes on after a signal, but not after two.
         with Server() as server:
+            taken = run("serve", "--store", "none", "--listen", f"127.0.0.1:{server.port}")
+            self.assertEqual(taken[0], 3)
+            self.assertIn(f"127.0.0.1:{server.port}: can't listen there", taken[2])
             with socket.create_connection(("127.0.0.1", server.port)) as client:
                 client.sendall(b"POST /v1/recognise HTTP/1.1\r\nContent-Length: 9\r\n\r\n")
                 self.assertEqual(server.ask("GET", "/healthz")[0], 200)
                 server.terminate()
                 server.process.send_signal(signal.SIGINT)
                 self.assertIn(server.process.wait(timeout=30), (-signal.SIGINT, -signal.SIGTERM))
+
+    def test_wrong_usage_is_told_with_its_option(self):
+        serve = ("serve", "--store", "none")
+        listen = ("listen", "one.wav", "--id", "1", "--name", "x", "--to", "http://127.0.0.1:1")
+        cases = {
+            "--listen": [(*serve, "--listen", address)
+                         for address in ("nonsense", "localhost", "localhost:", "127.0.0.1:65536",
+                                         "example.org:80", ":80", "[::1:80")],
+            "--store": [(*verb, "--store", place) for verb in (("serve",), ("push", "db"))
+                        for place in ("http://localhost", "rediss://localhost", "redis://",
+                                      "redis://localhost:x", "")] + [("push", "db", "--store", "none")],
+            "--to": [(*listen[:-1], url)
+                     for url in ("127.0.0.1:1", "ftp://127.0.0.1", "http://", "http://:1",
+                                 "http://127.0.0.1:x", "http://127.0.0.1:65536",
+                                 "http://127.0.0.1/v1", "http://127.0.0.1/?", "http://a:b@127.0.0.1",
+                                 "redis://", "redis://127.0.0.1:x", "")],
+            "--name": [(*listen, "--name", name) for name in ("", "x" * 1001)],
+            "--monitor": [(*listen, "--monitor", seconds) for seconds in ("0", "3601")],
+            "--update": [(*listen, "--update", seconds) for seconds in ("0", "6")],
+            "--db": [("serve", "--db", "redis://127.0.0.1:1")],
+            "DB": [(*verb.split(), "redis://:secret@127.0.0.1:1", *more) for verb, *more in (
+                ("list",), ("info",), ("check",), ("add", "one.wav"), ("index", "one.wav"),
+                ("remove", "one"), ("rename", "one", "two"), ("merge", "db"),
+                ("push", "--store", "folder"))],
+        }
+        for option, commands in cases.items():
+            for command in commands:
+                code, output, messages = run(*command)
+                self.assertEqual((code, output), (2, ""), command)
+                self.assertTrue(messages.startswith(f"audiomatch: {option}: "), (command, messages))
+                self.assertNotIn("secret", messages)
+        self.assertEqual(sorted(os.listdir()), ["db", "db.catalogue.json", "heard.wav", "one.wav",
+                                                "two.wav"])
+
+    def test_localhost_is_an_address(self):
+        with subprocess.Popen([TOOL, "serve", "--db", "db", "--listen", "localhost:0"], text=True,
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE) as server:
+            self.assertRegex(server.stdout.readline(), r"^listening on http://127\.0\.0\.1:\d+$")
+            self.assertIn("2 references of db, 0 references of the store db.store",
+                          server.stderr.readline())
+            server.terminate()
+        self.assertEqual(server.returncode, 0)
 
     def test_what_is_under_way_is_finished(self):
         minute = noise("minute", 60).tobytes()
@@ -322,6 +367,10 @@ class ServiceTest(unittest.TestCase):
         pathlib.Path("reading").write_text(TOKEN[::-1])
         pathlib.Path("short").write_text("secret")
         self.assertEqual(run("serve", "--token-file", "short")[0], 3)
+        pathlib.Path("long").write_text(TOKEN + " " * 5000 + TOKEN)
+        refused = run("serve", "--token-file", "long")
+        self.assertEqual(refused[0], 3)
+        self.assertIn("long: holds more than 4096 bytes", refused[2])
         with Server("--token-file", "token", "--read-token-file", "reading") as server:
             for token, reads, changes in (("", 401, 401), (TOKEN, 200, 200), (TOKEN[::-1], 200, 401)):
                 headers = {"Authorization": f"Bearer {token}"} if token else {}
@@ -346,24 +395,36 @@ class ServiceTest(unittest.TestCase):
         heard = pathlib.Path("heard.wav").read_bytes()
         found = lambda: (server.recognise(heard)[1]["channels"]["candidates"] or [{}])[0]
         with Server() as server:
-            listener = self.listen(server.url, *raw)
+            listener = self.listen(server.url, *raw, stderr=subprocess.PIPE)
+            self.addCleanup(listener.stderr.close)
             listener.stdin.write(self.recordings["two"].tobytes())
             listener.stdin.flush()
             self.assertTrue(server.until(lambda: found().get("name") == "Seven"))
             port = server.port
+        said = lambda text: next(line for line in listener.stderr if text in line)
         # While nobody is there, it plays on; no analysis is lost.
         listener.stdin.write(self.recordings["one"].tobytes())
         listener.stdin.flush()
-        time.sleep(0.5)
+        self.assertIn(b"http://127.0.0.1:%d: can't be reached: " % port, said(b"; trying again"))
         with Server(port=port) as server:
             heard = pathlib.Path("one.wav").read_bytes()[44 + 10 * RATE : 44 + 22 * RATE]
             heard = array.array("h", heard)
             heard = pathlib.Path("heard.wav").read_bytes()[:44] + heard.tobytes()
             self.assertTrue(server.until(lambda: found().get("name") == "Seven"))
+            self.assertIn(b"http://127.0.0.1:%d: " % port, said(b"is back"))
             # An end is told at once.
             listener.stdin.close()
             self.assertEqual(listener.wait(timeout=30), 0)
             self.assertEqual(server.ask("GET", "/v1/channels")[1]["channels"], [])
+
+    def test_raw_samples_want_to_be_told_of(self):
+        with Server() as server:
+            for verb in (("listen", "--to", server.url, "--id", "7", "--name", "Seven"),
+                         ("match", "db")):
+                code, _, messages = run(*verb, "-", stdin=self.recordings["one"].tobytes())
+                self.assertEqual(code, 3)
+                self.assertIn("standard input: not audio", messages)
+                self.assertIn("for raw samples give --rate", messages)
 
     def test_a_dead_listener_leaves_by_itself(self):
         with Server() as server:

@@ -17,7 +17,7 @@ import urllib.parse
 
 from redis_nodes import Nodes
 from service_test import Server, many_lines, many_packed
-from tool_runner import RATE, TOOL, noise, run, write_wav
+from tool_runner import RATE, TOOL, noise, run, run_json, write_wav
 
 
 def best(answer, of="references"):
@@ -109,7 +109,21 @@ class StoreTest(unittest.TestCase):
         with Server("--store", "none") as server:
             self.assertEqual(self.add(server, "a", self.sounds["one"])[0], 409)
         pathlib.Path("file").write_text("")
-        self.assertEqual(run("serve", "--store", "file/folder")[0], 3)
+        code, _, messages = run("match", "shelf", "one.wav")
+        self.assertEqual(code, 3)
+        self.assertIn("shelf: is a store's folder", messages)
+        os.mkdir("music")
+        pathlib.Path("music/file").write_text("")
+        for place in ("file", "file/folder", "none/folder", "music"):
+            for verb in (("serve", "--listen", "127.0.0.1:0"), ("push", "db")):
+                code, _, messages = run(*verb, "--store", place)
+                self.assertEqual(code, 3)
+                self.assertIn(f"audiomatch: {place}: ", messages)
+        self.assertEqual((os.listdir("music"), os.path.exists("none")), (["file"], False))
+        # Left behind by a server that was killed before it had anything.
+        os.mkdir("left")
+        pathlib.Path("left/references.lock").write_text("4711\n")
+        self.assertEqual(run("push", "db", "--store", "left")[0], 0)
 
     def test_questions_are_answered_while_references_come_and_go(self):
         with Server("--db", "db") as server:
@@ -327,9 +341,14 @@ class FaultTest(unittest.TestCase):
                 nodes.tell(1, *kind)
                 nodes.tell(1, "set", "{audiomatch}:version", "-".join(kind))
                 self.assertEqual(server.recognise(self.sounds[self.NAMES[0]])[0], 503)
-                code, _, messages = run("match", nodes.url, f"{self.NAMES[0]}.wav")
-                self.assertEqual(code, 3)
-                self.assertIn(nodes.url, messages)
+                # Whose fault it is, and of which recordings; also of those in a folder.
+                for recordings in (f"{self.NAMES[0]}.wav", "."):
+                    code, rows, messages = run_json("match", nodes.url, recordings)
+                    self.assertEqual(code, 3)
+                    self.assertIn(f"audiomatch: {nodes.url}: ", messages)
+                    names = {os.path.basename(row["file"]) for row in rows}
+                    self.assertLessEqual({f"{self.NAMES[0]}.wav"}, names)
+                    self.assertTrue(all(row["error"].startswith(nodes.url) for row in rows))
 
     def test_a_channel_that_falls_behind_stays_on_air(self):
         with Nodes("redis", "--plain") as nodes, Server("--store", nodes.url) as server:

@@ -90,9 +90,9 @@ void AudioReader::comeToEnd() {
 }
 
 void AudioReader::noteDamage(const std::string& text) {
-  const double second = static_cast<double>(position_) / sampleRate();
-  if (options_.strict) throw FileError(name_, fmt::format("damaged at {:.1f} s: {}", second, text));
-  if (!damage_) damage_ = Damage{second, text};
+  const Damage damage{static_cast<double>(position_) / sampleRate(), text};
+  if (options_.strict) throw FileError(name_, "damaged " + describe(damage));
+  if (!damage_) damage_ = damage;
 }
 
 }  // namespace audiomatch

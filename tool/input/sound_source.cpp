@@ -28,6 +28,7 @@ namespace audiomatch {
 namespace {
 
 constexpr const char* kNotAudio = "not audio that can be read (WAV, FLAC, Ogg, Opus, MP3, ...)";
+constexpr const char* kOrRaw = "; for raw samples give --rate (and --channels, --format)";
 constexpr const char* kFingerprint =
     "a fingerprint, not a recording; only match takes one, and as a file";
 constexpr const char* kFfmpegMissing =
@@ -75,8 +76,10 @@ std::unique_ptr<SoundSource> assemble(const std::filesystem::path& name, const s
   if (!decoder) {
     checkInterrupt();
     const std::string problem = feeder ? feeder->problem(true) : "";
-    if (!problem.empty()) throw FileError(name, "not audio that can be read: " + problem);
-    throw FileError(name, looksLikeFingerprint(start) ? kFingerprint : kNotAudio);
+    const char* or_raw = options.or_raw ? kOrRaw : "";
+    if (!problem.empty()) throw FileError(name, "not audio that can be read: " + problem + or_raw);
+    if (looksLikeFingerprint(start)) throw FileError(name, kFingerprint);
+    throw FileError(name, std::string(kNotAudio) + or_raw);
   }
   return atEngineRate(
       std::make_unique<AudioReader>(name, std::move(decoder), std::move(feeder), options), name);
@@ -133,7 +136,17 @@ std::unique_ptr<SoundSource> openPipe(Descriptor live, const std::filesystem::pa
   return assemble(name, start, std::move(decoder), std::move(feeder), options);
 }
 
+/// For what `raw` tells of when it is given.
+SoundOptions orRaw(SoundOptions options) noexcept {
+  options.or_raw = true;
+  return options;
+}
+
 }  // namespace
+
+std::string describe(const Damage& damage) {
+  return fmt::format("at {:.1f} s: {}", damage.second, damage.text);
+}
 
 std::uint64_t SoundSource::skip(std::uint64_t frames) {
   std::vector<std::int16_t> dropped;
@@ -166,9 +179,9 @@ std::unique_ptr<SoundSource> openStandardInput(const std::optional<RawFormat>& r
                                                const SoundOptions& options) {
   const std::filesystem::path name = "standard input";
   if (!raw && isRegular(STDIN_FILENO)) {
-    return openFile(openForReading("/dev/stdin"), name, {}, options);
+    return openFile(openForReading("/dev/stdin"), name, {}, orRaw(options));
   }
-  return openPipe(Descriptor(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)), name, raw, options);
+  return openPipe(Descriptor(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)), name, raw, orRaw(options));
 }
 
 std::unique_ptr<SoundSource> openSoundBytes(std::string_view bytes,
@@ -184,14 +197,12 @@ std::unique_ptr<SoundSource> openNamedPipe(const std::filesystem::path& path,
   // Opening doesn't wait for a writer, as no signal would end that.
   Descriptor live(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   if (live.get() < 0) throw FileError(path, std::strerror(errno));
-  return openPipe(std::move(live), path, raw, options);
+  return openPipe(std::move(live), path, raw, orRaw(options));
 }
 
 ExitCode reportDamage(const std::filesystem::path& path, const std::optional<Damage>& damage) {
   if (!damage) return ExitCode::kSuccess;
-  warn(fmt::format("damaged at {:.1f} s: {}; what can be read is used (--strict refuses it)",
-                   damage->second, damage->text),
-       path);
+  warn("damaged " + describe(*damage) + "; what can be read is used (--strict refuses it)", path);
   return ExitCode::kLeftOut;
 }
 

@@ -20,10 +20,14 @@ struct Damage {
   std::string text;
 };
 
+/// Where and what it is, for people: "at 3.2 s: text".
+std::string describe(const Damage& damage);
+
 /// What is to be done about damage, wherever sound is read.
 struct SoundOptions {
   bool strict = false;  ///< refuse damaged recordings rather than use what can be read
   bool ffmpeg = true;   ///< start ffmpeg for what only that can read
+  bool or_raw = false;  ///< the user could have told of raw samples: said of what is no sound file
 };
 
 /// Sound as a phone's recorder would have delivered it, from front to back:

@@ -69,7 +69,10 @@ bool DatabaseLock::tryOnce(const std::filesystem::path& database) {
     const std::string other = holder(descriptor);
     close(descriptor);
     throw FileError(database, error == EWOULDBLOCK
-                                  ? fmt::format("{} is changing it; try again after that", other)
+                                  ? fmt::format("{} is changing it, or is a server that keeps it; "
+                                                "try again when that has ended, or send "
+                                                "references to the server (POST /v1/references)",
+                                                other)
                                   : fmt::format("can't be locked: {}", std::strerror(error)));
   }
   if (!isStillNamed(descriptor, file_)) {

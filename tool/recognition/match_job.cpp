@@ -104,9 +104,11 @@ ExitCode matchSound(std::unique_ptr<SoundSource> source, const std::filesystem::
   return worse(code, reportDamage(file, source->damage()));
 }
 
-ExitCode failed(const FileError& error, const RowSink& rows) {
+/// Says why a recording can't be matched; the fault may be the references'.
+ExitCode failed(const std::filesystem::path& recording, const FileError& error,
+                const RowSink& rows) {
   report(error);
-  rows(failedRow(error.path().string(), error.what()));
+  rows(failedRow(recording.string(), error.what()));
   return ExitCode::kFailure;
 }
 
@@ -126,14 +128,15 @@ ExitCode matchFile(const InputFile& file, const References& references, const Ma
     const ExitCode code = matchWhole(*recording.audio, path.string(), references, job, rows);
     return worse(code, reportDamage(path, recording.damage));
   } catch (const FileError& problem) {
-    if (!file.named) {
+    const bool is_the_recordings = problem.path() == path;
+    if (!file.named && is_the_recordings) {
       warn(FileError(path, "skipped: " + std::string(problem.problem())));
       return ExitCode::kSuccess;
     }
-    return failed(problem, rows);
+    return failed(path, problem, rows);
   } catch (const std::bad_alloc&) {
-    return failed(FileError(path, "too long for the memory there is; match it without --whole"),
-                  rows);
+    return failed(
+        path, FileError(path, "too long for the memory there is; match it without --whole"), rows);
   }
 }
 

@@ -31,10 +31,10 @@ struct MatchJob {
 /// Where rows go, as they come.
 using RowSink = std::function<void(const MatchRow&)>;
 
-/// Matches a sound file, or a fingerprint that `features` wrote. What is wrong with it is a row
-/// and, reported, a message; one that a folder had and that can't be read is skipped with a
-/// message. Returns the row's code, or of a timeline kSuccess when something
-/// in it is recognised. Throws Interrupted.
+/// Matches a sound file, or a fingerprint that `features` wrote. What is wrong with it, or with
+/// what holds the references, is a row and, reported, a message; a file that a folder had and
+/// that can't be read is skipped with a message. Returns the row's code, or of a timeline kSuccess
+/// when something in it is recognised. Throws Interrupted.
 ExitCode matchFile(const InputFile& file, const References& references, const MatchJob& job,
                    const RowSink& rows);
 

@@ -12,14 +12,14 @@ struct AccessFiles {
   std::filesystem::path reading;   ///< empty: anybody may ask
 };
 
-/// The token that a file holds, of at least 16 characters; blanks and line ends
-/// around it don't count. Nothing for an empty path. Throws FileError for another file.
+/// The token that a file of at most 4,096 bytes holds, of at least 16 characters; blanks and
+/// line ends around it don't count. Nothing for an empty path. Throws FileError for another file.
 std::optional<std::string> readToken(const std::filesystem::path& path);
 
 /// Checks tokens. Any thread.
 class Access {
  public:
-  /// Throws FileError as readToken does.
+  /// Throws FileError as readToken does, and std::runtime_error when tokens can't be compared.
   explicit Access(const AccessFiles& files);
 
   /// Whether there is any token.

@@ -2,7 +2,10 @@
 
 #include <curl/curl.h>
 
+#include <boost/algorithm/string/predicate.hpp>
+#include <memory>
 #include <new>
+#include <string_view>
 #include <utility>
 
 namespace audiomatch {
@@ -45,7 +48,34 @@ struct Headers {
   curl_slist* list = nullptr;
 };
 
+/// Whether a URL goes on behind its host and port, but for a slash.
+bool goesOn(CURLU* parts) {
+  char* text = nullptr;
+  if (curl_url_get(parts, CURLUPART_PATH, &text, 0) != CURLUE_OK) throw std::bad_alloc();
+  const std::unique_ptr<char, decltype(&curl_free)> path(text, curl_free);
+  return std::string_view(text) != "/";
+}
+
 }  // namespace
+
+std::string problemOfServer(const std::string& url) {
+  using boost::algorithm::istarts_with;
+  if (!istarts_with(url, "http://") && !istarts_with(url, "https://")) {
+    return "doesn't begin with http:// or https://";
+  }
+  const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> parts(curl_url(), curl_url_cleanup);
+  const CURLUcode code =
+      parts ? curl_url_set(parts.get(), CURLUPART_URL, url.c_str(), CURLU_DISALLOW_USER)
+            : CURLUE_OUT_OF_MEMORY;
+  if (code == CURLUE_OUT_OF_MEMORY) throw std::bad_alloc();
+  if (code == CURLUE_USER_NOT_ALLOWED) return "has a user, which servers don't ask for";
+  if (code != CURLUE_OK) return std::string("is no URL: ") + curl_url_strerror(code);
+  // An empty query is none to the parser, but would swallow what is asked for.
+  if (url.find_first_of("?#") != std::string::npos || goesOn(parts.get())) {
+    return "has more than a host and a port";
+  }
+  return {};
+}
 
 HttpClient::HttpClient(std::string token) : token_(std::move(token)), handle_(newHandle()) {}
 

@@ -13,6 +13,10 @@ struct HttpReply {
   std::string problem;  ///< why there was none
 };
 
+/// What is wrong with the URL of a server, http://HOST[:PORT] or, if there is TLS, https://...;
+/// empty for nothing.
+std::string problemOfServer(const std::string& url);
+
 /// Asks a server, by a connection that is kept. One thread at a time, but for `cancel`.
 class HttpClient {
  public:

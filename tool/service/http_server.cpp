@@ -26,6 +26,8 @@ using Error = boost::system::error_code;
 // Before another connection is tried when the system has no descriptor or memory left.
 constexpr std::chrono::milliseconds kRest{50};
 
+constexpr const char* kWanted = "; give HOST:PORT with a numeric HOST, such as 127.0.0.1:8080";
+
 /// "HOST:PORT" or "[HOST]:PORT". Throws FileError.
 tcp::endpoint parseEndpoint(const std::string& address) {
   const std::size_t colon = address.rfind(':');
@@ -34,15 +36,16 @@ tcp::endpoint parseEndpoint(const std::string& address) {
   const char* begin = colon == std::string::npos ? end : address.data() + colon + 1;
   const auto [stop, failure] = std::from_chars(begin, end, port);
   if (begin == end || failure != std::errc() || stop != end) {
-    throw FileError(address, "not an address; give HOST:PORT, for example 127.0.0.1:8080");
+    throw FileError(address, std::string("has no port from 0 to 65535") + kWanted);
   }
   std::string host = address.substr(0, colon);
   if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
     host = host.substr(1, host.size() - 2);
   }
+  if (host == "localhost") host = "127.0.0.1";
   Error error;
   const auto ip = asio::ip::make_address(host, error);
-  if (error) throw FileError(address, "its host isn't a numeric address, such as 127.0.0.1 or ::1");
+  if (error) throw FileError(address, std::string("has no numeric host") + kWanted);
   return {ip, port};
 }
 
@@ -53,6 +56,13 @@ std::string textOf(const tcp::endpoint& endpoint) {
 }
 
 }  // namespace
+
+std::string problemOfAddress(const std::string& address) try {
+  parseEndpoint(address);
+  return {};
+} catch (const FileError& error) {
+  return error.what();
+}
 
 class HttpServer::Impl {
  public:

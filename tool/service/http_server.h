@@ -34,6 +34,9 @@ struct HttpCounts {
   std::uint64_t refused;    ///< connections and requests refused for want of room, so far
 };
 
+/// What is wrong with an address that a server is to listen on; empty for nothing.
+std::string problemOfAddress(const std::string& address);
+
 /// An HTTP/1.1 server. One thread speaks with all clients, so that a slow or
 /// silent one takes none; others work out the answers.
 class HttpServer {
@@ -42,7 +45,8 @@ class HttpServer {
   /// when the address can't be had, and std::system_error when there can't be so many
   /// threads.
   ///
-  /// @param address  "HOST:PORT", a numeric host, IPv6 in brackets; port 0 is any free one
+  /// @param address  "HOST:PORT", a numeric host, IPv6 in brackets, or localhost, which is
+  ///                 127.0.0.1; port 0 is any free one
   /// @param workers  threads that answer requests of a lane
   HttpServer(const std::string& address, unsigned workers, const HttpLimits& limits,
              HttpHandler handler);

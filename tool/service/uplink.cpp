@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "tool/output/messages.h"
+#include "tool/store/open_store.h"
 
 namespace audiomatch {
 namespace {
@@ -24,6 +26,7 @@ constexpr std::chrono::milliseconds kLastPatience = 7s;
 
 Uplink::Uplink(UplinkTarget target, std::function<void()> refused)
     : target_(std::move(target)),
+      place_(shownPlace(target_.url)),
       refused_(std::move(refused)),
       line_(makeLine(target_)),
       pause_(kFirstPause),
@@ -81,7 +84,7 @@ std::string Uplink::refusal() const {
   return refusal_;
 }
 
-void Uplink::run() try { sendAll(); } catch (const std::exception& error) {
+void Uplink::run() noexcept try { sendAll(); } catch (const std::exception& error) {
   giveUp(error.what());
 }
 
@@ -91,7 +94,7 @@ void Uplink::sendAll() {
     if (reply.outcome == UplinkLine::Reply::Outcome::kTaken) {
       settle(*message);
     } else if (reply.outcome == UplinkLine::Reply::Outcome::kRefused) {
-      return giveUp(reply.reason);
+      return giveUp("the server refuses: " + reply.reason);
     } else if (!pauseAfter(reply.reason)) {
       return;
     }
@@ -121,7 +124,7 @@ void Uplink::settle(const ChannelMessage& message) {
   }
   changed_.notify_all();
   pause_ = kFirstPause;
-  if (std::exchange(is_failing_, false)) note("the server is back");
+  if (std::exchange(is_failing_, false)) note("is back", place_);
   if (is_first) note(target_.session.name + ": on air");
 }
 
@@ -132,19 +135,21 @@ bool Uplink::pauseAfter(const std::string& reason) {
     if (is_ending_) return false;
     ++counts_.failures;
   }
-  if (!std::exchange(is_failing_, true)) {
-    note("the server can't take it: " + reason + "; trying again");
-  }
+  if (!std::exchange(is_failing_, true)) note(reason + "; trying again", place_);
   std::unique_lock lock(mutex_);
   changed_.wait_for(lock, pause_, [this] { return is_ending_; });
   pause_ = std::min(2 * pause_, kLongestPause);
   return !is_ending_;
 }
 
-void Uplink::giveUp(const std::string& reason) {
+void Uplink::giveUp(std::string_view reason) noexcept {
   {
     const std::lock_guard lock(mutex_);
-    refusal_ = reason;
+    try {
+      refusal_ = reason;
+    } catch (const std::bad_alloc&) {
+      refusal_ = "no memory";  // which fits into any string
+    }
   }
   changed_.notify_all();
   refused_();

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -51,19 +52,23 @@ class Uplink : public ChannelSink {
 
   UplinkCounts counts() const;
 
-  /// Why the server won't have the channel, so that trying again is no use; empty when
-  /// it will.
+  /// The target as messages name it, without a password.
+  const std::string& place() const noexcept { return place_; }
+
+  /// Why nothing more is sent, so that trying again is no use: the server refuses it, or this
+  /// process can't; empty when it goes on.
   std::string refusal() const;
 
  private:
-  void run();
+  void run() noexcept;
   void sendAll();
   std::optional<ChannelMessage> next();
   void settle(const ChannelMessage& message);
   bool pauseAfter(const std::string& reason);
-  void giveUp(const std::string& reason);
+  void giveUp(std::string_view reason) noexcept;
 
   const UplinkTarget target_;
+  const std::string place_;
   const std::function<void()> refused_;
   const std::unique_ptr<UplinkLine> line_;
   mutable std::mutex mutex_;

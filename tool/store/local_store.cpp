@@ -17,7 +17,7 @@ namespace {
 std::unique_ptr<DatabaseLock> lock(const std::filesystem::path& folder) {
   constexpr const char* kOther = "; give another folder with --store DIR, or --store none";
   std::error_code error;
-  std::filesystem::create_directories(folder, error);
+  std::filesystem::create_directory(folder, error);
   if (error) throw FileError(folder, "can't be made: " + error.message() + kOther);
   try {
     return std::make_unique<DatabaseLock>(folder / "references");

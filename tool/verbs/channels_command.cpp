@@ -30,12 +30,15 @@ namespace {
 
 constexpr const char* kChannelsHelp =
     "Follows channels, each a named pipe that sound comes from, or a sound file, which plays in\n"
-    "its own time. The recordings to be recognised are named on standard input, a file a line,\n"
+    "its own time. Through a pipe a sound file may come, or raw samples with --rate, --channels\n"
+    "or --format. The recordings to be recognised are named on standard input, a file a line,\n"
     "and each is answered at once: on which channel it was heard, and how long ago it began. Of\n"
     "a longer recording the last ten seconds count. Ends with standard input, or by SIGINT.\n\n";
 
 // More wouldn't agree: a channel's time code runs a little faster than time.
 constexpr double kHeardSeconds = 10.0;
+
+constexpr std::uint32_t kDay = 86400;  // in seconds
 
 struct ChannelsOptions {
   CommonOptions common;
@@ -221,7 +224,7 @@ void addChannelsCommand(CLI::App& app, Action& action) {
   command->add_option("[NAME=]INPUT", options->channels, "Channels: named pipes or sound files")
       ->required()
       ->type_name("");
-  addFeedOptions(*command, options->feed);
+  addFeedOptions(*command, options->feed, kDay);
   addThresholdOptions(*command, options->thresholds);
   const auto raw_given = addRawOptions(*command, options->raw, "pipes");
   addSoundOptions(*command, options->feed.sound);

@@ -6,6 +6,7 @@
 #include "tool/output/display_text.h"
 #include "tool/output/text.h"
 #include "tool/verbs/commands.h"
+#include "tool/verbs/shared_options.h"
 
 namespace audiomatch {
 namespace {
@@ -62,7 +63,10 @@ ExitCode runCheck(const CheckOptions& options) {
 void addCheckCommand(CLI::App& app, Action& action) {
   auto options = std::make_shared<CheckOptions>();
   CLI::App* command = app.add_subcommand("check", "Look for faults in a database");
-  command->add_option("DB", options->database, "Database")->required()->type_name("");
+  command->add_option("DB", options->database, "Database")
+      ->required()
+      ->check(databaseFile())
+      ->type_name("");
   addCommonOptions(*command, options->common, "Print JSON, an object, instead of text");
   command->footer(std::string(kCheckHelp) + kExitCodesHelp);
   command->callback([options, &action] { action = [options] { return runCheck(*options); }; });

@@ -5,6 +5,7 @@
 #include "tool/keeping/database_edit.h"
 #include "tool/output/text.h"
 #include "tool/verbs/commands.h"
+#include "tool/verbs/shared_options.h"
 
 namespace audiomatch {
 namespace {
@@ -73,7 +74,10 @@ ExitCode runMerge(const EditOptions& options) {
 /// What the three have in common; the options that are theirs come between.
 CLI::App* addEditCommand(CLI::App& app, EditOptions& options, const char* name, const char* about) {
   CLI::App* command = app.add_subcommand(name, about);
-  command->add_option("DB", options.database, "Database to change")->required()->type_name("");
+  command->add_option("DB", options.database, "Database to change")
+      ->required()
+      ->check(databaseFile())
+      ->type_name("");
   addCommonOptions(*command, options.common, "Print JSON, an object a line, instead of text");
   return command;
 }
@@ -106,6 +110,7 @@ void addMergeCommand(CLI::App& app, Action& action) {
   CLI::App* command = addEditCommand(app, *options, "merge", "Make one database of several");
   command->add_option("PART", options->parts, "Databases, in the order of their recordings")
       ->required()
+      ->check(databaseFile())
       ->type_name("");
   command->add_flag("--replace", options->replace, "Replace a database that is there");
   command->footer(std::string(kMergeHelp) + kExitCodesHelp);

@@ -9,6 +9,7 @@
 #include "tool/keeping/ingest.h"
 #include "tool/keeping/reference_analysis.h"
 #include "tool/verbs/commands.h"
+#include "tool/verbs/shared_options.h"
 
 namespace audiomatch {
 namespace {
@@ -115,6 +116,7 @@ CLI::App* addIngestCommand(CLI::App& app, const std::shared_ptr<IndexOptions>& o
   CLI::App* command = app.add_subcommand(name, about);
   command->add_option("DB", options->ingest.database, "Database to write")
       ->required()
+      ->check(databaseFile())
       ->type_name("");
   command->add_option("FILE-OR-FOLDER", options->ingest.inputs, "Reference recordings")
       ->type_name("");

@@ -11,6 +11,7 @@
 #include "tool/output/table.h"
 #include "tool/output/text.h"
 #include "tool/verbs/commands.h"
+#include "tool/verbs/shared_options.h"
 
 namespace audiomatch {
 namespace {
@@ -122,7 +123,10 @@ ExitCode runInfo(const InfoOptions& options) {
 void addInfoCommand(CLI::App& app, Action& action) {
   auto options = std::make_shared<InfoOptions>();
   CLI::App* command = app.add_subcommand("info", "Give a database's size and how it is filled");
-  command->add_option("DB", options->database, "Database")->required()->type_name("");
+  command->add_option("DB", options->database, "Database")
+      ->required()
+      ->check(databaseFile())
+      ->type_name("");
   addCommonOptions(*command, options->common, "Print JSON, an object, instead of text");
   command->footer(std::string(kInfoHelp) + kExitCodesHelp);
   command->callback([options, &action] { action = [options] { return runInfo(*options); }; });

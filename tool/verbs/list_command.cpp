@@ -8,6 +8,7 @@
 #include "tool/output/table.h"
 #include "tool/output/text.h"
 #include "tool/verbs/commands.h"
+#include "tool/verbs/shared_options.h"
 
 namespace audiomatch {
 namespace {
@@ -75,7 +76,10 @@ ExitCode runList(const ListOptions& options) {
 void addListCommand(CLI::App& app, Action& action) {
   auto options = std::make_shared<ListOptions>();
   CLI::App* command = app.add_subcommand("list", "List a database's recordings");
-  command->add_option("DB", options->database, "Database")->required()->type_name("");
+  command->add_option("DB", options->database, "Database")
+      ->required()
+      ->check(databaseFile())
+      ->type_name("");
   addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of a table");
   command->footer(std::string(kListHelp) + kExitCodesHelp);
   command->callback([options, &action] { action = [options] { return runList(*options); }; });

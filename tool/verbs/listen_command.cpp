@@ -15,7 +15,10 @@
 #include "tool/output/text.h"
 #include "tool/recognition/channel_feed.h"
 #include "tool/service/access.h"
+#include "tool/service/channel_message.h"
+#include "tool/service/http_client.h"
 #include "tool/service/uplink.h"
+#include "tool/store/open_store.h"
 #include "tool/verbs/commands.h"
 #include "tool/verbs/shared_options.h"
 
@@ -25,6 +28,7 @@ namespace {
 constexpr const char* kListenHelp =
     "Sends what a channel plays to a server, so that it knows recordings of it: the attributes\n"
     "of a sound file, which plays in its own time, of a named pipe, or of standard input (-).\n"
+    "Through a pipe a sound file may come, or raw samples with --rate, --channels or --format.\n"
     "While the server is away they wait. Says once a minute what it has done. At the end, or by\n"
     "SIGINT or SIGTERM, the channel is taken off air.\n\n";
 
@@ -105,16 +109,30 @@ ExitCode runListen(ListenOptions options) {
                                     sink, options.feed);
   const bool all_sent = uplink.finish();
   const std::string refusal = uplink.refusal();
-  if (!refusal.empty()) throw FileError(options.target.url, "the server refuses: " + refusal);
-  if (!all_sent) throw FileError(options.target.url, "what waited couldn't be sent to the server");
+  if (!refusal.empty()) throw FileError(uplink.place(), refusal);
+  if (!all_sent) throw FileError(uplink.place(), "what waited couldn't be sent");
   return code;
+}
+
+std::string problemOfTarget(const std::string& url) {
+  std::string problem = isRedis(url) ? problemOfPlace(url) : problemOfServer(url);
+  if (problem.empty() || isRedis(url)) return problem;
+  return problem + "; give http://HOST:PORT of a server, or redis://HOST:PORT of its store";
+}
+
+std::string problemOfName(const std::string& name) {
+  if (!name.empty() && name.size() <= kLongestName) return {};
+  return fmt::format("must have 1 to {} bytes", kLongestName);
 }
 
 void addChannel(CLI::App& command, ListenOptions& options) {
   command.add_option("FILE", options.input, "Sound file, named pipe, or - for standard input")
       ->type_name("");
-  command.add_option("--to", options.target.url, "Server, such as http://127.0.0.1:8080")
+  command
+      .add_option("--to", options.target.url,
+                  "Server, such as http://127.0.0.1:8080, or its store, redis://HOST:PORT")
       ->required()
+      ->check(CLI::Validator(problemOfTarget, ""))
       ->type_name("URL");
   command.add_option("--id", options.target.id, "The channel's number")
       ->required()
@@ -122,6 +140,7 @@ void addChannel(CLI::App& command, ListenOptions& options) {
       ->type_name("N");
   command.add_option("--name", options.target.session.name, "What it is called in answers")
       ->required()
+      ->check(CLI::Validator(problemOfName, ""))
       ->type_name("NAME");
   command
       .add_option("--token-file", options.token_file,
@@ -135,7 +154,7 @@ void addListenCommand(CLI::App& app, Action& action) {
   auto options = std::make_shared<ListenOptions>();
   CLI::App* command = app.add_subcommand("listen", "Send what a channel plays to a server");
   addChannel(*command, *options);
-  addFeedOptions(*command, options->feed);
+  addFeedOptions(*command, options->feed, kLongestMonitor);
   const auto raw_given = addRawOptions(*command, options->raw, "pipes");
   addSoundOptions(*command, options->feed.sound);
   addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of text");

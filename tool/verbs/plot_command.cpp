@@ -149,11 +149,14 @@ void addPlotCommand(CLI::App& app, Action& action) {
                                    ->check(between(0.1, 1e6))
                                    ->type_name("S");
   CLI::Option* match =
-      command->add_option("--match", options->database, "Draw its hits in a database instead")
+      command
+          ->add_option("--match", options->database,
+                       "Draw its hits in a database, or redis://HOST:PORT, instead")
           ->type_name("DB");
   command
       ->add_option("--timeline", options->timeline_database,
-                   "Draw when which recording of a database is heard instead")
+                   "Draw when which recording of a database, or of redis://HOST:PORT, is heard "
+                   "instead")
       ->type_name("DB")
       ->excludes(match);
   addThresholdOptions(*command, options->thresholds);

@@ -13,6 +13,7 @@
 #include "tool/store/database_push.h"
 #include "tool/store/open_store.h"
 #include "tool/verbs/commands.h"
+#include "tool/verbs/shared_options.h"
 
 namespace audiomatch {
 namespace {
@@ -52,7 +53,7 @@ ExitCode runPush(const PushOptions& options) {
     report("the store has another reference of this name; left out", name);
   }
   fmt::print("{}", options.common.json
-                       ? jsonLine({{"store", options.store},
+                       ? jsonLine({{"store", shownPlace(options.store)},
                                    {"added", pushed.added},
                                    {"present", pushed.present},
                                    {"conflicts", pushed.conflicts.size()},
@@ -67,9 +68,17 @@ ExitCode runPush(const PushOptions& options) {
 void addPushCommand(CLI::App& app, Action& action) {
   auto options = std::make_shared<PushOptions>();
   CLI::App* command = app.add_subcommand("push", "Bring a database's references into a store");
-  command->add_option("DB", options->database, "Database made by index")->required()->type_name("");
+  command->add_option("DB", options->database, "Database made by index")
+      ->required()
+      ->check(databaseFile())
+      ->type_name("");
+  const auto check = [](const std::string& place) {
+    return place == "none" ? "none keeps nothing; give a folder or redis://HOST:PORT"
+                           : problemOfPlace(place);
+  };
   command->add_option("--store", options->store, "Redis Cluster or folder")
       ->required()
+      ->check(CLI::Validator(check, ""))
       ->type_name("STORE");
   addCommonOptions(*command, options->common, "Print JSON instead of text");
   command->footer(std::string(kPushHelp) + kExitCodesHelp);

@@ -21,7 +21,6 @@
 #include "tool/output/messages.h"
 #include "tool/output/text.h"
 #include "tool/recognition/no_references.h"
-#include "tool/recognition/reference_database.h"
 #include "tool/service/service.h"
 #include "tool/store/open_store.h"
 #include "tool/verbs/commands.h"
@@ -31,9 +30,13 @@ namespace audiomatch {
 namespace {
 
 // Descriptors that the process opens for itself, and for each job: its recording and
-// what decodes it.
+// what decodes it, and a connection to each node of a cluster.
 constexpr rlim_t kOwnFiles = 64;
 constexpr rlim_t kFilesOfJob = 4;
+constexpr rlim_t kNodes = 16;
+
+// So that one that changes something doesn't keep a question waiting.
+constexpr unsigned kFewestJobs = 2;
 
 constexpr const char* kServeHelp =
     "Answers over HTTP which reference of DB, and which channel that `audiomatch listen` sends,\n"
@@ -49,6 +52,12 @@ struct ServeOptions {
   AccessFiles access;
   Thresholds thresholds = kThresholds;
   unsigned jobs = std::max(std::thread::hardware_concurrency(), 1u);
+
+  /// Where the server keeps what it is given: unless it is told, beside the database.
+  std::string place() const {
+    if (!store.empty()) return store;
+    return database.empty() ? "audiomatch.store" : database.string() + ".store";
+  }
 };
 
 /// SIGINT and SIGTERM, which are waited for: noted by an InterruptGuard, they would
@@ -102,6 +111,20 @@ class Serving {
   std::future<void> run_;
 };
 
+/// Shows a service its server, as long as that is there.
+class Watching {
+ public:
+  Watching(Service& service, const HttpServer& server) : service_(service) {
+    service_.watch(&server);
+  }
+  Watching(const Watching&) = delete;
+  Watching& operator=(const Watching&) = delete;
+  ~Watching() { service_.watch(nullptr); }
+
+ private:
+  Service& service_;
+};
+
 /// Has a service tidy up every second, on a thread of its own: a store that is away takes long
 /// to say so, and signals wouldn't wait for it.
 class Tidying {
@@ -121,29 +144,38 @@ class Tidying {
   std::jthread thread_;  // last: it uses the rest
 };
 
-/// Where a server keeps what it is given, unless it is told: beside the database.
-std::filesystem::path folderFor(const std::filesystem::path& database) {
-  if (database.empty()) return "audiomatch.store";
-  std::filesystem::path folder = database;
-  return folder += ".store";
+std::unique_ptr<const References> referencesOf(const ServeOptions& options) {
+  if (options.database.empty()) return std::make_unique<const NoReferences>();
+  return openReferences(options.database);
 }
 
-std::unique_ptr<Store> storeOf(const ServeOptions& options) {
-  std::unique_ptr<const References> own = std::make_unique<const NoReferences>();
-  if (!options.database.empty()) own = std::make_unique<const ReferenceDatabase>(options.database);
-  return openStore(options.store.empty() ? folderFor(options.database).string() : options.store,
-                   std::move(own), options.thresholds);
+/// "serves channels, 12 references of DB, 3 references of the store DB.store".
+///
+/// @param of_own  references of the database
+std::string whatIsServed(const ServeOptions& options, std::size_t of_own, Store& store) {
+  std::string text = "serves channels";
+  if (!options.database.empty()) {
+    text += fmt::format(", {} references of {}", of_own, options.database.string());
+  }
+  const std::string place = options.place();
+  if (place == "none") return text;
+  // Which others change, too, and may take long to tell.
+  if (isRedis(place)) return text + ", the references of the store " + shownPlace(place);
+  return text +
+         fmt::format(", {} references of the store {}", store.counts().references - of_own, place);
 }
 
 /// Lets the process open as many files as the system does, and shares them out: a
 /// connection takes one, and so does each that is turned away.
-HttpLimits limitsFor(unsigned jobs) {
+///
+/// @param of_job  descriptors that each job takes
+HttpLimits limitsFor(unsigned jobs, rlim_t of_job) {
   rlimit files{};
   getrlimit(RLIMIT_NOFILE, &files);
   files.rlim_cur = files.rlim_max;
   setrlimit(RLIMIT_NOFILE, &files);
   getrlimit(RLIMIT_NOFILE, &files);
-  const rlim_t others = kOwnFiles + kFilesOfJob * jobs;
+  const rlim_t others = kOwnFiles + of_job * jobs;
   if (files.rlim_cur < others + 2) {
     throw std::runtime_error(fmt::format(
         "only {} files may be open, and {} jobs need {}; raise the limit (ulimit -n) or give "
@@ -155,30 +187,34 @@ HttpLimits limitsFor(unsigned jobs) {
   return limits;
 }
 
-/// Says where the server is. Throws FileError.
-void announce(const HttpServer& server, const ServeOptions& options) {
+/// Says where the server is and what it serves. Throws FileError.
+void announce(const HttpServer& server, const std::string& served, const ServeOptions& options) {
   fmt::print("{}", options.common.json ? jsonLine({{"address", server.address()}})
                                        : fmt::format("listening on http://{}\n", server.address()));
   if (std::fflush(stdout) != 0) throw FileError("standard output", std::strerror(errno));
+  note(served);
   if (!server.isLocal() && options.access.changing.empty()) {
-    warn("whoever reaches it may send channels; --token-file has it ask for a token",
+    warn("whoever reaches it may change references and channels; see --token-file",
          server.address());
   }
 }
 
 ExitCode runServe(const ServeOptions& options) {
   applyCommonOptions(options.common);
-  if (isRedis(options.database.native())) {
-    throw UsageError("--db takes a database's file; name a cluster with --store");
-  }
   std::optional<EndingSignals> signals(std::in_place);
   std::signal(SIGPIPE, SIG_IGN);
   dropUnreadMessages();
-  Service service(storeOf(options), options.thresholds, options.access);
-  HttpServer server(options.address, options.jobs, limitsFor(options.jobs), service.handler());
-  service.watch(&server);
+  std::unique_ptr<const References> own = referencesOf(options);
+  const std::size_t of_own = own->names()->recordingCount();
+  std::unique_ptr<Store> store = openStore(options.place(), std::move(own), options.thresholds);
+  const std::string served = whatIsServed(options, of_own, *store);
+  Service service(std::move(store), options.thresholds, options.access);
+  const unsigned jobs = std::max(options.jobs, kFewestJobs);
+  const rlim_t of_job = kFilesOfJob + (isRedis(options.store) ? kNodes : 0);
+  HttpServer server(options.address, jobs, limitsFor(jobs, of_job), service.handler());
+  const Watching watching(service, server);
   Serving serving(server);
-  announce(server, options);
+  announce(server, served, options);
   const Tidying tidying(service);
   while (serving.goesOn() && !signals->wait()) continue;
   signals.reset();
@@ -191,16 +227,21 @@ ExitCode runServe(const ServeOptions& options) {
 void addServeCommand(CLI::App& app, Action& action) {
   auto options = std::make_shared<ServeOptions>();
   CLI::App* command = app.add_subcommand("serve", "Answer over HTTP what is playing");
-  command->add_option("--db", options->database, "Database of references")->type_name("DB");
+  command->add_option("--db", options->database, "Database of references")
+      ->check(databaseFile())
+      ->type_name("DB");
   command
       ->add_option("--store", options->store,
                    "Where references and channels are kept: a folder (default: DB.store), "
                    "redis://HOST:PORT of "
                    "a Redis Cluster, or none")
+      ->check(CLI::Validator(problemOfPlace, ""))
       ->type_name("STORE");
   command
       ->add_option("--listen", options->address,
-                   "Numeric host and port, 0 for any free one (default 127.0.0.1:8080)")
+                   "Numeric host, or localhost, and port, 0 for any free one (default "
+                   "127.0.0.1:8080)")
+      ->check(CLI::Validator(problemOfAddress, ""))
       ->type_name("ADDRESS");
   command
       ->add_option("--token-file", options->access.changing,
@@ -210,7 +251,11 @@ void addServeCommand(CLI::App& app, Action& action) {
       ->add_option("--read-token-file", options->access.reading,
                    "File with the token that asking needs")
       ->type_name("FILE");
-  command->add_option("--jobs", options->jobs, "Requests answered at a time (default: all cores)")
+  command
+      ->add_option("--jobs", options->jobs,
+                   fmt::format("Requests answered at a time, by at least {} threads (default: all "
+                               "cores)",
+                               kFewestJobs))
       ->check(between(1u, 256u))
       ->type_name("N");
   addThresholdOptions(*command, options->thresholds);

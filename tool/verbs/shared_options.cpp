@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include "base/analysis_grid.h"
+#include "stream/stream_grid.h"
 #include "tool/input/rate_reducer.h"
+#include "tool/store/open_store.h"
 #include "tool/verbs/commands.h"
 
 namespace audiomatch {
@@ -25,16 +27,29 @@ void addThresholdOptions(CLI::App& command, Thresholds& thresholds) {
       ->type_name("X");
 }
 
-void addFeedOptions(CLI::App& command, FeedOptions& options) {
+CLI::Validator databaseFile() {
+  const auto check = [](const std::string& text) -> std::string {
+    if (!isRedis(text)) return {};
+    return "takes a database's file; push adds to a store, and a server lists and changes what is "
+           "in one (GET, POST and DELETE /v1/references)";
+  };
+  return CLI::Validator(check, "");
+}
+
+void addFeedOptions(CLI::App& command, FeedOptions& options, std::uint32_t longest) {
   command
       .add_option("--update", options.periods.update,
-                  "Seconds from one analysis of a channel to the next (default 1)")
-      ->check(between(1u, 5u))
+                  fmt::format("Seconds from one analysis of a channel to the next, 1 to {} "
+                              "(default {})",
+                              audio::kBufferSeconds, options.periods.update))
+      ->check(between(1u, audio::kBufferSeconds))
       ->type_name("N");
   command
       .add_option("--monitor", options.periods.monitor,
-                  "Seconds that are remembered of each channel (default 60)")
-      ->check(between(1u, 86400u))
+                  fmt::format("Seconds that are remembered of each channel, a multiple of --update "
+                              "up to {} (default {})",
+                              longest, options.periods.monitor))
+      ->check(between(1u, longest))
       ->type_name("N");
   command.add_option("--speed", options.speed, "How fast files play (default 1)")
       ->check(between(0.1, 1000.0))

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <cstdint>
 #include <functional>
+#include <string>
 
 #include "tool/input/raw_format.h"
 #include "tool/recognition/channel_feed.h"
@@ -12,8 +14,13 @@ namespace audiomatch {
 /// Adds --min-agreeing and --min-discrimination to a command.
 void addThresholdOptions(CLI::App& command, Thresholds& thresholds);
 
+/// Takes what names a database's file rather than a store.
+CLI::Validator databaseFile();
+
 /// Adds --update, --monitor and --speed, which say how a channel is fed.
-void addFeedOptions(CLI::App& command, FeedOptions& options);
+///
+/// @param longest  that may be remembered of it, in seconds
+void addFeedOptions(CLI::App& command, FeedOptions& options, std::uint32_t longest);
 
 /// Adds --rate, --channels and --format, which say what raw samples are like.
 ///
