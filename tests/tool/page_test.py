@@ -24,12 +24,16 @@ SOURCES = pathlib.Path(__file__).resolve().parents[2] / "tool/service/page"
 MARKUP = "<b onclick=fail>two & <img src=x onerror=fail>"
 ARABIC = "سيمفونية رقم ٤٠"
 LONG = "a" * 120 + " " + "Rindfleischetikettierung" * 4
-# Answers of a server that isn't this one, by path, in place of its own.
+# A machine's address that isn't this one's; the browser takes it here all the same.
+ELSEWHERE = "192.0.2.1"
+# Answers of a server that isn't this one, by path, with a query or without, in place of its own:
+# [status, object], [0] of one that is away, [-1] of one that never answers.
 FAKE = """
 const real = window.fetch;
 window.fetch = async (path, options) => {
-  const [status, object] = window.fake?.[path.split("?")[0]] ?? [];
+  const [status, object] = window.fake?.[path] ?? window.fake?.[path.split("?")[0]] ?? [];
   if (status === 0) throw new TypeError("away");
+  if (status === -1) return new Promise(() => {});
   return status ? new Response(JSON.stringify(object), { status }) : real(path, options);
 };
 """
@@ -53,7 +57,7 @@ def open_browser(microphone):
                      "--window-size=1200,1000",
                      "--use-fake-device-for-media-stream",
                      f"--use-file-for-fake-audio-capture={microphone}",
-                     "--host-resolver-rules=MAP insecure.test 127.0.0.1"):
+                     f"--host-resolver-rules=MAP {ELSEWHERE} 127.0.0.1"):
         options.add_argument(argument)
     options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
     return webdriver.Chrome(options=options, service=Service("/usr/bin/chromedriver"))
@@ -179,12 +183,14 @@ class PageTest(unittest.TestCase):
                                    delta=2)
             self.assertGreater(self.accent("spectrogram"), 100)
             self.assertGreater(self.accent("hits"), 100)
-            for file, kind, headline in (("unknown.wav", "Nothing known", "Not in here"),
+            for file, kind, headline in (("unknown.wav", "Not recognised", "Not known here"),
                                          ("silence.wav", "Silence", "Only silence"),
                                          ("short.wav", "No features", "Too short")):
                 self.upload(file)
                 self.expect(kind, file, headline)
                 self.assertLessEqual(self.accent("spectrogram"), 0)
+                # Nothing is drawn in an empty box.
+                self.assertEqual(self.element("spectrogram").is_displayed(), file == "unknown.wav")
             # A name is text, whatever it holds.
             self.upload("markup.wav")
             self.expect("Recognised", "markup.wav", MARKUP)
@@ -199,20 +205,16 @@ class PageTest(unittest.TestCase):
             self.element("action").click()
             self.expect("Recognised", "minutes.wav", "one")
             self.assertIn("from 0:45 on", self.text("remarks"))
-            fake = {"/healthz": [200, {"status": "degraded", "store": "away"}],
-                    "/v1/recognise": [503, {"error": "too many requests wait"}]}
-            self.browser.execute_script("window.fake = arguments[0]", fake)
-            self.upload("one.wav")
-            self.expect("No answer", "one.wav", "busy")
-            self.until(lambda: "part of its store is away" in self.text("banner"))
             answer = server.recognise(pathlib.Path("one.wav").read_bytes())[1]
-            fake["/v1/recognise"] = [200, {**answer, "partial": True, "damaged": "pages are gone"}]
-            self.browser.execute_script("window.fake = arguments[0]", fake)
-            self.element("action").click()
+            self.fake({"/v1/recognise": [200, {**answer, "damaged": "pages are gone"}]})
+            self.upload("one.wav")
             self.expect("Recognised", "one.wav", "one")
-            self.assertIn("may be incomplete", self.text("caution"))
             self.assertIn("pages are gone", self.text("caution"))
-            self.browser.execute_script("window.fake = undefined")
+            # Of another in between.
+            self.fake({"/v1/recognise": [200, None]})
+            self.upload("unknown.wav")
+            self.expect("No answer", "unknown.wav", "can’t be reached")
+            self.fake({})
             port = server.port
         self.upload("unknown.wav")
         self.expect("No answer", "unknown.wav", "can’t be reached")
@@ -220,7 +222,59 @@ class PageTest(unittest.TestCase):
         with Server("--db", "db", port=port):
             self.until(lambda: not self.element("banner").is_displayed())
             self.element("action").click()
-            self.expect("Nothing known", "unknown.wav", "Not in here")
+            self.expect("Not recognised", "unknown.wav", "Not known here")
+
+    def test_a_store_that_is_away_is_no_verdict(self):
+        away = [503, {"error": "nothing of the store answers"}]
+        with self.page() as server:
+            bodies = [pathlib.Path(name).read_bytes() for name in ("unknown.wav", "one.wav")]
+            unknown, known = ([200, {**server.recognise(body)[1], "partial": True}]
+                              for body in bodies)
+            self.fake({"/v1/recognise?drawing=1": unknown})
+            self.upload("unknown.wav")
+            self.expect("No answer", "unknown.wav", "Can’t say now")
+            self.assertIn("A part of the store can’t be reached", self.text("where"))
+            self.assertFalse(self.element("sureness").is_displayed())
+            # It asks the same once more, and waits for the answer.
+            self.fake({"/v1/recognise?drawing=1": unknown, "/v1/recognise?drawing=1&wait=1": [-1]})
+            self.assertEqual(self.text("action"), "Ask again and wait")
+            self.element("action").click()
+            self.until(lambda: "Waiting for the store" in self.text("name"))
+            # Raw samples with what they are.
+            self.fake({"/v1/recognise?rate=16000&channels=1&format=s16le&drawing=1": unknown})
+            self.upload("minutes.wav")
+            self.expect("No answer", "minutes.wav", "too long")
+            self.element("action").click()
+            self.expect("No answer", "minutes.wav", "Can’t say now")
+            self.element("action").click()
+            self.expect("Recognised", "minutes.wav", "one")
+            self.fake({"/v1/recognise": known})
+            self.upload("one.wav")
+            self.expect("Recognised", "one.wav", "one")
+            self.assertIn("may be incomplete", self.text("caution"))
+            self.assertFalse(self.element("action").is_displayed())
+            # All of it is away: each outcome is told, and nothing is left of what was before.
+            self.fake({"/v1/recognise": [-1], "/v1/channels": away, "/v1/references": away,
+                       "/healthz": [200, {"status": "degraded", "store": "failing"}]})
+            self.upload("unknown.wav")
+            self.until(lambda: self.text("kind") == "unknown.wav")
+            self.assertEqual(self.text("name"), "Asking …")
+            for name in ("where", "caution", "sure", "figure", "further", "remarks"):
+                self.assertEqual(self.text(name), "")
+            self.until(lambda: self.text("banner") ==
+                       "The store can’t be reached. Answers may be incomplete.")
+            self.until(lambda: "isn’t known right now" in self.text("air-note"))
+            self.fake({"/v1/recognise": away})
+            self.upload("one.wav")
+            self.expect("No answer", "one.wav", "can’t answer now")
+            self.assertIn("nothing of the store answers", self.text("where"))
+            self.until(lambda: not self.element("banner").is_displayed())
+            self.fake({})
+            self.element("action").click()
+            self.expect("Recognised", "one.wav", "one")
+
+    def fake(self, answers):
+        self.browser.execute_script("window.fake = arguments[0]", answers)
 
     def test_a_file_is_dropped(self):
         with self.page():
@@ -249,11 +303,11 @@ class PageTest(unittest.TestCase):
             self.give_token()
             self.allow_microphone(server, "granted")
             self.element("listen").click()
-            self.until(lambda: "Nothing known yet" in self.text("name"))
+            self.until(lambda: "Not recognised yet" in self.text("name"))
             self.element("listen").click()
-            self.expect("Stopped", "microphone", "Nothing was known")
+            self.expect("Stopped", "microphone", "Nothing recognised")
         with self.page() as server:
-            self.open(f"http://insecure.test:{server.port}")
+            self.open(f"http://{ELSEWHERE}:{server.port}")
             self.element("listen").click()
             self.expect("No answer", "microphone", "keeps the microphone")
             self.assertIn("https", self.text("where"))

@@ -35,9 +35,6 @@ constexpr rlim_t kOwnFiles = 64;
 constexpr rlim_t kFilesOfJob = 4;
 constexpr rlim_t kNodes = 16;
 
-// So that one that changes something doesn't keep a question waiting.
-constexpr unsigned kFewestJobs = 2;
-
 constexpr const char* kServeHelp =
     "Answers over HTTP which reference of DB, and which channel that `audiomatch listen` sends,\n"
     "a recording was heard on: POST it to /v1/recognise. Says where it listens on standard\n"
@@ -175,7 +172,7 @@ HttpLimits limitsFor(unsigned jobs, rlim_t of_job) {
   files.rlim_cur = files.rlim_max;
   setrlimit(RLIMIT_NOFILE, &files);
   getrlimit(RLIMIT_NOFILE, &files);
-  const rlim_t others = kOwnFiles + of_job * jobs;
+  const rlim_t others = kOwnFiles + of_job * kHttpLanes * jobs;
   if (files.rlim_cur < others + 2) {
     throw std::runtime_error(fmt::format(
         "only {} files may be open, and {} jobs need {}; raise the limit (ulimit -n) or give "
@@ -209,15 +206,16 @@ ExitCode runServe(const ServeOptions& options) {
   std::unique_ptr<Store> store = openStore(options.place(), std::move(own), options.thresholds);
   const std::string served = whatIsServed(options, of_own, *store);
   Service service(std::move(store), options.thresholds, options.access);
-  const unsigned jobs = std::max(options.jobs, kFewestJobs);
   const rlim_t of_job = kFilesOfJob + (isRedis(options.store) ? kNodes : 0);
-  HttpServer server(options.address, jobs, limitsFor(jobs, of_job), service.handler());
+  HttpServer server(options.address, options.jobs, limitsFor(options.jobs, of_job),
+                    service.handler());
   const Watching watching(service, server);
   Serving serving(server);
   announce(server, served, options);
   const Tidying tidying(service);
   while (serving.goesOn() && !signals->wait()) continue;
   signals.reset();
+  service.hurry();
   serving.end();
   return ExitCode::kSuccess;
 }
@@ -253,9 +251,8 @@ void addServeCommand(CLI::App& app, Action& action) {
       ->type_name("FILE");
   command
       ->add_option("--jobs", options->jobs,
-                   fmt::format("Requests answered at a time, by at least {} threads (default: all "
-                               "cores)",
-                               kFewestJobs))
+                   "Requests of a kind (questions, messages, changes) answered at a time "
+                   "(default: all cores)")
       ->check(between(1u, 256u))
       ->type_name("N");
   addThresholdOptions(*command, options->thresholds);

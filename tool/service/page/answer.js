@@ -1,4 +1,4 @@
-// Shows an answer: what it is, how sure that is, where in it we are, and who else was near.
+// Shows an answer: what it is, how sure that is, where in it we are, and what else was near.
 
 import { draw } from "./drawing.js";
 import { clock, count, counted, named, put, span } from "./words.js";
@@ -10,10 +10,13 @@ const LONG = 60;  // characters of a name that is set smaller
 
 const KINDS = {
   recognised: "Recognised",
-  unknown: "Nothing known",
+  unknown: "Not recognised",
   silence: "Silence",
   "no features": "No features",
 };
+
+// Parts of the store may hold what an answer doesn't name.
+const isOpen = (answer) => Boolean(answer.partial) && answer.kind === "unknown";
 
 /** How sure an answer is: from 0 to 1, and in words. */
 function sureness(found) {
@@ -41,33 +44,35 @@ function placeOf(candidate, seconds) {
 function sentenceOf(answer, reference, channel) {
   const parts = [];
   if (reference) parts.push(`${placeOf(reference, answer.seconds)} of the reference`);
-  if (reference && channel) parts.push("; on ", { name: channel.name }, ", ");
-  if (channel) {
-    parts.push(reference ? `channel ${channel.id}, ` : `On channel ${channel.id}; it began `,
-      `${span(channel.seconds_ago)} ago`);
-  }
-  return parts;
+  if (!channel) return parts;
+  const began = `it began ${span(channel.seconds_ago)} ago`;
+  if (!reference) return [`On channel ${channel.id}, where ${began}`];
+  return [...parts, "; on ", { name: channel.name }, ` (channel ${channel.id}) ${began}`];
 }
 
 /** What to say when nothing was recognised. */
 function excuseOf(answer) {
+  if (isOpen(answer)) {
+    return ["Can’t say now", "A part of the store can’t be reached. Ask again in a moment."];
+  }
   switch (answer.kind) {
     case "silence": return ["Only silence", "There is no sound in it at all."];
     case "no features":
-      return ["Too short or too plain", "It has nothing to be told by. A few seconds more of it " +
-        "may do."];
+      return ["Too short or too plain",
+        "There is nothing in it to tell it by. A few seconds more may help."];
     default:
-      return ["Not in here", answer.references || answer.channels
-        ? "It is none of the references, and on none of the channels on air."
-        : "The server has no references and no channels to compare it with."];
+      return ["Not known here", answer.references
+        ? "It matches none of the references, and none of the channels on air."
+        : "It matches none of the channels on air, and the server has no references."];
   }
 }
 
 /** What to mind about an answer. */
 function cautionOf(answer) {
   return [
-    answer.partial ? "Part of the store is away; the answer may be incomplete." : "",
-    answer.damaged ? `The recording is damaged: ${answer.damaged}. The rest was used.` : "",
+    answer.partial && !isOpen(answer)
+      ? "A part of the store can’t be reached; the answer may be incomplete." : "",
+    answer.damaged ? `The recording is damaged (${answer.damaged}). The rest was used.` : "",
   ].filter(Boolean).join(" ");
 }
 
@@ -89,7 +94,11 @@ function rowOf(candidate, seconds) {
     count(candidate.hits)];
   cells.forEach((content, at) => {
     const cell = document.createElement(at === 0 ? "th" : "td");
-    if (at === 0) cell.scope = "row";
+    if (at === 0) {
+      cell.scope = "row";
+      // A long one is cut where it stands.
+      cell.title = candidate.name;
+    }
     if (at > 1) cell.className = at === 3 ? "number hit-count" : "number";
     cell.append(content);
     row.append(cell);
@@ -102,8 +111,8 @@ function showCandidates(answer, shown) {
   const further = all.filter((candidate) => !shown.includes(candidate))
     .sort((a, b) => b.agreeing - a.agreeing).slice(0, MOST);
   element("further").hidden = further.length === 0;
-  element("further-title").textContent =
-    shown.length ? "Further candidates" : "The closest, by chance";
+  element("further-title").textContent = shown.length ? "Other candidates"
+    : isOpen(answer) ? "The closest so far" : "The closest, by chance";
   element("candidates").replaceChildren(...further.map((each) => rowOf(each, answer.seconds)));
 }
 
@@ -125,34 +134,46 @@ function showRemarks(remarks) {
 
 function head(kind, label, name, where, caution = "") {
   element("answer").dataset.kind = kind;
+  // Nobody needs to hear more than the end.
+  element("verdict").setAttribute("aria-busy", kind === "busy" || kind === "listening");
   put(element("kind"), ...label);
   element("name").replaceChildren(named(name));
   element("name").toggleAttribute("data-long", name.length > LONG);
   put(element("where"), ...where);
   element("caution").hidden = !caution;
   element("caution").textContent = caution;
-  element("action").hidden = true;
+  offer();
+}
+
+/** A button that offers to do something: {text, run}; none without. */
+function offer(action) {
+  element("action").hidden = !action;
+  element("action").textContent = action?.text ?? "";
+  element("action").onclick = action?.run ?? null;
 }
 
 /**
  * Shows an answer of the server's.
  * @param what    what was asked, for people: a file's name
+ * @param again   asks the same once more, and waits for the whole store
  * @param remark  one more line below; may be empty
  */
-export function showAnswer(answer, what, remark = "") {
+export function showAnswer(answer, what, again, remark = "") {
   const best = (found) => (found?.recognised ? found.candidates[0] : undefined);
   const reference = best(answer.references);
   const channel = best(answer.channels);
-  const label = [`${KINDS[answer.kind] ?? answer.kind} · `, { name: what }];
+  const kind = isOpen(answer) ? "No answer" : KINDS[answer.kind] ?? answer.kind;
+  const label = [`${kind} · `, { name: what }];
   if (reference || channel) {
     head(answer.kind, label, (reference ?? channel).name,
       sentenceOf(answer, reference, channel), cautionOf(answer));
   } else {
     const [name, excuse] = excuseOf(answer);
     head(answer.kind, label, name, [excuse], cautionOf(answer));
+    if (isOpen(answer)) offer({ text: "Ask again and wait", run: again });
   }
   const found = reference || !channel ? answer.references ?? answer.channels : answer.channels;
-  showSureness(...sureness(found));
+  showSureness(...(isOpen(answer) ? [0, ""] : sureness(found)));
   showCandidates(answer, [reference, channel].filter(Boolean));
   showRemarks(remarksOf(answer, remark));
   draw(answer.drawing, Boolean(reference || channel), answer.seconds);
@@ -169,24 +190,29 @@ function clear(drawing = null, seconds = 0) {
 /** Shows what is being heard, and the answer so far, in which nothing is recognised. */
 export function showProgress(what, answer = undefined) {
   const seconds = Math.round(answer?.seconds ?? 0);
-  head("listening", ["Listening … · ", { name: what }], seconds ? "Nothing known yet" : "Listening",
-    [seconds ? `${seconds} s heard; twelve at most are.` : "The first answer takes two seconds."]);
+  head("listening", ["Listening … · ", { name: what }],
+    seconds ? "Not recognised yet" : "Listening",
+    [seconds ? `${span(seconds)} heard, of twelve at most.`
+      : "The first answer takes two seconds."]);
   clear(answer?.drawing, answer?.seconds);
 }
 
 /** Shows that somebody had enough. */
 export function showStopped(what) {
-  head("none", ["Stopped · ", { name: what }], "Nothing was known so far",
-    ["Ask again when you like."]);
+  head("none", ["Stopped · ", { name: what }], "Nothing recognised so far",
+    ["Ask again whenever you like."]);
   clear();
 }
 
-/** Says what is being done about what; that nothing is, without arguments. */
-export function showBusy(doing = "", what = "") {
-  element("answer").toggleAttribute("data-busy", Boolean(doing));
-  // What stands there is of the question before.
-  element("verdict").setAttribute("aria-busy", Boolean(doing));
-  if (doing) put(element("kind"), `${doing} · `, { name: what });
+/**
+ * Says what is being done about what, in place of the answer before, whose drawing leaves its
+ * room to the next.
+ */
+export function showBusy(doing, what, note = "") {
+  const isDrawn = !element("figure").hidden;
+  head("busy", [{ name: what }], doing, [note]);
+  clear();
+  element("figure").hidden = !isDrawn;
 }
 
 /**
@@ -196,8 +222,5 @@ export function showBusy(doing = "", what = "") {
 export function showProblem([headline, advice], what, action) {
   head("problem", ["No answer · ", { name: what }], headline, [advice]);
   clear();
-  if (!action) return;
-  element("action").hidden = false;
-  element("action").textContent = action.text;
-  element("action").onclick = action.run;
+  offer(action);
 }

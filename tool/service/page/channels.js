@@ -4,6 +4,7 @@ import { Problem, ask, health } from "./question.js";
 import { count, counted, named, span } from "./words.js";
 
 const PERIOD = 4_000;  // ms
+const QUICKLY = { patience: 10_000 };
 const FRESH = 10;      // seconds without an analysis before a channel looks quiet
 
 const element = (id) => document.getElementById(id);
@@ -56,7 +57,7 @@ function showChannels(channels) {
   if (!same) element("channels").replaceChildren(...list);
   channelCount = channels.length;
   element("air-note").textContent = channels.length ? ""
-    : "No channel is on air. “audiomatch listen” brings one.";
+    : "No channel is on air. “audiomatch listen” puts one on air.";
 }
 
 function showStock() {
@@ -71,34 +72,52 @@ function showBanner(text) {
   if (element("banner").textContent !== text) element("banner").textContent = text;
 }
 
-function troubleOf(state) {
-  if (state.status === "ok") return "";
-  const store = typeof state.store === "string" ? ` (${state.store})` : "";
-  return `The server isn’t at its best: part of its store is away${store}. ` +
-    "Answers may be incomplete.";
+async function lookAtServer() {
+  const { status } = await health(QUICKLY);
+  showBanner(status === "ok" ? "" : "The store can’t be reached. Answers may be incomplete.");
 }
 
-async function look() {
+async function lookAtChannels() {
+  showChannels((await ask("/v1/channels", QUICKLY)).channels);
+}
+
+async function lookAtReferences() {
+  references ??= (await ask("/v1/references", QUICKLY)).references.length;
+}
+
+function showUnreachable() {
+  // Another one may come back, with other references.
+  forgetReferences();
+  showBanner("The server can’t be reached. This page keeps trying.");
+}
+
+function showNoChannels(problem) {
+  channelCount = null;
+  element("channels").replaceChildren();
+  if (problem.status === 401) onLocked();
+  element("air-note").textContent =
+    problem.status === 401 ? "The server shows this only to those who have its token."
+      : "What is on air isn’t known right now.";
+}
+
+function forgetReferences() {
+  references = null;
+}
+
+/** Looks at something, and ends with its trouble where there is any. */
+async function tryTo(look, showTrouble) {
   try {
-    showBanner(troubleOf(await health()));
-    showChannels((await ask("/v1/channels")).channels);
-    references ??= (await ask("/v1/references")).references.length;
+    await look();
   } catch (problem) {
     if (!(problem instanceof Problem)) throw problem;
     showTrouble(problem);
   }
-  showStock();
 }
 
-function showTrouble(problem) {
-  // Another one may come back, with other references.
-  references = channelCount = null;
-  element("channels").replaceChildren();
-  if (problem.status === 0) showBanner("The server can’t be reached. This page keeps trying.");
-  if (problem.status === 401) onLocked();
-  element("air-note").textContent =
-    problem.status === 401 ? "The server tells only those who have its token."
-      : "What is on air isn’t known at this moment.";
+async function look() {
+  await Promise.all([tryTo(lookAtServer, showUnreachable),
+    tryTo(lookAtChannels, showNoChannels), tryTo(lookAtReferences, forgetReferences)]);
+  showStock();
 }
 
 /** Looks now, and then every few seconds unless the page is hidden. */

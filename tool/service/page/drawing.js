@@ -1,9 +1,12 @@
 // Draws the engine's spectrogram and peaks of a recording, and the hits that agree: across the
 // spectrogram, and below it by where in the reference each hit is.
 
-import { AXIS, clip, colour, dot, label, prepare, stepFor, timeAxis } from "./plot.js";
+import {
+  AXIS, TITLE, clip, colour, dot, empty, label, prepare, stepFor, timeAxis,
+} from "./plot.js";
 import { clock, count, counted, span } from "./words.js";
 
+const figure = document.getElementById("figure");
 const spectrogram = document.getElementById("spectrogram");
 const hits = document.getElementById("hits");
 let latest = [null, false, 0];
@@ -61,9 +64,9 @@ function drawLandmarks(pen, agreeing, x, y) {
 }
 
 function drawSpectrogram(drawing, recognised, seconds) {
-  const plot = prepare(spectrogram, 4, !drawing, "spectrogram and peaks");
+  const plot = prepare(spectrogram, { bottom: drawing.hits ? 4 : AXIS });
   const { pen, area } = plot;
-  if (!drawing) return;
+  if (!drawing.hits) timeAxis(plot, seconds);
   const bins = drawing.spectrogram?.bins ?? 257;
   const x = (frame) => area.x + ((frame + 0.5) * drawing.frame_seconds * area.width) / seconds;
   const y = (bin) => area.y + area.height * (1 - (bin + 0.5) / bins);
@@ -83,27 +86,30 @@ function drawSpectrogram(drawing, recognised, seconds) {
   pen.restore();
 }
 
-/** The stretch of the reference that the hits' plot shows: the recording's and its surroundings. */
-function surroundings(times, seconds) {
+/**
+ * The stretch of the reference that the hits' plot shows: the recording's and its surroundings,
+ * but nothing before `first`.
+ */
+function surroundings(times, seconds, first) {
   const middle = [...times].sort((a, b) => a - b)[Math.floor(times.length / 2)] ?? 0;
-  return { from: middle - 1.5 * seconds, length: 3 * seconds };
+  return { from: Math.max(middle - 1.5 * seconds, first), length: 3 * seconds };
 }
 
 function drawHits(drawing, recognised, seconds) {
-  const plot = prepare(hits, AXIS, !drawing, "hits");
+  const plot = prepare(hits, { top: TITLE, bottom: AXIS });
   const { pen, area } = plot;
-  if (!drawing) return;
   timeAxis(plot, seconds);
-  if (!drawing.hits) return;
   const isChannel = drawing.hits.of === "channels";
+  label(pen, isChannel ? "on the channel" : "in the reference", area.x, TITLE / 2, "left");
   const sign = isChannel ? -1 : 1;
   const agreeing = drawing.hits.agreeing.map((hit) => [hit[0], sign * hit[4]]);
-  const { from, length } = surroundings(agreeing.map((hit) => hit[1]), seconds);
+  const { from, length } = surroundings(agreeing.map((hit) => hit[1]), seconds,
+    isChannel ? -Infinity : 0);
   const x = (frame) => area.x + (frame * drawing.frame_seconds * area.width) / seconds;
   const y = (time) => area.y + area.height * (1 - (time - from) / length);
   const step = stepFor(length, area.height, 26);
   for (let time = Math.ceil(from / step) * step; time <= from + length; time += step) {
-    if (y(time) < area.y + 6 || y(time) > area.y + area.height - 6 || time * sign < 0) continue;
+    if (y(time) < area.y + 6 || time * sign < 0) continue;
     label(pen, isChannel ? `−${span(-time)}` : clock(time), area.x - 6, y(time), "right");
   }
   clip(plot);
@@ -125,8 +131,14 @@ function describe(drawing, recognised, seconds) {
       `${count(drawing.hits.others.length)} elsewhere`);
 }
 
+const redraw = ([drawing, recognised, seconds]) => {
+  if (!drawing) return;
+  drawSpectrogram(drawing, recognised, seconds);
+  if (drawing.hits) drawHits(drawing, recognised, seconds);
+};
+
 /**
- * Draws, or clears the drawing.
+ * Draws, or hides what there is nothing to be drawn in.
  * @param drawing     of the server's answer; null for none
  * @param recognised  whether its hits are those of what was recognised
  * @param seconds     of the recording; 0 where that isn't known
@@ -134,15 +146,17 @@ function describe(drawing, recognised, seconds) {
 export function draw(drawing, recognised, seconds) {
   // Of silence there is nothing.
   if (drawing && !drawing.spectrogram && !drawing.hits) drawing = null;
-  latest = [drawing, recognised, seconds];
-  spectrogram.parentElement.toggleAttribute("data-empty", !drawing);
   const last = (drawing?.hits?.agreeing ?? []).reduce((most, hit) => Math.max(most, hit[2]), 0);
   const length = seconds || (last + 1) * (drawing?.frame_seconds ?? 1);
-  drawSpectrogram(drawing, recognised, length);
-  drawHits(drawing, recognised, length);
+  latest = [drawing, recognised, length];
+  figure.hidden = !drawing;
+  figure.dataset.hits = !drawing?.hits ? "none" : recognised ? "agreeing" : "by chance";
+  if (drawing) hits.hidden = !drawing.hits;
+  for (const canvas of [spectrogram, hits]) empty(canvas);
+  redraw(latest);
   describe(drawing, recognised, length);
 }
 
-const again = () => draw(...latest);
+const again = () => redraw(latest);
 new ResizeObserver(again).observe(spectrogram);
 matchMedia("(prefers-color-scheme: dark)").addEventListener("change", again);

@@ -27,7 +27,8 @@ async function heard(microphone, seconds, signal) {
 /**
  * Listens until something is recognised, for twelve seconds at most, or until `signal` is
  * raised.
- * @param tell  {onBlock(loudness), onStart(), onAnswer(answer, isLast)}
+ * @param tell  {onBlock(loudness), onStart(), onAnswer(answer, isLast, body, format)}, of which
+ *              body and format are what was asked
  * Throws Problem, or what opening a microphone throws.
  */
 export async function listen(signal, tell) {
@@ -42,10 +43,12 @@ export async function listen(signal, tell) {
       // As many steps as have been heard by now, where an answer took longer than one.
       due = Math.max(due, Math.floor(microphone.seconds / STEP) * STEP);
       const isLast = due >= LONGEST;
-      const answer = await asked(microphone, isLast, signal);
-      const isKnown = answer?.kind === "recognised";
-      if (answer && !signal.aborted) tell.onAnswer(answer, isLast || isKnown);
-      if (isLast || isKnown) return;
+      const body = toPcm(microphone.samples());
+      const format = formatOf(microphone.rate);
+      const answer = await asked(body, format, isLast, signal);
+      const isEnd = isLast || answer?.kind === "recognised";
+      if (answer && !signal.aborted) tell.onAnswer(answer, isEnd, body, format);
+      if (isEnd) return;
     }
   } finally {
     microphone.close();
@@ -53,12 +56,12 @@ export async function listen(signal, tell) {
 }
 
 /** The answer to what was heard so far; nothing where a later one may come. */
-async function asked(microphone, isLast, signal) {
+async function asked(body, format, isLast, signal) {
   try {
-    return await recognise(toPcm(microphone.samples()), formatOf(microphone.rate), signal);
+    return await recognise(body, format, signal);
   } catch (error) {
-    const isBusy = error instanceof Problem && error.status === 503;
-    if (isBusy && !isLast) return undefined;
+    const isSoonOver = error instanceof Problem && error.status === 503;
+    if (isSoonOver && !isLast) return undefined;
     throw error;
   }
 }

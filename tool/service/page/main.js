@@ -20,9 +20,10 @@ function begin() {
   return asking.signal;
 }
 
-function show(answer, what, remark) {
-  showBusy();
-  showAnswer(answer, what, remark);
+/** Shows what a body is; it may have to be asked once more. */
+function show(answer, body, format, what, about = {}) {
+  const askAgain = () => question(body, format, what, { ...about, waits: true });
+  showAnswer(answer, what, askAgain, about.remark);
   noteHeard(answer.channels, what);
   keepLooking();
   reveal();
@@ -37,10 +38,12 @@ function reveal() {
 
 /** Says what went wrong, and offers what may help; `retry` does the whole once more. */
 function fail(error, what, retry, action = { text: "Try again", run: retry }) {
-  if (!(error instanceof Problem || error instanceof DOMException)) throw error;
-  showBusy();
   reveal();
   if (error instanceof DOMException) return showProblem(wordsOfMicrophone(error), what);
+  if (!(error instanceof Problem)) {
+    showProblem(["This page failed", "Load it again, and ask once more."], what);
+    throw error;
+  }
   if (error.status === 401) {
     again = retry;
     askToken(hasToken() ? "That token isn’t the right one." : "");
@@ -51,21 +54,28 @@ function fail(error, what, retry, action = { text: "Try again", run: retry }) {
   showProblem(wordsOf(error), what, helps ? action : undefined);
 }
 
-/** Asks what a body is. */
-async function question(body, format, what, retry, { remark = "", action } = {}) {
+/**
+ * Asks what a body is.
+ * @param about  {remark, waits, action}: one more line for the answer, whether that waits for the
+ *               whole store, and what to offer for a body that is too long
+ */
+async function question(body, format, what, about = {}) {
   const signal = begin();
-  showBusy("Asking …", what);
+  if (about.waits) showBusy("Waiting for the store …", what, "This takes half a minute at most.");
+  else showBusy("Asking …", what);
   try {
-    const answer = await recognise(body, format, signal);
-    if (!signal.aborted) show(answer, what, remark);
+    const answer = await recognise(body, format, signal, about.waits);
+    if (!signal.aborted) show(answer, body, format, what, about);
   } catch (error) {
-    if (!signal.aborted) fail(error, what, retry, error.status === 413 ? action : undefined);
+    if (signal.aborted) return;
+    const retry = () => question(body, format, what, about);
+    fail(error, what, retry, error.status === 413 ? about.action : undefined);
   }
 }
 
 function askFile(file) {
-  const action = { text: "Ask for 30 seconds of its middle", run: () => askMiddle(file) };
-  return question(file, {}, file.name, () => askFile(file), { action });
+  const action = { text: "Ask about its middle", run: () => askMiddle(file) };
+  return question(file, {}, file.name, { action });
 }
 
 /** Asks for a piece of a file that is too long. */
@@ -77,17 +87,16 @@ async function askMiddle(file) {
     piece = await middleOf(file);
   } catch {
     if (signal.aborted) return;
-    showBusy();
-    showProblem(["The browser can’t cut this", "Cut a piece of it by another program."],
+    showProblem(["The browser can’t cut this", "Cut a piece of it with another program."],
       file.name);
     return;
   }
   if (signal.aborted) return;
-  const remark = `30 seconds of it were asked, from ${clock(piece.from)} on.`;
-  question(piece.samples, formatOf(piece.rate), file.name, () => askMiddle(file), { remark });
+  const remark = `Only 30 seconds of it were sent, from ${clock(piece.from)} on.`;
+  question(piece.samples, formatOf(piece.rate), file.name, { remark });
 }
 
-function showListening(isListening, hint = "by the microphone") {
+function showListening(isListening, hint = "with the microphone") {
   element("listen").toggleAttribute("data-on", isListening);
   element("listen-text").textContent = isListening ? "Stop listening" : "Listen";
   element("listen-hint").textContent = hint;
@@ -97,16 +106,15 @@ function showListening(isListening, hint = "by the microphone") {
 async function askMicrophone() {
   const signal = begin();
   showListening(true, "waiting for the microphone …");
-  showBusy("Listening …", MICROPHONE);
   showProgress(MICROPHONE);
   try {
     await listen(signal, {
-      onStart: () => !signal.aborted && showListening(true, "hearing you"),
+      onStart: () => !signal.aborted && showListening(true, "the microphone is on"),
       onBlock: (loudness) => {
         if (!signal.aborted) element("loudness").style.width = `${100 * loudness}%`;
       },
-      onAnswer: (answer, isLast) => {
-        if (isLast) return show(answer, MICROPHONE);
+      onAnswer: (answer, isLast, body, format) => {
+        if (isLast) return show(answer, body, format, MICROPHONE);
         element("listen-hint").textContent = `${Math.round(answer.seconds)} s heard`;
         showProgress(MICROPHONE, answer);
       },
@@ -121,7 +129,6 @@ async function askMicrophone() {
 function stopListening() {
   begin();
   showListening(false);
-  showBusy();
   showStopped(MICROPHONE);
 }
 

@@ -5,8 +5,8 @@ export function wordsOf(error) {
   switch (error.name) {
     case "InsecureError":
       return ["The browser keeps the microphone from this page",
-        "It gives it only to pages that come by https, or from localhost. Open this page so, " +
-        "or choose a file."];
+        "Browsers give it only to pages that come over https, or from localhost. Open this page " +
+        "that way, or choose a file."];
     case "NotAllowedError":
       return ["The microphone was refused",
         "Allow it for this page in the browser’s settings, then press Listen again."];

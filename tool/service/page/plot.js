@@ -1,22 +1,30 @@
 // Plots on a canvas: their area, axes and marks.
 
 const LEFT = 44;   // pixels for the labels beside a plot
-const TOP = 4;
 const LABEL = 72;  // from label to label at least
 
 /** Pixels below a plot for a time axis. */
 export const AXIS = 22;
 
+/** Pixels above a plot for its title. */
+export const TITLE = 20;
+
 /** A colour of the style sheet, which depends on the light. */
 export const colour = (name) =>
   getComputedStyle(document.documentElement).getPropertyValue(name).trim();
 
+/** Leaves nothing on a canvas. */
+export function empty(canvas) {
+  const pen = canvas.getContext("2d");
+  pen.setTransform(1, 0, 0, 1, 0, 0);
+  pen.clearRect(0, 0, canvas.width, canvas.height);
+}
+
 /**
  * A canvas as sharp as the screen, cleared, with its plot's rectangle.
- * @param bottom   pixels below the plot
- * @param purpose  what an empty one says
+ * @param room  pixels above and below the plot
  */
-export function prepare(canvas, bottom, isEmpty, purpose) {
+export function prepare(canvas, { top = 4, bottom }) {
   const ratio = window.devicePixelRatio || 1;
   const { width, height } = canvas.getBoundingClientRect();
   canvas.width = Math.round(width * ratio);
@@ -24,16 +32,9 @@ export function prepare(canvas, bottom, isEmpty, purpose) {
   const pen = canvas.getContext("2d");
   pen.scale(ratio, ratio);
   pen.font = `12px ${getComputedStyle(document.body).fontFamily}`;
-  const left = isEmpty ? 0 : LEFT;
-  const area = { x: left, y: TOP, width: width - left, height: height - TOP - bottom };
-  if (isEmpty) {
-    pen.strokeStyle = colour("--line");
-    pen.strokeRect(area.x + 0.5, area.y + 0.5, area.width - 1, area.height - 1);
-    label(pen, purpose, area.x + area.width / 2, area.y + area.height / 2, "center");
-  } else {
-    pen.fillStyle = colour("--panel");
-    pen.fillRect(area.x, area.y, area.width, area.height);
-  }
+  const area = { x: LEFT, y: top, width: width - LEFT, height: height - top - bottom };
+  pen.fillStyle = colour("--panel");
+  pen.fillRect(area.x, area.y, area.width, area.height);
   return { pen, area };
 }
 

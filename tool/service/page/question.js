@@ -23,11 +23,14 @@ export function hasToken() {
   return sessionStorage.getItem(TOKEN) !== null;
 }
 
-/** Whatever has an address; the answer's object, whatever its status. */
+/**
+ * Whatever has an address; the answer's object, whatever its status, and null where it has none.
+ * Throws Problem when nothing comes.
+ */
 async function fetched(path, options = {}) {
   const token = sessionStorage.getItem(TOKEN);
   const headers = token ? { Authorization: `Bearer ${token}` } : {};
-  const patience = AbortSignal.timeout(PATIENCE);
+  const patience = AbortSignal.timeout(options.patience ?? PATIENCE);
   try {
     const response = await fetch(path, {
       ...options,
@@ -35,7 +38,7 @@ async function fetched(path, options = {}) {
       cache: "no-store",
       signal: options.signal ? either(options.signal, patience) : patience,
     });
-    return { status: response.status, object: await response.json().catch(() => ({})) };
+    return { status: response.status, object: await response.json().catch(() => null) };
   } catch (error) {
     if (options.signal?.aborted) throw error;
     throw new Problem(0);
@@ -55,7 +58,9 @@ function either(first, second) {
 /** Asks for something; throws Problem. */
 export async function ask(path, options) {
   const { status, object } = await fetched(path, options);
-  if (status !== 200) throw new Problem(status, object.error ?? "");
+  if (status !== 200) throw new Problem(status, object?.error ?? "");
+  // It was cut off, or comes from somebody in between.
+  if (!object) throw new Problem(0);
   return object;
 }
 
@@ -63,33 +68,34 @@ export async function ask(path, options) {
  * Asks what a recording is.
  * @param body  a sound file, a fingerprint, or raw samples that `format` describes
  * @param format  {rate, channels, format}, or nothing
+ * @param waits   whether the answer waits for parts of the store that can't be reached
  */
-export function recognise(body, format = {}, signal = undefined) {
-  if ((body.size ?? body.byteLength) > LARGEST) {
-    return Promise.reject(new Problem(413, "it has more than 32 MiB"));
-  }
-  const query = new URLSearchParams({ ...format, drawing: 1 });
+export function recognise(body, format, signal, waits = false) {
+  if ((body.size ?? body.byteLength) > LARGEST) return Promise.reject(new Problem(413));
+  const query = new URLSearchParams({ ...format, drawing: 1, ...(waits ? { wait: 1 } : {}) });
   return ask(`/v1/recognise?${query}`, { method: "POST", body, signal });
 }
 
 /** How the server is; throws Problem when it can't be reached. */
-export async function health() {
-  return (await fetched("/healthz")).object;
+export async function health(options) {
+  return (await fetched("/healthz", options)).object ?? {};
 }
 
 /** What a problem comes to: a headline, and what to do next. */
 export function wordsOf(problem) {
-  const why = problem.reason ? `The server says: ${problem.reason}.` : "";
+  const why = problem.reason ? `The server says “${problem.reason}”.` : "";
   switch (problem.status) {
     case 0:
+    case 502:
+    case 504:
       return ["The server can’t be reached",
         "It may have ended, or this device is offline. Try again in a moment."];
     case 400: return ["The server can’t make sense of this", why];
-    case 401: return ["The server asks for a token", "Give it above; then the question goes on."];
+    case 401: return ["The server asks for a token", "Enter it above; the question then goes on."];
     case 413: return ["This is too long",
-      "A minute and 32 MiB are the most there can be of it. Send a piece."];
+      why || "It may last a minute and have 32 MiB at most. Send a piece of it."];
     case 415: return ["This isn’t a recording that can be read", why];
-    case 503: return ["The server is busy", `It has no room for this now. Try again soon. ${why}`];
-    default: return [`The server failed (${problem.status})`, why || "Its own messages tell why."];
+    case 503: return ["The server can’t answer now", `${why} Ask again in a moment.`];
+    default: return [`The server failed (${problem.status})`, why || "Its own messages say why."];
   }
 }

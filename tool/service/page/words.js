@@ -14,8 +14,10 @@ export function clock(seconds) {
 /** How long something takes or is ago: 12 s, 3 min, 2 h. */
 export function span(seconds) {
   const whole = Math.max(Math.round(seconds), 0);
-  if (whole < 100) return `${whole} s`;
-  return whole < 5400 ? `${Math.round(whole / 60)} min` : `${Math.round(whole / 3600)} h`;
+  // No line ends between a number and its unit.
+  if (whole < 100) return `${whole}\u00a0s`;
+  return whole < 5400 ? `${Math.round(whole / 60)}\u00a0min`
+    : `${Math.round(whole / 3600)}\u00a0h`;
 }
 
 /** A number with commas between thousands. */
