@@ -161,6 +161,13 @@ std::vector<ChannelStatus> RedisChannels::statusesOf(const Channels& channels) {
   return all;
 }
 
+ChannelBounds RedisChannels::held() const {
+  const std::shared_ptr<const Channels> channels = latest().channels;
+  std::size_t attributes = 0;
+  for (const auto& [id, channel] : *channels) attributes += channel.status.attributes;
+  return {channels->size(), attributes};
+}
+
 std::optional<OnAir> RedisChannels::onAir(std::uint32_t id) const {
   const Known known = latest();
   const auto place = known.channels->find(id);

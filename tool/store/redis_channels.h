@@ -42,8 +42,8 @@ class RedisChannels {
   /// The channels on air, by their numbers.
   std::vector<ChannelStatus> list();
 
-  /// The same as last known; asks nobody.
-  std::vector<ChannelStatus> known() const { return statusesOf(*latest().channels); }
+  /// As LiveChannels::held, as last known; asks nobody.
+  ChannelBounds held() const;
 
   /// The channel of a number, as it was at most a second ago; nothing when it isn't on air.
   std::optional<OnAir> onAir(std::uint32_t id) const;

@@ -58,12 +58,8 @@ bool RedisStore::end(std::uint32_t id, const std::optional<std::string>& key) {
 
 StoreCounts RedisStore::counts() {
   const auto names = joiner_.join(own_->names(), references_.known());
-  StoreCounts counts{.references = names->recordingCount(), .entries = names->entryCount()};
-  for (const ChannelStatus& channel : channels_.known()) {
-    ++counts.channels;
-    counts.attributes += channel.attributes;
-  }
-  return counts;
+  const ChannelBounds held = channels_.held();
+  return {names->recordingCount(), names->entryCount(), held.channels, held.attributes, 0};
 }
 
 std::vector<std::string> RedisStore::tidy() {
