@@ -14,6 +14,9 @@
 namespace audiomatch {
 namespace {
 
+// Buckets that are under way while one is read: more would push each other out of the cache.
+constexpr std::size_t kFetchedAhead = 8;
+
 /// What is kept of an audio: what its reference is told from others by, how many entries the
 /// audio has, and the reference's name; nothing for one that was removed.
 struct AudioRecord {
@@ -58,13 +61,10 @@ std::string without(std::string_view bucket, std::uint32_t begin, std::uint32_t 
   return rest;
 }
 
-/// Asks for what is about to be read: its begin, behind which the processor sees by itself where
-/// reading goes.
+/// Asks for what is about to be read.
 void fetchSoon(std::string_view bucket) noexcept {
   constexpr std::size_t kLine = 64;
-  constexpr std::size_t kBegin = 8 * kLine;
-  const std::size_t end = std::min(bucket.size(), kBegin);
-  for (std::size_t at = 0; at < end; at += kLine) __builtin_prefetch(bucket.data() + at);
+  for (std::size_t at = 0; at < bucket.size(); at += kLine) __builtin_prefetch(bucket.data() + at);
 }
 
 }  // namespace
@@ -109,7 +109,6 @@ FoundHits EmbeddedReferences::lookUp(const std::vector<audio::AudioFeature>& fea
                                      std::size_t most) const {
   const std::shared_ptr<const ReferenceNames> names = this->names();
   const LmdbTransaction look(file_, LmdbTransaction::Kind::kReading);
-  // Buckets lie anywhere in the file: all are asked for before the first is read.
   std::vector<std::string_view> buckets;
   buckets.reserve(features.size());
   std::size_t bytes = 0;
@@ -117,11 +116,16 @@ FoundHits EmbeddedReferences::lookUp(const std::vector<audio::AudioFeature>& fea
     const bool is_again = i > 0 && features[i].hashKey == features[i - 1].hashKey;
     buckets.push_back(is_again ? buckets.back()
                                : look.get(entries_, keyOf(features[i].hashKey)).value_or(""));
-    fetchSoon(buckets.back());
     bytes += buckets.back().size();
   }
   HitReader reader(names, bytes, most);
-  for (std::size_t i = 0; i < features.size(); ++i) reader.take(features[i], buckets[i]);
+  // Buckets lie anywhere in the file: each is asked for some before it is read.
+  const std::size_t ahead = std::min(kFetchedAhead, buckets.size());
+  for (std::size_t i = 0; i < ahead; ++i) fetchSoon(buckets[i]);
+  for (std::size_t i = 0; i < features.size(); ++i) {
+    if (i + ahead < buckets.size()) fetchSoon(buckets[i + ahead]);
+    reader.take(features[i], buckets[i]);
+  }
   return reader.finish();
 }
 
