@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "channel_rates.h"
+#include "effects.h"
 #include "programme.h"
 #include "tool/base/parallel.h"
 #include "tool/recognition/live_channels.h"

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "base/analysis_grid.h"
+#include "effects.h"
 #include "match/database/packed_entry.h"
 #include "tool/base/parallel.h"
 #include "tool/input/decoder.h"

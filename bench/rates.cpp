@@ -17,6 +17,7 @@
 
 #include "base/analysis_grid.h"
 #include "base/logger.h"
+#include "effects.h"
 #include "match/audio_matcher.h"
 #include "match/database/audio_database.h"
 #include "match/database/database_writer.h"

@@ -45,12 +45,13 @@ Sound cut(const Sound& sound, std::size_t start, std::size_t samples) {
   return {{first, first + static_cast<std::ptrdiff_t>(samples)}, sound.rate};
 }
 
-std::vector<audio::AudioFeature> featuresOf(const Sound& sound) {
+std::vector<audio::AudioFeature> featuresOf(const Sound& sound, Passes passes) {
   std::vector<std::int16_t> samples(sound.samples.size());
   std::ranges::transform(sound.samples, samples.begin(), audiomatch::toPcm16);
   const audio::AudioDataPtr recording = audiomatch::toAudio(samples, 1, sound.rate);
   audio::FeatureExtractor extractor;
-  if (!extractor.init(false) || !extractor.loadAudio(recording.get())) std::abort();
+  if (!extractor.init(passes == Passes::kOne) || !extractor.loadAudio(recording.get()))
+    std::abort();
   if (!extractor.extractFeatures()) return {};  // silence
   return extractor.getFeatures();
 }

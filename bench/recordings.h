@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "feature/audio_feature.h"
-#include "roughening.h"
+#include "sound.h"
 
 namespace bench {
 
@@ -25,7 +25,11 @@ Sound readMono(const std::string& path);
 /// The stretch of a sound from a sample on, which must be there as a whole.
 Sound cut(const Sound& sound, std::size_t start, std::size_t samples);
 
+/// How often a recording is analysed: once, as what goes into a database, or with the frames at
+/// four places, as what is asked.
+enum class Passes { kOne, kFour };
+
 /// What the engine finds in a recording; nothing in silence.
-std::vector<audio::AudioFeature> featuresOf(const Sound& sound);
+std::vector<audio::AudioFeature> featuresOf(const Sound& sound, Passes passes = Passes::kFour);
 
 }  // namespace bench

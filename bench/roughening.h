@@ -3,15 +3,10 @@
 #include <cstdint>
 #include <random>
 #include <string_view>
-#include <vector>
+
+#include "sound.h"
 
 namespace bench {
-
-/// Mono samples, 1.0 at full scale, and their rate in Hz.
-struct Sound {
-  std::vector<float> samples;
-  std::uint32_t rate;
-};
 
 /// What becomes of a recording on its way to a listener.
 enum class Condition {
@@ -45,9 +40,6 @@ std::string_view nameOf(Noise noise) noexcept;
 /// Noise at 8 kHz: white and pink ones, a hush of one step of 16 bits, or a chord of six steady
 /// tones between 100 and 3000 Hz.
 Sound makeNoise(Noise noise, std::size_t samples, std::mt19937_64& random);
-
-/// The sound at another rate, from 800 to 79,999 Hz.
-Sound atRate(const Sound& sound, std::uint32_t rate);
 
 /// What a listener gets of a sound.
 ///
