@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "feature/audio_feature.h"
+#include "recordings.h"
+
+namespace bench {
+
+/// A recording of a collection, or a copy at another speed, which the engine doesn't take for it.
+struct Reference {
+  std::string name;
+  const Listed* recording;
+  double speed;                  ///< 1, or up to a third more or less
+  std::filesystem::path file{};  ///< that keeps its features
+};
+
+/// All features of a reference, before a builder chooses.
+struct ReferenceFeatures {
+  double seconds;
+  std::vector<std::vector<audio::AudioFeature>> parts;  ///< of up to 16,384 frames each
+};
+
+/// A collection of so many: the recordings, then copies of all of them, 8 to 33 % faster or slower,
+/// one speed after another.
+///
+/// @param folder  where features are kept
+std::vector<Reference> collectionOf(const std::vector<const Listed*>& recordings, std::size_t count,
+                                    const std::filesystem::path& folder);
+
+/// The features of a reference: analysed, unless its file has them. Throws FileError.
+ReferenceFeatures featuresOfReference(const Reference& reference);
+
+}  // namespace bench
