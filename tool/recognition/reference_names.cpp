@@ -14,6 +14,7 @@ ReferenceNames::ReferenceNames(std::vector<std::string> names, std::uint64_t ent
     const bool goes_on = audio > 0 && names_[audio] == names_[audio - 1];
     const auto own = names_[audio].empty() ? -1 : static_cast<std::int32_t>(audio);
     recordings_.push_back(goes_on ? recordings_.back() : own);
+    are_all_there_ = are_all_there_ && recordings_.back() >= 0;
     if (recordings_.back() == static_cast<std::int32_t>(audio)) ++recording_count_;
   }
 }

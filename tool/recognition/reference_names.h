@@ -25,6 +25,9 @@ class ReferenceNames {
   /// Entries that they have together.
   std::uint64_t entryCount() const noexcept { return entry_count_; }
 
+  /// Whether every index up to the highest has its audio: none is being added or was removed.
+  bool areAllThere() const noexcept { return are_all_there_; }
+
   /// Whether there is a recording of a name.
   bool has(const std::string& name) const noexcept;
 
@@ -47,6 +50,7 @@ class ReferenceNames {
   std::vector<std::string> names_;
   std::uint64_t entry_count_ = 0;
   std::size_t recording_count_ = 0;
+  bool are_all_there_ = true;
   std::vector<std::int32_t> recordings_;  // by audio index
 };
 

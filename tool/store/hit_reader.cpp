@@ -1,5 +1,6 @@
 #include "tool/store/hit_reader.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "tool/store/packed_bucket.h"
@@ -15,26 +16,34 @@ HitReader::HitReader(std::shared_ptr<const ReferenceNames> names, std::size_t by
 }
 
 void HitReader::take(const audio::AudioFeature& feature, std::string_view bucket) {
-  const ReferenceNames& names = *found_.names;
-  requireHits(read_ += bucket.size() / kPackedBytes, most_);
+  const std::size_t count = bucket.size() / kPackedBytes;
+  requireHits(read_ += count, most_);
   const std::size_t begin = found_.hits.size();
-  found_.hits.resize(begin + bucket.size() / kPackedBytes);
-  std::size_t end = begin;
-  // Each is written, and written over when it doesn't count: that it does is no branch then.
-  const auto append = [&](std::uint64_t entry) {
-    const audio::AudioHashHit hit = audio::hitOf(entry, feature.startTime);
-    found_.hits[end] = hit;
-    end += names.recording(hit.audio_index) >= 0;
+  found_.hits.resize(begin + count);
+  audio::AudioHashHit* to = found_.hits.data() + begin;
+  const bool ascend = forEachPacked(
+      bucket, [&](std::uint64_t entry) { *to++ = audio::hitOf(entry, feature.startTime); });
+  if (!ascend) takeSorted(feature, bucket, begin);
+  // The last one has the highest audio.
+  const ReferenceNames& names = *found_.names;
+  const auto is_unnamed = [&names](const audio::AudioHashHit& hit) {
+    return names.recording(hit.audio_index) < 0;
   };
-  if (!forEachPacked(bucket, append)) {
-    // Where entries are added behind the others, a bucket is sorted when it is read.
-    std::vector<std::uint64_t> entries;
-    appendUnpacked(entries, bucket);
-    end = begin;
-    for (const std::uint64_t entry : entries) append(entry);
+  if (count > 0 && (!names.areAllThere() || is_unnamed(found_.hits.back()))) {
+    const auto first = found_.hits.begin() + static_cast<std::ptrdiff_t>(begin);
+    found_.hits.erase(std::remove_if(first, found_.hits.end(), is_unnamed), found_.hits.end());
   }
-  found_.hits.resize(end);
-  found_.ends.push_back(end);
+  found_.ends.push_back(found_.hits.size());
+}
+
+/// Takes a bucket where entries were added behind the others: from hit number `begin` on.
+void HitReader::takeSorted(const audio::AudioFeature& feature, std::string_view bucket,
+                           std::size_t begin) {
+  std::vector<std::uint64_t> entries;
+  appendUnpacked(entries, bucket);
+  std::ranges::transform(
+      entries, found_.hits.begin() + static_cast<std::ptrdiff_t>(begin),
+      [&](std::uint64_t entry) { return audio::hitOf(entry, feature.startTime); });
 }
 
 }  // namespace audiomatch

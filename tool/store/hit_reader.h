@@ -26,6 +26,8 @@ class HitReader {
   FoundHits finish() { return std::move(found_); }
 
  private:
+  void takeSorted(const audio::AudioFeature& feature, std::string_view bucket, std::size_t begin);
+
   FoundHits found_;
   std::size_t read_ = 0;  // entries
   std::size_t most_;
