@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -87,6 +88,9 @@ template <int kDecibels>
 Sound inBabble(const Heard& heard, Random& random) {
   Sound sound = narrow(heard);
   std::vector<float> babble(sound.samples.size());
+  if (heard.speech.samples.size() < babble.size()) {
+    throw std::invalid_argument("there is too little speech for babble");
+  }
   for (int voice = 0; voice < kVoices; ++voice) {
     const std::size_t start = random() % (heard.speech.samples.size() - babble.size() + 1);
     for (std::size_t i = 0; i < babble.size(); ++i) babble[i] += heard.speech.samples[start + i];

@@ -29,7 +29,8 @@ struct Condition {
 /// loud as the sound. room-phone: an echo of half a second, pink noise 15 dB below, a telephone's
 /// band, Opus of 16 kbit/s, 20 dB down. whiteN: white noise N dB below. babbleN: four who talk at
 /// a time, N dB below. tempo: longer or shorter by per cent, as high as it was. speed: the same
-/// with the pitch. All but the first lines at 8 kHz.
+/// with the pitch. All that name no rate at 8 kHz. Babble throws std::invalid_argument where there
+/// is less speech than sound.
 std::span<const Condition> allConditions() noexcept;
 
 /// The sound at another rate (libsoxr).
