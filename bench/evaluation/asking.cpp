@@ -22,7 +22,8 @@ class Asker {
     if (!matcher_.init(collection.database)) throw std::bad_alloc();
     for (std::size_t i = 0; i < is_chance_.size(); ++i) {
       // A copy at another speed is a stranger to it, and yet no chance.
-      is_chance_[i] = !collection.names[i].starts_with(recording.name);
+      const std::string& name = collection.names[i];
+      is_chance_[i] = name != recording.name && !name.starts_with(recording.name + "@");
     }
   }
 

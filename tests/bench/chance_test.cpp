@@ -46,10 +46,15 @@ struct Collection {
   }
 };
 
-TEST(Chance, AddsNothingWithoutCopies) {
+Collection oneAmongFive(int hits_of_it) {
   Collection collection;
-  collection.addTrue(30);
+  collection.addTrue(hits_of_it);
   for (int i = 0; i < 5; ++i) collection.addChance(50);
+  return collection;
+}
+
+TEST(Chance, AddsNothingWithoutCopies) {
+  const Collection collection = oneAmongFive(30);
   const std::vector<Match> grown = collection.grow(0);
   ASSERT_EQ(grown.size(), 6u);
   EXPECT_EQ(grown[0].audio_index, 0);
@@ -57,9 +62,7 @@ TEST(Chance, AddsNothingWithoutCopies) {
 }
 
 TEST(Chance, PushesOutWhatHasFewerHitsThanTwentyOthers) {
-  Collection collection;
-  collection.addTrue(30);
-  for (int i = 0; i < 5; ++i) collection.addChance(50);
+  const Collection collection = oneAmongFive(30);
   const std::vector<Match> grown = collection.grow(10);
   EXPECT_EQ(grown.size(), 20u);
   EXPECT_TRUE(std::ranges::none_of(grown, [](const Match& m) { return m.audio_index == 0; }));
@@ -67,9 +70,7 @@ TEST(Chance, PushesOutWhatHasFewerHitsThanTwentyOthers) {
 }
 
 TEST(Chance, KeepsWhatHasMoreHitsFirstAndAgreesLittleItself) {
-  Collection collection;
-  collection.addTrue(200);
-  for (int i = 0; i < 5; ++i) collection.addChance(50);
+  const Collection collection = oneAmongFive(200);
   const std::vector<Match> grown = collection.grow(1000);
   ASSERT_EQ(grown.size(), 20u);
   EXPECT_EQ(grown[0].audio_index, 0);
