@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -33,6 +35,12 @@ class Decoder {
 /// The 16-bit sample that a recorder makes of a decoded one: times 32767, to
 /// the nearest integer (halves away from zero), cut to what 16 bits hold. What
 /// isn't a number is silence.
-std::int16_t toPcm16(float sample) noexcept;
+inline std::int16_t toPcm16(float sample) noexcept {
+  if (std::isnan(sample)) return 0;
+  // The product is exact in double precision, and no sum of it and a half is
+  // rounded across an integer; a conversion that cuts is cheaper than std::round.
+  const double scaled = std::clamp(static_cast<double>(sample) * 32767.0, -32768.0, 32767.0);
+  return static_cast<std::int16_t>(static_cast<std::int32_t>(scaled + std::copysign(0.5, scaled)));
+}
 
 }  // namespace audiomatch

@@ -16,6 +16,7 @@
 #include "tool/input/descriptor.h"
 #include "tool/input/ffmpeg.h"
 #include "tool/input/fingerprint_file.h"
+#include "tool/input/mono_resampler.h"
 #include "tool/input/mp3_decoder.h"
 #include "tool/input/opus_decoder.h"
 #include "tool/input/rate_reducer.h"
@@ -54,14 +55,17 @@ bool isRegular(int descriptor) noexcept {
   return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
-/// Brings a source to a rate that the engine takes.
+/// Brings a source to a rate that the engine takes, or to the one that it analyses.
 std::unique_ptr<SoundSource> atEngineRate(std::unique_ptr<SoundSource> source,
-                                          const std::filesystem::path& name) {
+                                          const std::filesystem::path& name, bool to_mono) {
   const std::uint32_t rate = source->sampleRate();
   if (rate < audio::kLowestRate || rate > kHighestReducibleRate) {
     throw FileError(name, fmt::format("its sample rate of {} Hz is outside {} to {} Hz; convert it "
                                       "first, for example to 44100 Hz",
                                       rate, audio::kLowestRate, kHighestReducibleRate));
+  }
+  if (to_mono && rate != audio::kAnalysisRate) {
+    return std::make_unique<MonoResampler>(std::move(source));
   }
   if (audio::isSupportedRate(rate)) return source;
   return std::make_unique<RateReducer>(std::move(source));
@@ -82,7 +86,8 @@ std::unique_ptr<SoundSource> assemble(const std::filesystem::path& name, const s
     throw FileError(name, std::string(kNotAudio) + or_raw);
   }
   return atEngineRate(
-      std::make_unique<AudioReader>(name, std::move(decoder), std::move(feeder), options), name);
+      std::make_unique<AudioReader>(name, std::move(decoder), std::move(feeder), options), name,
+      options.to_mono);
 }
 
 /// The decoder for what begins as a kind does; null when there is none.

@@ -27,6 +27,8 @@ std::string describe(const Damage& damage);
 struct SoundOptions {
   bool strict = false;  ///< refuse damaged recordings rather than use what can be read
   bool ffmpeg = true;   ///< start ffmpeg for what only that can read
+  /// Bring what isn't at 8000 Hz to that, in mono, rather than leave it to the engine.
+  bool to_mono = false;
   bool or_raw = false;  ///< the user could have told of raw samples: said of what is no sound file
 };
 
