@@ -57,6 +57,17 @@ class FeaturesTest(unittest.TestCase):
         table = run("features", "a.wav")[1].splitlines()
         self.assertEqual([int(line.split()[1]) for line in table[1:]], [key for key, _ in pairs])
 
+    def test_who_resamples(self):
+        def features(path, *exact):
+            return {(f["hashKey"], f["startTime"]) for f in run_json("features", path, *exact)[1]}
+
+        # At 8000 Hz nobody does; else most of the features are the same.
+        self.assertEqual(features("a.wav"), features("a.wav", "--exact"))
+        write_wav("b.wav", noise("b", 10), rate=16000)
+        own, exact = features("b.wav"), features("b.wav", "--exact")
+        self.assertNotEqual(own, exact)
+        self.assertGreater(len(own & exact), 0.6 * len(own | exact))
+
     def test_one_form_at_a_time(self):
         for both in (["--csv", "--base64"], ["--csv", "--json"], ["--binary", "-", "--csv"],
                      ["--base64", "--picture", "p.png"]):

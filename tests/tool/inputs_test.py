@@ -204,6 +204,11 @@ class InputsTest(unittest.TestCase):
                                   "--keep-duplicates")
         self.assertEqual((code, [file["seconds"] for file in files[:2]]), (0, [20.0, 20.0]))
         self.assertRegex(run_json("match", "high.db", "heard.wav")[1][0]["name"], "^whole")
+        # Either way of resampling finds what the other made.
+        self.assertEqual(run("index", "exact.db", "whole96000.wav", "--exact")[0], 0)
+        for database, exact in (("exact.db", []), ("high.db", ["--exact"])):
+            code, rows, _ = run_json("match", database, "192000.wav", *exact)
+            self.assertEqual((code, rows[0]["recognised"]), (0, True))
         write_wav("slow.wav", noise("slow", 5), rate=799)
         code, _, messages = run("features", "slow.wav")
         self.assertEqual(code, 3)

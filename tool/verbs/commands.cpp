@@ -38,6 +38,13 @@ void addSoundOptions(CLI::App& command, SoundOptions& options) {
                    "Refuse damaged sound instead of using what can be read of it");
 }
 
+void addExactOption(CLI::App& command, SoundOptions& options) {
+  options.to_mono = true;
+  command.add_flag_callback(
+      "--exact", [&options] { options.to_mono = false; },
+      "Let the engine resample, as apps do: slower, by its exports' features bit for bit");
+}
+
 void applyCommonOptions(const CommonOptions& options) noexcept {
   audio::gLogger.setEnabled(options.verbose);
   setJsonMessages(options.json);

@@ -79,6 +79,10 @@ void addCommonOptions(CLI::App& command, CommonOptions& options, const char* jso
 /// Adds --strict to a command that reads sound.
 void addSoundOptions(CLI::App& command, SoundOptions& options);
 
+/// Adds --exact to a command that analyses recordings; without it they are
+/// brought to 8000 Hz in mono first (SoundOptions::to_mono).
+void addExactOption(CLI::App& command, SoundOptions& options);
+
 /// Switches the engine's messages on or off, and makes the tool's messages lines of
 /// JSON or text.
 void applyCommonOptions(const CommonOptions& options) noexcept;

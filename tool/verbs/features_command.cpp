@@ -70,8 +70,10 @@ ExitCode runFeatures(const FeaturesOptions& options) {
   applyCommonOptions(options.common);
   const FeatureForm form = formOf(options);
   if (options.picture.empty()) return list(options, form);
+  SoundOptions sound = options.sound;
+  sound.to_mono = false;  // as plot has it
   return plotSpectrogram(
-      {options.file, options.sound, options.picture, PictureFormat::kPng, options.common.json},
+      {options.file, sound, options.picture, PictureFormat::kPng, options.common.json},
       options.stretch);
 }
 
@@ -101,6 +103,7 @@ void addFeaturesCommand(CLI::App& app, Action& action) {
       ->check(between(0.1, 600.0))
       ->type_name("S");
   addSoundOptions(*command, options->sound);
+  addExactOption(*command, options->sound);
   addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of a table");
   command->footer(std::string(kFeaturesHelp) + kExitCodesHelp);
   command->callback([options, &action] { action = [options] { return runFeatures(*options); }; });

@@ -123,6 +123,7 @@ CLI::App* addIngestCommand(CLI::App& app, const std::shared_ptr<IndexOptions>& o
   addNaming(*command, options->ingest);
   addAnalysis(*command, *options);
   addSoundOptions(*command, options->ingest.batch.sound);
+  addExactOption(*command, options->ingest.batch.sound);
   addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of a table");
   return command;
 }

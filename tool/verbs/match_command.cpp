@@ -233,6 +233,7 @@ void addMatchCommand(CLI::App& app, Action& action) {
       ->type_name("N");
   const auto raw_given = addRawOptions(*command, options->raw, "standard input");
   addSoundOptions(*command, options->job.sound);
+  addExactOption(*command, options->job.sound);
   addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of a table");
   command->footer(std::string(kMatchHelp) + kExitCodesHelp);
   command->callback([=, &action] {
