@@ -60,6 +60,28 @@ TEST(EntryRuns, GivesTheSameFromMemoryAndFromTheFile) {
   }
 }
 
+TEST(EntryRuns, HoldsNoMoreThanItMay) {
+  const testing_support::TemporaryFolder folder;
+  std::mt19937 random(1);
+  constexpr std::size_t kMost = 10'000;
+  EntryRuns runs(folder / "db", kMost);
+  std::vector<std::uint64_t> all;
+  // More runs than a page of memory for each leaves room for, and an audio that alone is more.
+  for (std::uint32_t i = 0; i < 60; ++i) {
+    const Features features = randomFeatures(random, i == 30 ? 3 * kMost : 6000);
+    for (const AudioFeature& each : features) all.push_back(audio::packEntry(i, each.startTime));
+    runs.add(features);
+    EXPECT_LE(runs.heldCount(), kMost);
+  }
+  EXPECT_EQ(runs.entryCount(), all.size());
+  EntryRuns::Pass pass(runs);
+  std::vector<std::uint64_t> merged;
+  for (std::uint32_t key = 0; key < 4096; ++key) pass.appendNext(merged);
+  std::ranges::sort(all);
+  std::ranges::sort(merged);
+  EXPECT_EQ(merged, all);
+}
+
 TEST(EntryRuns, TellsThatThereIsNoRoom) {
   EntryRuns runs("/no/such/folder/db", 1);
   EXPECT_THROW(runs.add(Features{{1, 2}}), FileError);

@@ -28,6 +28,7 @@ class DuplicateFinder {
  public:
   /// Pairs kept in memory, of 16 bytes: 256 MiB.
   static constexpr std::size_t kMostPairs = std::size_t{1} << 24;
+  static constexpr std::size_t kPairBytes = 16;
 
   /// @param recordings  of the database, in its order
   /// @param first_new   those from here on are compared with all before them
@@ -62,6 +63,7 @@ class DuplicateFinder {
     std::int32_t distance;  ///< in frames
     std::uint32_t key;
   };
+  static_assert(sizeof(Pair) == kPairBytes);
   struct Audio {
     std::uint32_t recording;
     std::uint32_t start;  ///< in frames of its recording

@@ -14,7 +14,9 @@
 namespace audiomatch {
 namespace {
 
-constexpr std::size_t kReadAhead = std::size_t{1} << 13;
+// Entries of a run that are read at a time: a page of memory at least.
+constexpr std::size_t kLeastReadAhead = std::size_t{1} << 9;
+constexpr std::size_t kMostReadAhead = std::size_t{1} << 13;
 
 // An entry with its key, so that numbers sort as a database is ordered: the
 // key, then the audio's number, then the time.
@@ -34,9 +36,18 @@ EntryRuns::~EntryRuns() {
 
 std::uint32_t EntryRuns::add(std::span<const audio::AudioFeature> entries) {
   if (audio_count_ >> kAudioBits != 0) fail("too many recordings at once; add them in portions");
+  makeRoom(entries.size());
   for (const audio::AudioFeature& feature : entries) held_.push_back(keyed(audio_count_, feature));
   if (held_.size() >= most_held_) putAside();
   return audio_count_++;
+}
+
+/// What is held doubles as it grows, but never beyond what may be held.
+void EntryRuns::makeRoom(std::size_t entries) {
+  if (!held_.empty() && entries > most_held_ - held_.size()) putAside();
+  const std::size_t needed = held_.size() + entries;
+  if (needed <= held_.capacity()) return;
+  held_.reserve(std::max(needed, std::min(2 * held_.capacity(), most_held_)));
 }
 
 void EntryRuns::putAside() {
@@ -94,11 +105,17 @@ void EntryRuns::Pass::appendNext(std::vector<std::uint64_t>& entries) {
   ++key_;
 }
 
+/// Entries for each run, so that all of them together take a quarter of what may
+/// be held.
+std::size_t EntryRuns::Pass::readAhead() const noexcept {
+  return std::clamp(runs_.most_held_ / 4 / open_.size(), kLeastReadAhead, kMostReadAhead);
+}
+
 /// False when nothing is left of a run.
 bool EntryRuns::Pass::refill(Run& run) {
   if (run.begin == run.end) return false;
   run.buffer.resize(
-      static_cast<std::size_t>(std::min<std::uint64_t>(run.end - run.begin, kReadAhead)));
+      static_cast<std::size_t>(std::min<std::uint64_t>(run.end - run.begin, readAhead())));
   runs_.read(run.begin, run.buffer);
   run.begin += run.buffer.size();
   run.held = run.buffer;

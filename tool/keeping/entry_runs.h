@@ -21,7 +21,7 @@ class EntryRuns {
   static constexpr std::size_t kMostHeld = std::size_t{1} << 24;
 
   /// @param database   beside which entries are put aside
-  /// @param most_held  entries held in memory
+  /// @param most_held  entries held in memory; more only where an audio has more
   explicit EntryRuns(const std::filesystem::path& database, std::size_t most_held = kMostHeld)
       : database_(database), most_held_(most_held) {}
   EntryRuns(const EntryRuns&) = delete;
@@ -35,6 +35,8 @@ class EntryRuns {
 
   /// Number of audios.
   std::size_t audioCount() const noexcept { return audio_count_; }
+  /// Number of entries in memory.
+  std::size_t heldCount() const noexcept { return held_.size(); }
   /// Number of entries.
   std::uint64_t entryCount() const noexcept {
     return held_.size() + (ends_.empty() ? 0 : ends_.back());
@@ -60,6 +62,7 @@ class EntryRuns {
     };
 
     bool refill(Run& run);
+    std::size_t readAhead() const noexcept;
 
     EntryRuns& runs_;
     std::vector<Run> open_;
@@ -67,6 +70,7 @@ class EntryRuns {
   };
 
  private:
+  void makeRoom(std::size_t entries);
   void putAside();
   void read(std::uint64_t position, std::span<std::uint64_t> entries) const;
   [[noreturn]] void fail(const char* what) const;

@@ -36,7 +36,7 @@ class Ingestion {
       : options_(options),
         add_(add),
         change_(options.database, options.batch.show_progress),
-        runs_(change_.place()) {}
+        runs_(change_.place(), options.memory / 3 / sizeof(std::uint64_t)) {}
 
   Ingested run(bool replace);
 
@@ -222,7 +222,8 @@ void Ingestion::write() {
     const auto entries = sources(recordings);
     std::uint64_t bytes = 0;
     for (const auto& source : entries) bytes += source->bytes();
-    DuplicateFinder finder(recordings, first_new, bytes / sizeof(std::uint64_t));
+    DuplicateFinder finder(recordings, first_new, bytes / sizeof(std::uint64_t),
+                           options_.memory / 3 * 2 / DuplicateFinder::kPairBytes);
     BucketWatcher watcher;
     if (find) {
       watcher = [&finder](std::uint32_t key, std::span<const std::uint64_t> bucket) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -12,6 +13,9 @@
 
 namespace audiomatch {
 
+/// Bytes of memory that an ingestion usually takes for what grows with it.
+inline constexpr std::uint64_t kUsualMemory = std::uint64_t{384} << 20;
+
 /// What `index` and `add` are told.
 struct IngestOptions {
   std::filesystem::path database;
@@ -21,6 +25,8 @@ struct IngestOptions {
   std::optional<std::string> name;
   NameSource name_from = NameSource::kPath;
   bool keep_duplicates = false;
+  /// For new entries, and twice as much for finding duplicates: bytes of both.
+  std::uint64_t memory = kUsualMemory;
   BatchOptions batch;
 };
 

@@ -105,6 +105,14 @@ void addAnalysis(CLI::App& command, IndexOptions& options) {
                   "Files analysed at a time (default: all cores)")
       ->check(between(1u, 1024u))
       ->type_name("N");
+  command
+      .add_option_function<std::uint64_t>(
+          "--memory", [&options](std::uint64_t mib) { options.ingest.memory = mib << 20; },
+          fmt::format("MiB for new entries and finding duplicates; entries beyond go to the disk "
+                      "(default {})",
+                      kUsualMemory >> 20))
+      ->check(between(std::uint64_t{3}, std::uint64_t{1} << 20))
+      ->type_name("MIB");
   command.add_flag("--keep-going", options.ingest.batch.keep_going,
                    "Take the rest when a file given by name can't be taken");
   command.add_flag("--keep-duplicates", options.ingest.keep_duplicates,
