@@ -79,12 +79,13 @@ void DuplicateFinder::halve() {
   for (std::uint32_t& seen : seen_) seen /= 2;
 }
 
-std::vector<DuplicateFinder::Agreement> DuplicateFinder::agreements() {
+/// One after another, as nearly all pairs of recordings agree a little.
+void DuplicateFinder::forEachAgreement(const std::function<void(const Agreement&)>& visit) {
   const auto order = [](const Pair& pair) {
     return std::tuple(pair.later, pair.earlier, pair.distance);
   };
   std::ranges::sort(pairs_, {}, order);
-  std::vector<Agreement> best;
+  Agreement best{};
   std::size_t begin = 0;
   for (std::size_t i = 0; i < pairs_.size(); ++i) {
     const Pair& pair = pairs_[i];
@@ -92,25 +93,32 @@ std::vector<DuplicateFinder::Agreement> DuplicateFinder::agreements() {
            pairs_[begin].distance < pair.distance - 2 * kTolerance) {
       ++begin;
     }
-    if (best.empty() || best.back().later != pair.later || best.back().earlier != pair.earlier) {
+    if (i == 0 || best.later != pair.later || best.earlier != pair.earlier) {
+      if (i > 0) visit(best);
       const auto [smaller, larger] = std::minmax({seen_[pair.later], seen_[pair.earlier]});
-      best.push_back({pair.later, pair.earlier, 0, std::max(smaller, 1u), larger});
+      best = {pair.later, pair.earlier, 0, std::max(smaller, 1u), larger};
     }
     const auto hits = static_cast<std::uint32_t>(i - begin + 1);
-    best.back().hits = std::max(best.back().hits, hits);
+    best.hits = std::max(best.hits, hits);
   }
-  return best;
+  if (!pairs_.empty()) visit(best);
+}
+
+std::vector<DuplicateFinder::Agreement> DuplicateFinder::agreements() {
+  std::vector<Agreement> all;
+  forEachAgreement([&](const Agreement& agreement) { all.push_back(agreement); });
+  return all;
 }
 
 std::vector<Duplicate> DuplicateFinder::find() {
   std::vector<Duplicate> duplicates;
   std::vector<bool> left_out(seen_.size());
-  for (const Agreement& agreement : agreements()) {
-    if (!isDuplicate(agreement)) continue;
-    if (left_out[agreement.later] || left_out[agreement.earlier]) continue;
+  forEachAgreement([&](const Agreement& agreement) {
+    if (!isDuplicate(agreement)) return;
+    if (left_out[agreement.later] || left_out[agreement.earlier]) return;
     left_out[agreement.later] = true;
     duplicates.push_back({agreement.later, agreement.earlier, agreement.share()});
-  }
+  });
   return duplicates;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -70,6 +71,7 @@ class DuplicateFinder {
   };
 
   bool isLookedAt(std::uint32_t key) const noexcept;
+  void forEachAgreement(const std::function<void(const Agreement&)>& visit);
   void addPairs(std::uint32_t key, std::span<const std::uint64_t> entries);
   void halve();
 
