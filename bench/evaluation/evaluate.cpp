@@ -39,6 +39,7 @@ struct Options {
   std::size_t simulated = 0;
   std::uint32_t excerpts = 2;
   std::uint64_t seed = 1;
+  bool exact = false;
 };
 
 constexpr double kShortest = 30.0;  // seconds; effects and jingles are shorter
@@ -98,10 +99,15 @@ class Evaluation {
         asked_.size(), jobs_, [&](std::size_t i) { work(*asked_[i]); }, [&] { progress.step(); });
   }
 
+  /// Where what depends on the references' resampling is kept.
+  fs::path folderFor(const std::string& what) const {
+    return options_.folder / (options_.exact ? what + "-exact" : what);
+  }
+
   /// Where answers are kept: of a collection, or of a larger one that chance makes of it.
   fs::path answersOf(const std::string& builder, std::size_t size, std::size_t simulated) const {
     const std::string grown = simulated > 0 ? fmt::format("-to-{}", simulated) : "";
-    return options_.folder / fmt::format("answers-{}-{}", options_.seed, options_.excerpts) /
+    return folderFor(fmt::format("answers-{}-{}", options_.seed, options_.excerpts)) /
            fmt::format("{}-{}{}.csv", builder, size, grown);
   }
 
@@ -117,8 +123,8 @@ class Evaluation {
     if (wanted.empty()) return;
     fmt::print(stderr, "{} recordings, {}\n", size, builder);
     const bench::Collection collection =
-        bench::collect(bench::collectionOf(known_, size, options_.folder / "references"), builder,
-                       options_.folder / "database", jobs_);
+        bench::collect(bench::collectionOf(known_, size, folderFor("references"), options_.exact),
+                       builder, options_.folder / "database", jobs_);
     for (const std::size_t simulated : wanted) write(collection, size, simulated);
   }
 
@@ -168,6 +174,7 @@ int main(int argc, char** argv) {
   app.add_option("--simulated", options.simulated, "Size of one that chance hits make");
   app.add_option("--excerpts", options.excerpts, "Of each recording")->capture_default_str();
   app.add_option("--seed", options.seed, "Of places and noises")->capture_default_str();
+  app.add_flag("--exact", options.exact, "Leave it to the engine to resample references");
   CLI11_PARSE(app, argc, argv);
   audio::gLogger.setEnabled(false);
   try {

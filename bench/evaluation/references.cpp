@@ -54,15 +54,15 @@ ReferenceFeatures analyseCopy(const Reference& reference) {
 
 ReferenceFeatures analyse(const Reference& reference) {
   if (reference.speed != 1.0) return analyseCopy(reference);
-  audiomatch::Reference whole =
-      audiomatch::analyseReference(reference.recording->path, audiomatch::kEveryEntry);
+  audiomatch::Reference whole = audiomatch::analyseReference(
+      reference.recording->path, audiomatch::kEveryEntry, {.to_mono = !reference.exact});
   return {whole.seconds, std::move(whole.parts)};
 }
 
 }  // namespace
 
 std::vector<Reference> collectionOf(const std::vector<const Listed*>& recordings, std::size_t count,
-                                    const std::filesystem::path& folder) {
+                                    const std::filesystem::path& folder, bool exact) {
   if (recordings.empty() || count > recordings.size() * (1 + 2 * kSpeeds)) {
     throw std::invalid_argument(fmt::format("{} recordings and their copies aren't {} references",
                                             recordings.size(), count));
@@ -76,7 +76,7 @@ std::vector<Reference> collectionOf(const std::vector<const Listed*>& recordings
     std::string name =
         round == 0 ? recording->name : fmt::format("{}@{:.4f}", recording->name, speed);
     std::filesystem::path file = folder / name;
-    references.push_back({std::move(name), recording, speed, std::move(file)});
+    references.push_back({std::move(name), recording, exact, speed, std::move(file)});
   }
   return references;
 }

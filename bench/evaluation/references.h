@@ -14,6 +14,7 @@ namespace bench {
 struct Reference {
   std::string name;
   const Listed* recording;
+  bool exact;                    ///< resampled by the engine rather than as the tool does
   double speed;                  ///< 1, or up to a third more or less
   std::filesystem::path file{};  ///< that keeps its features
 };
@@ -27,9 +28,10 @@ struct ReferenceFeatures {
 /// A collection of so many: the recordings, then copies of all of them, 8 to 33 % faster or slower,
 /// one speed after another.
 ///
-/// @param folder  where features are kept
+/// @param folder  where features are kept, of its own for `exact`
+/// @param exact   leave it to the engine to resample recordings
 std::vector<Reference> collectionOf(const std::vector<const Listed*>& recordings, std::size_t count,
-                                    const std::filesystem::path& folder);
+                                    const std::filesystem::path& folder, bool exact);
 
 /// The features of a reference: analysed, unless its file has them. Throws FileError.
 ReferenceFeatures featuresOfReference(const Reference& reference);
