@@ -7,10 +7,14 @@
 #include <system_error>
 #include <utility>
 
+#include "tool/keeping/entry_choice.h"
 #include "tool/keeping/entry_selection.h"
 
 namespace bench {
 namespace {
+
+using audiomatch::RatedFeature;
+using Entries = std::vector<audio::AudioFeature>;
 
 /// The number behind a prefix; nothing where there is neither.
 std::optional<std::size_t> numberBehind(std::string_view prefix, std::string_view name) {
@@ -22,10 +26,12 @@ std::optional<std::size_t> numberBehind(std::string_view prefix, std::string_vie
   return number;
 }
 
-std::size_t mostEntriesOf(const std::string& builder) {
-  if (builder == "all") return audiomatch::kEveryEntry;
-  if (const auto most = numberBehind("random-", builder)) return *most;
-  throw std::invalid_argument(builder + " is no builder");
+Entries atRandom(const std::vector<RatedFeature>& rated, std::size_t most) {
+  Entries entries;
+  entries.reserve(rated.size());
+  for (const RatedFeature& each : rated) entries.push_back(each.feature);
+  audiomatch::selectEntries(entries, most);
+  return entries;
 }
 
 }  // namespace
@@ -33,12 +39,15 @@ std::size_t mostEntriesOf(const std::string& builder) {
 std::vector<audio::DatabaseAudio> build(const std::string& name,
                                         const std::vector<Reference>& references,
                                         std::span<ReferenceFeatures> features) {
-  const std::size_t most = mostEntriesOf(name);
+  const auto room = numberBehind("chosen-", name);
+  const auto most = name == "all" ? audiomatch::kEveryEntry : numberBehind("random-", name);
+  if (!room && !most) throw std::invalid_argument(name + " is no builder");
   std::vector<audio::DatabaseAudio> audios;
   for (std::size_t i = 0; i < references.size(); ++i) {
     for (auto& part : features[i].parts) {
-      audiomatch::selectEntries(part, most);
-      audios.push_back({references[i].name, std::exchange(part, {})});
+      const std::vector<RatedFeature> rated = std::exchange(part, {});
+      audios.push_back({references[i].name,
+                        room ? audiomatch::chooseEntries(rated, *room) : atRandom(rated, *most)});
     }
   }
   return audios;

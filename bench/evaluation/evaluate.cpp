@@ -34,7 +34,7 @@ using bench::Listed;
 struct Options {
   std::string list;
   fs::path folder;
-  std::vector<std::string> builders{"random-20000"};
+  std::vector<std::string> builders{"chosen-12000"};
   std::vector<std::size_t> sizes{1000};
   std::size_t simulated = 0;
   std::uint32_t excerpts = 2;
@@ -168,7 +168,7 @@ int main(int argc, char** argv) {
       ->required();
   app.add_option("FOLDER", options.folder, "Where questions, features and answers are kept")
       ->required();
-  app.add_option("--builder", options.builders, "all, or random-N")->capture_default_str();
+  app.add_option("--builder", options.builders, "all, chosen-N, or random-N")->capture_default_str();
   app.add_option("--audios", options.sizes, "Sizes of collections, ascending")
       ->capture_default_str();
   app.add_option("--simulated", options.simulated, "Size of one that chance hits make");

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <random>
 #include <string_view>
+#include <utility>
 
 #include "conditions.h"
 #include "feature_file.h"
@@ -35,24 +36,32 @@ bool isSilent(const Sound& sound) {
   return std::sqrt(energy / static_cast<double>(sound.samples.size())) < kSilence;
 }
 
+/// A stretch of a recording, and its first sample there.
+struct Stretch {
+  Sound sound;
+  std::size_t start;
+};
+
 /// A stretch with sound in it, or an empty one.
-Sound drawStretch(const Sound& whole, std::mt19937_64& random) {
+Stretch drawStretch(const Sound& whole, std::mt19937_64& random) {
   const auto length = static_cast<std::size_t>((kLead + kLongest + kMargin) * whole.rate);
   for (int i = 0; i < kTries && length <= whole.samples.size(); ++i) {
-    Sound stretch = cut(whole, random() % (whole.samples.size() - length + 1), length);
-    if (!isSilent(stretch)) return stretch;
+    const std::size_t start = random() % (whole.samples.size() - length + 1);
+    Sound stretch = cut(whole, start, length);
+    if (!isSilent(stretch)) return {std::move(stretch), start};
   }
-  return {{}, whole.rate};
+  return {{{}, whole.rate}, 0};
 }
 
 /// The questions of an excerpt's sound, of each length.
-void append(std::vector<Question>& questions, const Sound& heard, std::uint32_t excerpt,
-            std::uint32_t condition) {
+void append(std::vector<Question>& questions, const Sound& heard, Question about) {
   const auto lead = static_cast<std::size_t>(kLead * heard.rate);
   for (const std::uint32_t seconds : kAskedSeconds) {
     const std::size_t length =
         std::min<std::size_t>(std::size_t{seconds} * heard.rate, heard.samples.size() - lead);
-    questions.push_back({excerpt, condition, seconds, featuresOf(cut(heard, lead, length))});
+    about.seconds = seconds;
+    about.features = featuresOf(cut(heard, lead, length));
+    questions.push_back(about);
   }
 }
 
@@ -62,13 +71,16 @@ std::vector<Question> make(const Listed& recording, std::uint32_t excerpts, std:
   std::vector<Question> questions;
   for (std::uint32_t excerpt = 0; excerpt < excerpts; ++excerpt) {
     std::mt19937_64 random(seedOf(recording.name, seed, excerpt));
-    const Heard heard{drawStretch(whole, random), speech};
-    if (heard.sound.samples.empty()) continue;
+    const auto [sound, first] = drawStretch(whole, random);
+    if (sound.samples.empty()) continue;
+    const Heard heard{sound, speech};
+    const double start = static_cast<double>(first) / whole.rate + kLead;
     for (std::uint32_t i = 0; i < allConditions().size(); ++i) {
       const Condition& condition = allConditions()[i];
       // Of its own, so that a new condition changes no other.
       std::mt19937_64 noise(seedOf(condition.name, seedOf(recording.name, seed, excerpt), 0));
-      append(questions, condition.apply(heard, noise), excerpt, i);
+      append(questions, condition.apply(heard, noise),
+             {excerpt, i, 0, static_cast<std::uint32_t>(std::lround(start * 1e6)), {}});
     }
   }
   return questions;
@@ -80,18 +92,18 @@ std::vector<Question> questionsAbout(const Listed& recording, std::uint32_t exce
                                      std::uint64_t seed, const Sound& speech,
                                      const std::filesystem::path& file) {
   std::vector<Question> questions;
-  if (auto blocks = readBlocks(file)) {
-    for (FeatureBlock& block : *blocks) {
-      questions.push_back(
-          {block.numbers[0], block.numbers[1], block.numbers[2], std::move(block.features)});
+  if (auto blocks = readBlocks<audio::AudioFeature>(file)) {
+    for (auto& block : *blocks) {
+      const auto [excerpt, condition, seconds, start] = block.numbers;
+      questions.push_back({excerpt, condition, seconds, start, std::move(block.features)});
     }
     return questions;
   }
   questions = make(recording, excerpts, seed, speech);
-  std::vector<FeatureBlock> blocks;
+  std::vector<FeatureBlock<audio::AudioFeature>> blocks;
   blocks.reserve(questions.size());
   for (const Question& each : questions) {
-    blocks.push_back({{each.excerpt, each.condition, each.seconds}, each.features});
+    blocks.push_back({{each.excerpt, each.condition, each.seconds, each.start}, each.features});
   }
   writeBlocks(file, blocks);
   return questions;

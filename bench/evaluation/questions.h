@@ -17,6 +17,7 @@ struct Question {
   std::uint32_t excerpt;    ///< of the recording, from 0 on
   std::uint32_t condition;  ///< its place among all
   std::uint32_t seconds;
+  std::uint32_t start;  ///< in the recording, in microseconds; of one at another speed, too
   std::vector<audio::AudioFeature> features;  ///< none of silence
 };
 

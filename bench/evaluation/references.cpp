@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -12,10 +13,13 @@
 #include "effects.h"
 #include "feature_file.h"
 #include "match/database/database_format.h"
-#include "tool/keeping/entry_selection.h"
-#include "tool/keeping/reference_analysis.h"
+#include "tool/input/decoder.h"
+#include "tool/input/recording.h"
 
 namespace bench {
+
+using audiomatch::RatedFeature;
+
 namespace {
 
 constexpr double kLeastChange = 0.08;
@@ -32,31 +36,37 @@ double speedOf(std::size_t copy) {
   return copy % 2 == 0 ? 1.0 + change : 1.0 / (1.0 + change);
 }
 
-/// The features of a sound at 8 kHz, in parts as a database has them.
+/// The features of a sound that isn't silent.
+std::vector<RatedFeature> ratedFeaturesOf(const Sound& sound) {
+  std::vector<std::int16_t> samples(sound.samples.size());
+  std::ranges::transform(sound.samples, samples.begin(), audiomatch::toPcm16);
+  const audio::AudioDataPtr recording = audiomatch::toAudio(samples, 1, sound.rate);
+  audio::FeatureExtractor extractor;
+  if (!extractor.init(true) || !extractor.loadAudio(recording.get())) throw std::bad_alloc();
+  if (!extractor.extractFeatures()) return {};
+  return audiomatch::ratedFeatures(extractor);
+}
+
+/// The features of a sound, in parts as a database has them.
 ReferenceFeatures analyse(const Sound& sound) {
   constexpr std::size_t kPart =
       (audio::kTimeSlots - 1) * std::size_t{audio::kHopSamples} + audio::kFrameSamples;
+  const std::size_t part_length = kPart * sound.rate / audio::kAnalysisRate;
   ReferenceFeatures result{static_cast<double>(sound.samples.size()) / sound.rate, {}};
-  for (std::size_t at = 0; at < sound.samples.size(); at += kPart) {
-    const Sound part = cut(sound, at, std::min(kPart, sound.samples.size() - at));
-    result.parts.push_back(featuresOf(part, Passes::kOne));
+  for (std::size_t at = 0; at < sound.samples.size(); at += part_length) {
+    const Sound part = cut(sound, at, std::min(part_length, sound.samples.size() - at));
+    result.parts.push_back(ratedFeaturesOf(part));
   }
   return result;
 }
 
-ReferenceFeatures analyseCopy(const Reference& reference) {
+ReferenceFeatures analyse(const Reference& reference) {
   const Sound whole = readMono(reference.recording->path);
+  if (reference.exact && reference.speed == 1.0) return analyse(whole);
   const double factor = reference.speed * whole.rate / audio::kAnalysisRate;
   Sound copy = atSpeed(whole, factor);
   copy.rate = audio::kAnalysisRate;
   return analyse(copy);
-}
-
-ReferenceFeatures analyse(const Reference& reference) {
-  if (reference.speed != 1.0) return analyseCopy(reference);
-  audiomatch::Reference whole = audiomatch::analyseReference(
-      reference.recording->path, audiomatch::kEveryEntry, {.to_mono = !reference.exact});
-  return {whole.seconds, std::move(whole.parts)};
 }
 
 }  // namespace
@@ -83,18 +93,18 @@ std::vector<Reference> collectionOf(const std::vector<const Listed*>& recordings
 
 ReferenceFeatures featuresOfReference(const Reference& reference) {
   ReferenceFeatures features{};
-  if (auto blocks = readBlocks(reference.file)) {
-    for (FeatureBlock& block : *blocks) {
+  if (auto blocks = readBlocks<RatedFeature>(reference.file)) {
+    for (auto& block : *blocks) {
       features.seconds = block.numbers[0] / 1e3;
       features.parts.push_back(std::move(block.features));
     }
     return features;
   }
   features = analyse(reference);
-  std::vector<FeatureBlock> blocks;
+  std::vector<FeatureBlock<RatedFeature>> blocks;
   for (const auto& part : features.parts) {
     const auto milliseconds = static_cast<std::uint32_t>(std::lround(features.seconds * 1e3));
-    blocks.push_back({{milliseconds, 0, 0}, part});
+    blocks.push_back({{milliseconds, 0, 0, 0}, part});
   }
   writeBlocks(reference.file, blocks);
   return features;

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "feature/audio_feature.h"
 #include "recordings.h"
+#include "tool/keeping/rated_features.h"
 
 namespace bench {
 
@@ -22,7 +22,7 @@ struct Reference {
 /// All features of a reference, before a builder chooses.
 struct ReferenceFeatures {
   double seconds;
-  std::vector<std::vector<audio::AudioFeature>> parts;  ///< of up to 16,384 frames each
+  std::vector<std::vector<audiomatch::RatedFeature>> parts;  ///< of up to 16,384 frames each
 };
 
 /// A collection of so many: the recordings, then copies of all of them, 8 to 33 % faster or slower,

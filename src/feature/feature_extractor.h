@@ -53,6 +53,10 @@ class FeatureExtractor {
   /// until the next load or extraction.
   const std::vector<AudioFeature>& getFeatures() const noexcept { return features; }
 
+  /// What the features were found with, for those who look at peaks and levels,
+  /// too; null before `init`.
+  const AudioLandMarkFinderBase* finder() const noexcept { return land_mark_finder.get(); }
+
   /// What came of the last recording that was given, null not counting, and of
   /// its extraction.
   ExtractionOutcome outcome() const noexcept { return outcome_; }

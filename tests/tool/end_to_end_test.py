@@ -64,16 +64,21 @@ class ToolTest(unittest.TestCase):
         names, buckets = read_database("db")
         self.assertEqual(names, NAMES)
         self.assertEqual(buckets, [sorted(bucket) for bucket in buckets])
+        file_entries = []
         for index, file in enumerate(files):
-            self.assertGreater(file.pop("features"), 300)
-            self.assertEqual(file, {"file": file["file"], "name": NAMES[index], "parts": 1,
-                                    "seconds": 20.0, "entries": 300})
-            # 624 frames, of which the last lack targets: 18 seconds are certain.
+            self.assertGreater(file.pop("features"), 600)
             times = [time for bucket in buckets for audio, time in bucket if audio == index]
+            file_entries.append(len(times))
+            self.assertEqual(file, {"file": file["file"], "name": NAMES[index], "parts": 1,
+                                    "seconds": 20.0, "entries": len(times)})
+            # What a number of entries takes depends on how common their keys are.
+            self.assertGreater(len(times), 150)
+            self.assertLess(len(times), 4 * 300)
+            # 624 frames, of which the last lack targets: 18 seconds are certain.
             counts = [sum(time // 32 == second for time in times) for second in range(18)]
-            self.assertEqual(len(times), 300)
-            self.assertLessEqual(max(counts) - min(counts), 1)
-        self.assertEqual(summary, {"database": "db", "audios": 4, "entries": 1200,
+            self.assertLessEqual(max(counts), 2 * min(counts))
+        self.assertEqual(summary, {"database": "db", "audios": 4,
+                                   "entries": sum(file_entries),
                                    "bytes": len(read("db")), "skipped": 1, "added": 4,
                                    "alreadyThere": 0, "duplicates": 0})
         run("index", "db1", "music", "--jobs", "1", "--entries", "300")

@@ -8,7 +8,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "feature/audio_feature.h"
 #include "feature/feature_extractor.h"
 #include "match/database/database_format.h"
 #include "tool/base/errors.h"
@@ -16,7 +15,8 @@
 #include "tool/input/recording.h"
 #include "tool/input/recording_parts.h"
 #include "tool/input/sound_source.h"
-#include "tool/keeping/entry_selection.h"
+#include "tool/keeping/entry_choice.h"
+#include "tool/keeping/rated_features.h"
 
 namespace audiomatch {
 namespace {
@@ -24,9 +24,9 @@ namespace {
 /// The features whose anchors belong to a part, each once. `outcome` is what
 /// came of the part; throws what describe() throws for any other than that it
 /// has features or none.
-std::vector<audio::AudioFeature> featuresOfPart(audio::AudioDataPtr part,
-                                                const std::filesystem::path& path,
-                                                audio::ExtractionOutcome& outcome) {
+std::vector<RatedFeature> featuresOfPart(audio::AudioDataPtr part,
+                                         const std::filesystem::path& path,
+                                         audio::ExtractionOutcome& outcome) {
   audio::FeatureExtractor extractor;
   if (!extractor.init(true) || !extractor.loadAudio(part.get())) throw std::bad_alloc();
   // The extractor has its own copy.
@@ -35,11 +35,10 @@ std::vector<audio::AudioFeature> featuresOfPart(audio::AudioDataPtr part,
   outcome = extractor.outcome();
   if (!extracted && isAnalysable(outcome)) return {};
   if (!extracted) throw FileError(path, describe(outcome));
-  std::vector<audio::AudioFeature> features = extractor.getFeatures();
-  std::erase_if(features, [](const audio::AudioFeature& feature) {
-    return feature.startTime >= audio::kTimeSlots;
+  std::vector<RatedFeature> features = ratedFeatures(extractor);
+  std::erase_if(features, [](const RatedFeature& each) {
+    return each.feature.startTime >= audio::kTimeSlots;
   });
-  audio::sortUnique(features);
   return features;
 }
 
@@ -51,14 +50,14 @@ std::size_t Reference::entryCount() const noexcept {
   return count;
 }
 
-Reference analyseReference(const std::filesystem::path& path, std::size_t most_entries,
+Reference analyseReference(const std::filesystem::path& path, std::size_t room,
                            const SoundOptions& options) {
-  return analyseReference(*openSound(path, options), path, most_entries,
+  return analyseReference(*openSound(path, options), path, room,
                           std::numeric_limits<double>::infinity());
 }
 
-Reference analyseReference(SoundSource& sound, const std::filesystem::path& path,
-                           std::size_t most_entries, double most_seconds) {
+Reference analyseReference(SoundSource& sound, const std::filesystem::path& path, std::size_t room,
+                           double most_seconds) {
   PartReader parts(sound);
   Reference reference;
   audio::ExtractionOutcome outcome = audio::ExtractionOutcome::kTooShort;
@@ -68,10 +67,9 @@ Reference analyseReference(SoundSource& sound, const std::filesystem::path& path
       throw std::length_error(
           fmt::format("{} is longer than {:.0f} seconds", path.string(), most_seconds));
     }
-    std::vector<audio::AudioFeature> entries = featuresOfPart(std::move(part), path, outcome);
-    reference.features += entries.size();
-    selectEntries(entries, most_entries);
-    reference.parts.push_back(std::move(entries));
+    const std::vector<RatedFeature> features = featuresOfPart(std::move(part), path, outcome);
+    reference.features += features.size();
+    reference.parts.push_back(chooseEntries(features, room));
   }
   reference.seconds = static_cast<double>(sound.position()) / sound.sampleRate();
   reference.damage = sound.damage();

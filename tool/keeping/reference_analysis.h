@@ -10,9 +10,10 @@
 
 namespace audiomatch {
 
-/// Entries that are usually kept of an audio: with more, long recordings crowd
-/// the short ones out of the few that a match examines.
-inline constexpr std::size_t kUsualEntries = 20'000;
+/// The room that an audio's entries usually have: see chooseEntries. With more,
+/// long recordings crowd others out of the few that a match examines; with less,
+/// strangers lead by chance. docs/recognition.md has what others come to.
+inline constexpr std::size_t kUsualRoom = 12'000;
 
 /// The fingerprint of one file, as a database takes it.
 struct Reference {
@@ -32,15 +33,15 @@ struct Reference {
 /// Throws FileError as reading sound does and when there is no feature at all;
 /// std::bad_alloc; Interrupted.
 ///
-/// @param most_entries  entries kept of each part at most
-Reference analyseReference(const std::filesystem::path& path, std::size_t most_entries,
+/// @param room  of each part's entries
+Reference analyseReference(const std::filesystem::path& path, std::size_t room,
                            const SoundOptions& options = {});
 
 /// The same for a sound that is open, at its first sample.
 ///
 /// @param path          what messages call it
 /// @param most_seconds  beyond which it is refused, by a std::length_error
-Reference analyseReference(SoundSource& sound, const std::filesystem::path& path,
-                           std::size_t most_entries, double most_seconds);
+Reference analyseReference(SoundSource& sound, const std::filesystem::path& path, std::size_t room,
+                           double most_seconds);
 
 }  // namespace audiomatch

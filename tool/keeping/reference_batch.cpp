@@ -37,7 +37,7 @@ void analyseAll(std::vector<Arrival>& arrivals, const BatchOptions& options, Ent
     std::optional<Reference> reference;
     const std::uint64_t bytes = lengthOf(arrival.path);
     try {
-      reference = analyseReference(arrival.path, options.most_entries, options.sound);
+      reference = analyseReference(arrival.path, options.room, options.sound);
     } catch (const FileError& error) {
       arrival.problem = error.problem();
       if (arrival.named && !options.keep_going) stop = true;

@@ -37,9 +37,9 @@ struct Arrival {
 
 /// How files are analysed.
 struct BatchOptions {
-  std::size_t most_entries;  ///< kept of each audio
-  unsigned jobs;             ///< files at a time
-  bool keep_going;           ///< also when a file given by name can't be analysed
+  std::size_t room;  ///< of each audio's entries
+  unsigned jobs;     ///< files at a time
+  bool keep_going;   ///< also when a file given by name can't be analysed
   bool show_progress;
   SoundOptions sound;
 };

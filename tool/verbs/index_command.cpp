@@ -30,7 +30,7 @@ constexpr const char* kAddHelp =
 struct IndexOptions {
   CommonOptions common;
   IngestOptions ingest;
-  std::string entries = std::to_string(kUsualEntries);
+  std::string entries = std::to_string(kUsualRoom);
   bool replace = false;
 };
 
@@ -49,9 +49,9 @@ ExitCode runIngest(const IndexOptions& options, bool add) {
                        isFolder(request.inputs[0]) || request.name->empty())) {
     throw UsageError("--name goes with a single file and isn't empty");
   }
-  request.batch.most_entries = options.entries == "all"
-                                   ? kEveryEntry
-                                   : static_cast<std::size_t>(std::stoull(options.entries));
+  request.batch.room = options.entries == "all"
+                           ? kEveryEntry
+                           : static_cast<std::size_t>(std::stoull(options.entries));
   request.batch.show_progress = !options.common.json;
   const Ingested done = ingest(request, add, options.replace);
   if (done.report) {
@@ -95,8 +95,9 @@ void addNaming(CLI::App& command, IngestOptions& options) {
 void addAnalysis(CLI::App& command, IndexOptions& options) {
   command
       .add_option("--entries", options.entries,
-                  fmt::format("Entries kept of each audio at most, a number or all (default {})",
-                              kUsualEntries))
+                  fmt::format("Room for so many entries of each audio, or all; those of rare keys "
+                              "take less of it (default {})",
+                              kUsualRoom))
       ->check(CLI::Validator(checkEntries, ""))
       ->type_name("N");
   options.ingest.batch.jobs = std::max(std::thread::hardware_concurrency(), 1u);
