@@ -12,6 +12,7 @@
 #include "tool/input/recording.h"
 #include "tool/output/messages.h"
 #include "tool/output/progress.h"
+#include "tool/recognition/speed_search.h"
 
 namespace audiomatch {
 namespace {
@@ -22,7 +23,12 @@ class TimelineRows {
   TimelineRows(std::string file, const RowSink& rows) : file_(std::move(file)), rows_(rows) {}
 
   void add(const Heard& heard) {
-    const MatchRow row{.file = file_, .heard = heard, .features = {}, .hits = {}, .error = {}};
+    const MatchRow row{.file = file_,
+                       .heard = heard,
+                       .features = {},
+                       .hits = {},
+                       .percent_faster = {},
+                       .error = {}};
     if (row.isRecognised()) code_ = ExitCode::kSuccess;
     rows_(row);
   }
@@ -69,10 +75,13 @@ std::optional<std::vector<std::int16_t>> readShort(SoundSource& source) {
 ExitCode matchWhole(const audio::AudioData& recording, const std::string& file,
                     const References& references, const MatchJob& job, const RowSink& rows) {
   Recogniser recogniser(references, job.listening.thresholds);
-  const Answer answer = recogniser.recognise(recording);
+  SpeedSearch search(recogniser, job.listening.thresholds, job.speed);
+  const auto [answer, percent] = search.recognise(recording);
   const double seconds = static_cast<double>(recording.dataLen()) / recording.sampleRate();
   if (!answer.problem.empty()) report(answer.problem, file);
-  rows(rowOf(file, seconds, answer));
+  MatchRow row = rowOf(file, seconds, answer);
+  if (job.speed > 0.0) row.percent_faster = percent;
+  rows(row);
   return answer.code;
 }
 
@@ -152,7 +161,12 @@ ExitCode matchStandardInput(const std::optional<RawFormat>& raw, const Reference
                       (latest->kind != Heard::Kind::kRecognised || latest->from == heard.now.from);
     if (too_early || same) return true;
     latest = heard.now;
-    now({.file = "-", .heard = heard.now, .features = {}, .hits = {}, .error = {}});
+    now({.file = "-",
+         .heard = heard.now,
+         .features = {},
+         .hits = {},
+         .percent_faster = {},
+         .error = {}});
     return true;
   };
   ExitCode damaged = ExitCode::kSuccess;

@@ -25,6 +25,7 @@ struct MatchJob {
   Listening listening;
   Shape shape = Shape::kByLength;
   SoundOptions sound;
+  double speed = 0.0;          ///< per cent that a whole recording may be faster or slower by
   bool show_progress = false;  ///< through a recording that is listened to by windows
 };
 

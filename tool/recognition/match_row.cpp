@@ -39,6 +39,7 @@ MatchRow rowOf(const std::string& file, double seconds, const Answer& answer) {
                .heard = {},
                .features = answer.features,
                .hits = answer.hits,
+               .percent_faster = {},
                .error = answer.problem,
                .code = answer.code};
   row.heard.to = seconds;
@@ -57,6 +58,7 @@ MatchRow failedRow(const std::string& file, const std::string& error) {
           .heard = {},
           .features = {},
           .hits = {},
+          .percent_faster = {},
           .error = error,
           .code = ExitCode::kFailure};
 }
@@ -98,25 +100,27 @@ nlohmann::ordered_json asJson(const MatchRow& row, const char* event, bool expla
       {"from", thousandths(row.heard.from)},
       {"to", thousandths(row.heard.to)},
       {"event", event}};
+  if (row.percent_faster) object["speed"] = *row.percent_faster;
   if (explain) object["candidates"] = candidatesAsJson(surest.candidates);
   return object;
 }
 
-TableLayout matchLayout(std::size_t fileWidth) {
+TableLayout matchLayout(std::size_t fileWidth, bool with_speed) {
   using Align = TableColumn::Align;
   using Need = TableColumn::Need;
-  return TableLayout({{"FILE", Align::kLeft, fileWidth},
-                      {"FROM", Align::kRight, kClockWidth, Need::kIfThereIsRoom},
-                      {"TO", Align::kRight, kClockWidth, Need::kIfThereIsRoom},
-                      {"MATCH", Align::kLeft, kNameWidth},
-                      {"AT", Align::kRight, kClockWidth},
-                      {"AGREEING", Align::kRight},
-                      {"DISCR.", Align::kRight, 0, Need::kIfThereIsRoom},
-                      {"LEVEL", Align::kRight, 0, Need::kIfThereIsRoom}},
-                     outputWidth());
+  std::vector<TableColumn> columns{{"FILE", Align::kLeft, fileWidth},
+                                   {"FROM", Align::kRight, kClockWidth, Need::kIfThereIsRoom},
+                                   {"TO", Align::kRight, kClockWidth, Need::kIfThereIsRoom},
+                                   {"MATCH", Align::kLeft, kNameWidth},
+                                   {"AT", Align::kRight, kClockWidth},
+                                   {"AGREEING", Align::kRight},
+                                   {"DISCR.", Align::kRight, 0, Need::kIfThereIsRoom},
+                                   {"LEVEL", Align::kRight, 0, Need::kIfThereIsRoom}};
+  if (with_speed) columns.push_back({"SPEED", Align::kRight});
+  return TableLayout(std::move(columns), outputWidth());
 }
 
-std::vector<std::string> cellsOf(const MatchRow& row) {
+std::vector<std::string> cellsOf(const MatchRow& row, bool with_speed) {
   const Surest& surest = row.heard.surest;
   std::string match = "-";
   if (row.isRecognised()) {
@@ -127,14 +131,18 @@ std::vector<std::string> cellsOf(const MatchRow& row) {
     match = "- (best: " + row.heard.name + ")";
   }
   const bool named = !row.heard.name.empty();
-  return {row.file,
-          clockTime(row.heard.from),
-          clockTime(row.heard.to),
-          match,
-          named ? clockTime(row.heard.position) : "-",
-          named ? std::to_string(surest.agreeing) : "-",
-          named ? fmt::format("{:.2f}", surest.discrimination) : "-",
-          surest.level ? std::to_string(*surest.level) : "-"};
+  std::vector<std::string> cells{row.file,
+                                 clockTime(row.heard.from),
+                                 clockTime(row.heard.to),
+                                 match,
+                                 named ? clockTime(row.heard.position) : "-",
+                                 named ? std::to_string(surest.agreeing) : "-",
+                                 named ? fmt::format("{:.2f}", surest.discrimination) : "-",
+                                 surest.level ? std::to_string(*surest.level) : "-"};
+  if (with_speed) {
+    cells.push_back(row.percent_faster ? fmt::format("{:+.1f} %", *row.percent_faster) : "-");
+  }
+  return cells;
 }
 
 std::string explanation(const MatchRow& row) {

@@ -20,7 +20,8 @@ struct MatchRow {
   // Of a recording that was matched as a whole.
   std::optional<std::size_t> features;
   std::optional<std::size_t> hits;
-  std::string error;  ///< why there is no candidate; or empty
+  std::optional<double> percent_faster;  ///< than the reference, where speeds were tried
+  std::string error;                     ///< why there is no candidate; or empty
   ExitCode code = ExitCode::kSuccess;
 
   /// The verdict.
@@ -45,8 +46,9 @@ nlohmann::ordered_json asJson(const MatchRow& row, const char* event, bool expla
 /// The layout of the rows' table on standard output, and a row's cells.
 ///
 /// @param fileWidth  columns of the widest file name
-TableLayout matchLayout(std::size_t fileWidth);
-std::vector<std::string> cellsOf(const MatchRow& row);
+/// @param with_speed  whether rows have one
+TableLayout matchLayout(std::size_t fileWidth, bool with_speed);
+std::vector<std::string> cellsOf(const MatchRow& row, bool with_speed);
 
 /// Lines that list the leading candidates, each with its hits.
 std::string explanation(const MatchRow& row);

@@ -20,6 +20,7 @@
 #include "tool/output/progress.h"
 #include "tool/output/text.h"
 #include "tool/recognition/match_job.h"
+#include "tool/recognition/speed_search.h"
 #include "tool/store/open_store.h"
 #include "tool/verbs/commands.h"
 #include "tool/verbs/shared_options.h"
@@ -56,13 +57,13 @@ struct MatchOptions {
 class RowPrinter {
  public:
   RowPrinter(const MatchOptions& options, const std::vector<InputFile>& files)
-      : options_(options), layout_(matchLayout(widestOf(files))) {}
+      : options_(options), layout_(matchLayout(widestOf(files), options.job.speed > 0.0)) {}
 
   std::string heading() const { return options_.common.json ? std::string() : layout_.head(); }
 
   std::string text(const MatchRow& row, const char* event = "heard") const {
     if (options_.common.json) return jsonLine(asJson(row, event, options_.explain));
-    return layout_.row(cellsOf(row)) + (options_.explain ? explanation(row) : std::string());
+    return layout_.row(cellsOf(row, options_.job.speed > 0.0)) + (options_.explain ? explanation(row) : std::string());
   }
 
   /// A line on what is heard now.
@@ -173,6 +174,9 @@ void checkArguments(const MatchOptions& options) {
   if (options.timeline && options.whole) {
     throw UsageError("--timeline and --whole exclude each other");
   }
+  if (options.job.speed > 0.0 && (options.timeline || options.fromPipe())) {
+    throw UsageError("--speed takes files, each as a whole");
+  }
   if (options.whole && options.fromPipe()) {
     throw UsageError("--whole takes files; standard input is listened to window by window");
   }
@@ -194,6 +198,14 @@ void addWindows(CLI::App& command, const std::shared_ptr<MatchOptions>& options)
   command.add_flag("--timeline", options->timeline,
                    "What was heard from when to when, also of short recordings");
   command.add_flag("--whole", options->whole, "One answer for each file, however long");
+  command
+      .add_option(
+          "--speed", options->job.speed,
+          fmt::format("Try speeds up to so many per cent faster and slower, {} to {:.0f}, of "
+                      "each file as a whole, and say which it was",
+                      SpeedSearch::kStep, SpeedSearch::kFarthest))
+      ->check(between(SpeedSearch::kStep, SpeedSearch::kFarthest))
+      ->type_name("PERCENT");
   command
       .add_option("--window", grid.length,
                   fmt::format("Seconds listened to at a time, 1 to 60 (default {})", grid.length))
@@ -239,7 +251,7 @@ void addMatchCommand(CLI::App& app, Action& action) {
   command->callback([=, &action] {
     options->raw_given = raw_given();
     if (options->timeline) options->job.shape = MatchJob::Shape::kTimeline;
-    if (options->whole) options->job.shape = MatchJob::Shape::kWhole;
+    if (options->whole || options->job.speed > 0.0) options->job.shape = MatchJob::Shape::kWhole;
     action = [options] { return runMatch(*options); };
   });
 }

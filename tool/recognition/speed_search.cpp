@@ -1,0 +1,59 @@
+#include "tool/recognition/speed_search.h"
+
+#include <soxr.h>
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <utility>
+
+#include "tool/base/interrupt.h"
+
+namespace audiomatch {
+namespace {
+
+std::int32_t agreeingOf(const Answer& answer) noexcept {
+  return answer.verdict.candidates.empty() ? 0 : answer.verdict.candidates[0].agreeing;
+}
+
+}  // namespace
+
+audio::AudioDataPtr slowedDown(const audio::AudioData& recording, double factor) {
+  const auto length = static_cast<std::uint32_t>(std::lround(recording.dataLen() * factor));
+  audio::AudioDataPtr slow(
+      audio::AudioData::create(recording.channels(), recording.sampleRate(), std::max(length, 1u)));
+  if (!slow) throw std::bad_alloc();
+  const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, 0);
+  const soxr_runtime_spec_t one_thread = soxr_runtime_spec(1);
+  for (std::uint32_t channel = 0; channel < recording.channels(); ++channel) {
+    std::size_t written = 0;
+    if (soxr_oneshot(1.0, factor, 1, recording.channelData(channel), recording.dataLen(), nullptr,
+                     slow->channelData(channel), slow->dataLen(), &written, nullptr, &quality,
+                     &one_thread) != nullptr) {
+      throw std::bad_alloc();
+    }
+  }
+  return slow;
+}
+
+AnswerAtSpeed SpeedSearch::recognise(const audio::AudioData& recording) {
+  const AnswerAtSpeed plain{recogniser_.recognise(recording), 0.0};
+  // What has no features at one speed has none at any.
+  if (plain.answer.features == 0) return plain;
+  AnswerAtSpeed best = plain;
+  const auto steps = static_cast<int>(std::floor(farthest_ / kStep + 1e-9));
+  for (int step = -steps; step <= steps; ++step) {
+    checkInterrupt();
+    if (step == 0) continue;
+    const double percent = step * kStep;
+    AnswerAtSpeed other{recogniser_.recognise(*slowedDown(recording, 1.0 + percent / 100.0)),
+                        percent};
+    if (agreeingOf(other.answer) > agreeingOf(best.answer)) best = std::move(other);
+  }
+  const bool is_enough =
+      best.answer.verdict.recognised &&
+      agreeingOf(best.answer) >= thresholds_.needed(best.answer.features) + kMoreAgreeing;
+  return is_enough ? best : plain;
+}
+
+}  // namespace audiomatch
