@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstddef>
+
+namespace audio {
+
+/// Replaces each of `count` values by its natural logarithm: that of the C
+/// library in double precision, narrowed, to the bit.
+///
+/// Many at once: a polynomial gives each logarithm within a proven bound, and
+/// only where both ends of the bound narrow to different values is the C library
+/// asked. It is asked too for what is no positive normal number.
+void replaceByLogarithms(float* values, std::size_t count) noexcept;
+
+}  // namespace audio
