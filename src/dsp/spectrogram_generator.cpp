@@ -31,36 +31,44 @@ std::uint32_t samplesOf(std::uint32_t sampleRate, std::uint32_t milliseconds) no
 
 }  // namespace
 
-SpectrogramGenerator::~SpectrogramGenerator() {
-  releaseFft();
-  releaseWindow();
-  releaseSpectrum();
-}
+SpectrogramGenerator::~SpectrogramGenerator() { releaseAll(); }
 
-bool SpectrogramGenerator::init(const float* data, std::uint32_t dataLen, std::uint32_t sampleRate,
-                                std::uint32_t winMs, std::uint32_t overlapMs) {
+bool SpectrogramGenerator::prepare(const float* data, std::uint32_t dataLen,
+                                   std::uint32_t sampleRate, std::uint32_t winMs,
+                                   std::uint32_t overlapMs) {
   if (!data) {
     logMessage("input data is NULL");
     return false;
   }
-  releaseFft();
-  releaseWindow();
   releaseSpectrum();
   data_ = data;
   data_len_ = dataLen;
   sample_rate_ = sampleRate;
-  return setFrameLengths(sampleRate, winMs, overlapMs) && createWindow() && createFft() &&
-         createSpectrum();
+  if (!setFrameLengths(sampleRate, winMs, overlapMs) || !createWindow() || !createFft()) {
+    releaseAll();
+    return false;
+  }
+  bins_ = win_len_ % 2 == 0 ? win_len_ / 2 + 1 : (win_len_ + 1) / 2;
+  frames_ = static_cast<std::uint32_t>(frameCount(data_len_, win_len_, overlap_len_));
+  return true;
+}
+
+bool SpectrogramGenerator::init(const float* data, std::uint32_t dataLen, std::uint32_t sampleRate,
+                                std::uint32_t winMs, std::uint32_t overlapMs) {
+  return prepare(data, dataLen, sampleRate, winMs, overlapMs) && createSpectrum();
 }
 
 bool SpectrogramGenerator::setFrameLengths(std::uint32_t sampleRate, std::uint32_t winMs,
                                            std::uint32_t overlapMs) {
+  const std::uint32_t before = win_len_;
   win_len_ = samplesOf(sampleRate, winMs);
   overlap_len_ = samplesOf(sampleRate, overlapMs);
+  if (win_len_ != before) releaseFrameTools();
   return win_len_ <= INT_MAX && overlap_len_ < win_len_;
 }
 
 bool SpectrogramGenerator::createWindow() {
+  if (window_ && window_->size() == win_len_) return true;
   window_.reset(new (std::nothrow) HannWindow);
   if (!window_) {
     logMessage("gen hamming window error.");
@@ -71,6 +79,7 @@ bool SpectrogramGenerator::createWindow() {
 }
 
 bool SpectrogramGenerator::createFft() noexcept {
+  if (fft_) return true;
   fft_.reset(kiss_fft_alloc(static_cast<int>(win_len_), 0, nullptr, nullptr));
   if (!fft_) {
     logMessage("kiss fft instance alloc failed.");
@@ -80,8 +89,6 @@ bool SpectrogramGenerator::createFft() noexcept {
 }
 
 bool SpectrogramGenerator::createSpectrum() noexcept {
-  bins_ = win_len_ % 2 == 0 ? win_len_ / 2 + 1 : (win_len_ + 1) / 2;
-  frames_ = static_cast<std::uint32_t>(frameCount(data_len_, win_len_, overlap_len_));
   if (const auto bytes = matrixBytes(frames_, bins_, sizeof(Bin))) {
     spectrum_ = zeroedArray<Bin>(*bytes);
   }
@@ -98,28 +105,42 @@ bool SpectrogramGenerator::applyWindow(const float* frame, std::uint32_t n,
   return true;
 }
 
-bool SpectrogramGenerator::run() noexcept {
-  if (!data_ || win_len_ == 0 || overlap_len_ == 0 || !fft_ || !window_ || !spectrum_) return false;
-  const auto work_bytes = matrixBytes(1, win_len_, sizeof(Bin));
-  if (!work_bytes) return false;
-  const auto frame = zeroedArray<Bin>(*work_bytes);
-  const auto transformed = zeroedArray<Bin>(*work_bytes);
-  if (!frame || !transformed) return false;
+bool SpectrogramGenerator::makeWorkBuffers() noexcept {
+  if (!data_ || win_len_ == 0 || overlap_len_ == 0 || !fft_ || !window_) return false;
+  if (frame_ && transformed_) return true;
+  const auto bytes = matrixBytes(1, win_len_, sizeof(Bin));
+  if (!bytes) return false;
+  frame_ = zeroedArray<Bin>(*bytes);
+  transformed_ = zeroedArray<Bin>(*bytes);
+  return frame_ && transformed_;
+}
 
+const Bin* SpectrogramGenerator::transform(std::uint32_t t) noexcept {
   const std::size_t hop = win_len_ - overlap_len_;
-  const float* start = data_;
+  applyWindow(data_ + t * hop, win_len_, frame_.get());
+  kiss_fft(fft_.get(), asKiss(frame_.get()), asKiss(transformed_.get()));
+  return transformed_.get();
+}
+
+bool SpectrogramGenerator::run() noexcept {
+  if (!spectrum_ || !makeWorkBuffers()) return false;
   Bin* row = spectrum_.get();
-  for (std::uint32_t t = 0; t < frames_; ++t, start += hop, row += bins_) {
-    applyWindow(start, win_len_, frame.get());
-    kiss_fft(fft_.get(), asKiss(frame.get()), asKiss(transformed.get()));
-    std::copy_n(transformed.get(), bins_, row);
-  }
+  for (std::uint32_t t = 0; t < frames_; ++t, row += bins_) std::copy_n(transform(t), bins_, row);
   return true;
 }
 
-void SpectrogramGenerator::releaseFft() noexcept { fft_.reset(); }
+void SpectrogramGenerator::releaseAll() noexcept {
+  releaseFrameTools();
+  releaseSpectrum();
+}
 
-void SpectrogramGenerator::releaseWindow() noexcept { window_.reset(); }
+/// What depends on the frame length.
+void SpectrogramGenerator::releaseFrameTools() noexcept {
+  fft_.reset();
+  window_.reset();
+  frame_.reset();
+  transformed_.reset();
+}
 
 void SpectrogramGenerator::releaseSpectrum() noexcept {
   spectrum_.reset();

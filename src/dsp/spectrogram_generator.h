@@ -19,10 +19,13 @@ namespace audio {
 /// Methods that aren't noexcept throw std::bad_alloc when memory for a list is
 /// short; the object stays usable.
 ///
-/// `init`, then `run`, for every block. The result is a matrix of `frames`
-/// rows by `bins` complex values, row-major: frame t covers the samples from
-/// t × hop up to t × hop + frame length, bin k stands for k × sample rate /
-/// frame length Hz. Values are unscaled kissfft output. One thread at a time.
+/// For every block either `init`, then `run`, for a matrix of all frames; or
+/// `prepare`, then `transform` frame by frame, for somebody who is done with a
+/// frame before the next. The matrix has `frames` rows of `bins` complex values:
+/// frame t covers the samples from t × hop up to t × hop + frame length, bin k
+/// stands for k × sample rate / frame length Hz. Values are unscaled kissfft
+/// output. Window, transform and work buffers are kept for as long as blocks have
+/// the same frame length. One thread at a time.
 class SpectrogramGenerator {
  public:
   SpectrogramGenerator() noexcept = default;
@@ -37,23 +40,35 @@ class SpectrogramGenerator {
     return dataLen < overlapLen ? 0 : (dataLen - overlapLen) / (winLen - overlapLen);
   }
 
-  /// Prepares one block and a zeroed matrix for it; what was prepared before
-  /// is released.
+  /// Prepares one block; the matrix of the one before is released.
   ///
   /// Null data is refused with a message and changes nothing. Fails, with a
   /// message, when there is no memory for window or transform; without one when
-  /// the overlap isn't below the frame length or the matrix can't be allocated.
+  /// the overlap isn't below the frame length. Nothing is prepared then.
   ///
   /// @param data        samples, kept alive by the caller until `run` returned
   /// @param dataLen     their number
   /// @param sampleRate  Hz
   /// @param winMs       frame length in milliseconds
   /// @param overlapMs   overlap of successive frames in milliseconds
+  bool prepare(const float* data, std::uint32_t dataLen, std::uint32_t sampleRate,
+               std::uint32_t winMs, std::uint32_t overlapMs);
+
+  /// The same with a zeroed matrix for the block. Fails also, without a message,
+  /// when that can't be allocated.
   bool init(const float* data, std::uint32_t dataLen, std::uint32_t sampleRate, std::uint32_t winMs,
             std::uint32_t overlapMs);
 
-  /// Computes every frame. False, without a message, before a complete
-  /// `init`, with a zero overlap, or when a work buffer can't be allocated.
+  /// Makes the work buffers that `transform` needs. False, without a message,
+  /// when nothing is prepared, with a zero overlap, or when memory is short.
+  bool makeWorkBuffers() noexcept;
+
+  /// The `bins` values of frame `t`, below `frames`, valid until the next call;
+  /// after a `makeWorkBuffers` that succeeded.
+  const std::complex<float>* transform(std::uint32_t t) noexcept;
+
+  /// Computes every frame into the matrix. False, without a message, before a
+  /// complete `init` and when the work buffers can't be made.
   bool run() noexcept;
 
   /// Weights the `n` samples of `frame` into the real parts of `out`, the
@@ -61,7 +76,8 @@ class SpectrogramGenerator {
   /// or the window hasn't exactly `n` coefficients.
   bool applyWindow(const float* frame, std::uint32_t n, std::complex<float>* out) const noexcept;
 
-  /// The matrix, owned by the generator, valid until the next `init`.
+  /// The matrix, owned by the generator, valid until the next block; null
+  /// without an `init`.
   const std::complex<float>* spectrum() const noexcept { return spectrum_.get(); }
   std::uint32_t bins() const noexcept { return bins_; }
   std::uint32_t frames() const noexcept { return frames_; }
@@ -71,8 +87,8 @@ class SpectrogramGenerator {
   bool createWindow();
   bool createFft() noexcept;
   bool createSpectrum() noexcept;
-  void releaseFft() noexcept;
-  void releaseWindow() noexcept;
+  void releaseAll() noexcept;
+  void releaseFrameTools() noexcept;
   void releaseSpectrum() noexcept;
 
   const float* data_ = nullptr;
@@ -81,6 +97,8 @@ class SpectrogramGenerator {
   std::unique_ptr<WindowFunction> window_;
   std::unique_ptr<kiss_fft_state, FreeDeleter> fft_;
   CArray<std::complex<float>> spectrum_;
+  CArray<std::complex<float>> frame_;        // the weighted samples of one frame
+  CArray<std::complex<float>> transformed_;  // and its transform; made together
   std::uint32_t bins_ = 0;
   std::uint32_t frames_ = 0;
   std::uint32_t win_len_ = 0;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <complex>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -111,11 +111,13 @@ class AudioLandMarkFinderBase {
   bool initResampler();
   bool initSpectrogramGenerator();
   bool resampleSegment(const float*& data, std::uint32_t sampleRate, std::uint32_t& count);
-  bool computeLogMagnitude(const std::complex<float>* spectrum, std::uint32_t bins,
-                           std::uint32_t frames);
+  bool makeSpectrogram(std::uint32_t frames, std::uint32_t bins);
+  float transformAll() noexcept;
+  bool computeLogMagnitude(float largest) noexcept;
   bool runPass(std::uint32_t start);
   std::uint32_t passStart(float hops) const noexcept;
 
+  std::size_t spectrogram_bytes_ = 0;  // allocated
   ExtractionOutcome outcome_ = ExtractionOutcome::kNone;
 };
 

@@ -2,6 +2,7 @@
 
 #include <time.h>
 
+#include <algorithm>
 #include <climits>
 
 #include "base/analysis_grid.h"
@@ -46,16 +47,18 @@ bool AudioLandMarkFinderBase::genSpectrogram(const float* data, std::uint32_t sa
   // For every way to fail that isn't told apart below.
   outcome_ = ExtractionOutcome::kOutOfMemory;
   SpectrogramGenerator& generator = *sepctrogram_generator;
-  if (!generator.init(data, count, kAnalysisRate, kFrameMs, kOverlapMs)) {
+  if (!generator.prepare(data, count, kAnalysisRate, kFrameMs, kOverlapMs)) {
     logMessage("init spectrogram failed.");
     return false;
   }
-  if (!generator.run()) {
+  if (!generator.makeWorkBuffers()) {
     logMessage("spectrogram run failed");
     return false;
   }
+  const bool has_matrix = makeSpectrogram(generator.frames(), generator.bins());
+  const float largest = has_matrix ? transformAll() : 0.0f;
   const std::int64_t begin = monotonicNanoseconds();
-  if (!computeLogMagnitude(generator.spectrum(), generator.bins(), generator.frames())) {
+  if (!has_matrix || !computeLogMagnitude(largest)) {
     logMessage("gen spectrogram mag failed.");
     return false;
   }
@@ -89,19 +92,40 @@ bool AudioLandMarkFinderBase::resampleSegment(const float*& data, std::uint32_t 
   return true;
 }
 
-bool AudioLandMarkFinderBase::computeLogMagnitude(const std::complex<float>* spectrum,
-                                                  std::uint32_t bins, std::uint32_t frames) {
-  spectrogram.reset();
+/// Memory for the matrix, every cell of which is about to be written: that of the
+/// one before where it is enough and not far too much.
+bool AudioLandMarkFinderBase::makeSpectrogram(std::uint32_t frames, std::uint32_t bins) {
   bin_num = bins;
   frame_num = frames;
   const auto bytes = matrixBytes(frames, bins, sizeof(float));
+  if (bytes && spectrogram && *bytes <= spectrogram_bytes_ && *bytes >= spectrogram_bytes_ / 4) {
+    return true;
+  }
+  spectrogram.reset();
+  spectrogram_bytes_ = 0;
   if (bytes) spectrogram = zeroedArray<float>(*bytes);
   if (!spectrogram) {
     logMessage("alloc spectrogram mag failed.");
     return false;
   }
-  if (logMagnitudes(spectrum, *bytes / sizeof(float), spectrogram.get())) return true;
-  outcome_ = frames == 0 ? ExtractionOutcome::kTooShort : ExtractionOutcome::kSilent;
+  spectrogram_bytes_ = *bytes;
+  return true;
+}
+
+/// Fills the matrix with the magnitudes of all frames, each taken while its
+/// transform is still in the cache. Returns the largest.
+float AudioLandMarkFinderBase::transformAll() noexcept {
+  float largest = 0.0f;
+  float* row = spectrogram.get();
+  for (std::uint32_t t = 0; t < frame_num; ++t, row += bin_num) {
+    largest = std::max(largest, magnitudes(sepctrogram_generator->transform(t), bin_num, row));
+  }
+  return largest;
+}
+
+bool AudioLandMarkFinderBase::computeLogMagnitude(float largest) noexcept {
+  if (logMagnitudes(spectrogram.get(), std::size_t{frame_num} * bin_num, largest)) return true;
+  outcome_ = frame_num == 0 ? ExtractionOutcome::kTooShort : ExtractionOutcome::kSilent;
   return false;
 }
 

@@ -5,19 +5,10 @@
 #include <cfloat>
 #include <cmath>
 
+#include "feature/float_logarithm.h"
+
 namespace audio {
 namespace {
-
-void magnitudes(const std::complex<float>* spectrum, std::size_t count, float* values) noexcept {
-  for (std::size_t i = 0; i < count; ++i) {
-    const float re = spectrum[i].real();
-    const float im = spectrum[i].imag();
-    const float power = re * re + im * im;
-    // The single-precision root: rounding the double root of a float to float
-    // gives the same bits (53 >= 2 × 24 + 2), and this one vectorises.
-    values[i] = std::sqrt(power);
-  }
-}
 
 /// The largest value, at least 0. Lanes only reorder the comparisons.
 float largest(const float* values, std::size_t count) noexcept {
@@ -34,37 +25,50 @@ float largest(const float* values, std::size_t count) noexcept {
   return maximum;
 }
 
-/// Logarithms in place, floored; returns their sum.
-float logarithms(float* values, std::size_t count, float floor) noexcept {
-  const auto log_of = [](float value) {
-    return static_cast<float>(std::log(static_cast<double>(value)));
-  };
-  const float floor_log = log_of(floor);
-  const auto replace = [&](float& value) {
-    value = value < floor ? floor_log : log_of(value);
-    return value;
-  };
-
-  float sum = 0.0f;
+/// Values summed in groups of four, on top of `sum`; the grouping shows in the
+/// last bits.
+float addGroups(const float* values, std::size_t count, float sum) noexcept {
   std::size_t i = 0;
   for (; i + 4 <= count; i += 4) {
-    const float a = replace(values[i]);
-    const float b = replace(values[i + 1]);
-    const float c = replace(values[i + 2]);
-    const float d = replace(values[i + 3]);
-    sum += a + b + c + d;
+    sum += values[i] + values[i + 1] + values[i + 2] + values[i + 3];
   }
-  for (; i < count; ++i) sum += replace(values[i]);
+  for (; i < count; ++i) sum += values[i];
+  return sum;
+}
+
+/// Logarithms in place, floored; returns their sum. Block by block, so that a
+/// value is still in the first-level cache when it is summed.
+float logarithms(float* values, std::size_t count, float floor) noexcept {
+  constexpr std::size_t kBlock = 1024;
+  static_assert(kBlock % 4 == 0);
+  float sum = 0.0f;
+  for (std::size_t start = 0; start < count; start += kBlock) {
+    float* block = values + start;
+    const std::size_t size = std::min(kBlock, count - start);
+    for (std::size_t i = 0; i < size; ++i) block[i] = block[i] < floor ? floor : block[i];
+    replaceByLogarithms(block, size);
+    sum = addGroups(block, size, sum);
+  }
   return sum;
 }
 
 }  // namespace
 
-bool logMagnitudes(const std::complex<float>* spectrum, std::size_t count, float* values) noexcept {
-  magnitudes(spectrum, count, values);
-  const float maximum = largest(values, count);
-  if (std::fabs(maximum) < FLT_EPSILON) return false;
-  const float floor = maximum / 1000000.0f;
+float magnitudes(const std::complex<float>* spectrum, std::size_t count, float* values) noexcept {
+  for (std::size_t i = 0; i < count; ++i) {
+    const float re = spectrum[i].real();
+    const float im = spectrum[i].imag();
+    const float power = re * re + im * im;
+    // The single-precision root: rounding the double root of a float to float
+    // gives the same bits (53 >= 2 × 24 + 2), and this one vectorises.
+    values[i] = std::sqrt(power);
+  }
+  return largest(values, count);
+}
+
+bool logMagnitudes(float* values, std::size_t count, float largest) noexcept {
+  if (std::fabs(largest) < FLT_EPSILON) return false;
+  const float floor = largest / 1000000.0f;
   const float mean = logarithms(values, count, floor) / static_cast<float>(count);
   for (std::size_t i = 0; i < count; ++i) values[i] -= mean;
   return true;

@@ -2,6 +2,8 @@
 
 #include <cmath>
 #include <complex>
+#include <cstring>
+#include <random>
 
 #include "dsp/spectrogram_generator.h"
 #include "dsp/window_function.h"
@@ -69,6 +71,39 @@ TEST(SpectrogramGeneratorTest, TransformsEachFrameOnItsOwn) {
       }
       ASSERT_NEAR(generator.spectrum()[t * 129 + k].real(), sum.real(), 1e-4);
       ASSERT_NEAR(generator.spectrum()[t * 129 + k].imag(), sum.imag(), 1e-4);
+    }
+  }
+}
+
+TEST(SpectrogramGeneratorTest, WhatItKeepsFollowsTheFrameLength) {
+  std::vector<float> samples(4000);
+  std::minstd_rand random(1);
+  for (float& sample : samples) sample = static_cast<float>(random() % 2001) / 1000.0f - 1.0f;
+  struct Block {
+    std::uint32_t length, rate, win_ms, overlap_ms;
+  };
+  SpectrogramGenerator kept;
+  for (const Block& block :
+       {Block{4000, 8000, 64, 32}, Block{3000, 8000, 64, 32}, Block{4000, 8000, 64, 16},
+        Block{4000, 8000, 32, 16}, Block{2000, 16000, 16, 8}, Block{4000, 8000, 32, 32},
+        Block{4000, 8000, 32, 16}, Block{4000, 4000, 64, 32}}) {
+    SpectrogramGenerator fresh;
+    const bool framed =
+        fresh.init(samples.data(), block.length, block.rate, block.win_ms, block.overlap_ms);
+    ASSERT_EQ(
+        kept.prepare(samples.data(), block.length, block.rate, block.win_ms, block.overlap_ms),
+        framed);
+    EXPECT_EQ(kept.spectrum(), nullptr);
+    ASSERT_EQ(kept.makeWorkBuffers(), framed);
+    if (!framed) continue;
+    ASSERT_TRUE(fresh.run());
+    ASSERT_EQ(kept.frames(), fresh.frames());
+    ASSERT_EQ(kept.bins(), fresh.bins());
+    // Back to front: a frame doesn't depend on the one before.
+    for (std::uint32_t t = kept.frames(); t-- > 0;) {
+      ASSERT_EQ(std::memcmp(kept.transform(t), fresh.spectrum() + std::size_t{t} * fresh.bins(),
+                            fresh.bins() * sizeof(std::complex<float>)),
+                0);
     }
   }
 }

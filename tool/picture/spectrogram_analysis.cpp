@@ -28,8 +28,9 @@ constexpr std::size_t kMostColumns = 3840;
 /// parts can't be compared.
 class OpenFinder : public audio::AudioLandMarkFinder2D {
  public:
-  std::span<const std::complex<float>> frame(std::size_t number) const noexcept {
-    return {sepctrogram_generator->spectrum() + number * kBins, kBins};
+  /// Valid until the next call. The extraction keeps no spectra: it is made anew.
+  std::span<const std::complex<float>> frame(std::uint32_t number) noexcept {
+    return {sepctrogram_generator->transform(number), kBins};
   }
 };
 
@@ -92,12 +93,12 @@ class Gatherer {
     for (std::uint64_t frame = 0; frame < frames; ++frame) analysis_.columns.addFrame({});
   }
 
-  void addSound(const OpenFinder& finder) {
+  void addSound(OpenFinder& finder) {
     heard_ = true;
     const std::uint64_t start = analysis_.columns.frames();
     const auto frames = static_cast<std::int32_t>(framesOf(finder.frameNum()));
     for (std::int32_t frame = 0; frame < frames; ++frame) {
-      analysis_.columns.addFrame(finder.frame(static_cast<std::size_t>(frame)));
+      analysis_.columns.addFrame(finder.frame(static_cast<std::uint32_t>(frame)));
       const auto& peaks = finder.getPeaks()[static_cast<std::size_t>(frame)];
       analysis_.peak_count += peaks.size();
       if (keepsAll()) analysis_.peaks.insert(analysis_.peaks.end(), peaks.begin(), peaks.end());
