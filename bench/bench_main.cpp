@@ -17,6 +17,10 @@ int main(int argc, char** argv) {
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   bench::addExtraction();
   bench::addDatabase();
+#ifdef AUDIOMATCH_JAR
+  bench::addAttributeServer();
+#endif
+  bench::addGrowth();
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
   return bench::session().limit_exceeded ? 1 : 0;
