@@ -7,6 +7,13 @@
 #include "base/memory.h"
 
 namespace audio {
+namespace {
+
+void addTo(float* __restrict sum, const float* values, std::uint32_t count) noexcept {
+  for (std::uint32_t i = 0; i < count; ++i) sum[i] += values[i];
+}
+
+}  // namespace
 
 AudioData* AudioData::create(std::uint32_t channels, std::uint32_t sampleRate,
                              std::uint32_t dataLen) noexcept {
@@ -74,12 +81,18 @@ AudioDataPtr monoMix(const AudioData& recording) noexcept {
     std::copy_n(recording.channelData(0), length, mean);
     return mono;
   }
-  for (std::uint32_t ch = 0; ch < channels; ++ch) {
-    const float* channel = recording.channelData(ch);
-    for (std::uint32_t i = 0; i < length; ++i) mean[i] += channel[i];
-  }
   const float reciprocal = 1.0f / static_cast<float>(channels);
-  for (std::uint32_t i = 0; i < length; ++i) mean[i] *= reciprocal;
+  // Stretch by stretch, so that the sums stay in the first-level cache until scaled.
+  constexpr std::uint32_t kStretch = 2048;
+  for (std::uint32_t left = length; left > 0;) {
+    const std::uint32_t start = length - left;
+    const std::uint32_t count = std::min(kStretch, left);
+    for (std::uint32_t ch = 0; ch < channels; ++ch) {
+      addTo(mean + start, recording.channelData(ch) + start, count);
+    }
+    for (std::uint32_t i = 0; i < count; ++i) mean[start + i] *= reciprocal;
+    left -= count;
+  }
   return mono;
 }
 
