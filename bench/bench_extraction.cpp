@@ -92,5 +92,5 @@ void extraction44kStereo(benchmark::State& state) {
 void bench::addExtraction() {
   addPaired("extraction8kMono", extraction8kMono, 30);
   addPaired("extraction5Seconds", extraction5Seconds, 300);
-  addPaired("extraction44kStereo", extraction44kStereo, 7);
+  addPaired("extraction44kStereo", extraction44kStereo, 15);
 }

@@ -17,11 +17,11 @@ namespace {
 
 constexpr double kLimit = 2.1;
 
-/// Times `once(size)` made for the double size against that for the size.
+/// Times, on the processor, `once(size)` made for the double size against that for the size.
 template <typename Make>
 void doubling(benchmark::State& state, Make make) {
   const auto size = static_cast<std::uint32_t>(state.range(0));
-  bench::pairedRun(state, kLimit, make(2 * size), make(size));
+  bench::pairedRun<bench::ThreadClock>(state, kLimit, make(2 * size), make(size));
 }
 
 void growthAudio(benchmark::State& state) {
@@ -79,7 +79,7 @@ void growthReferences(benchmark::State& state) {
 }  // namespace
 
 void bench::addGrowth() {
-  addPaired("growthAudio", growthAudio, 7)->ArgName("seconds")->RangeMultiplier(2)->Range(16, 128);
+  addPaired("growthAudio", growthAudio, 9)->ArgName("seconds")->RangeMultiplier(2)->Range(16, 128);
   addPaired("growthHits", growthHits, 31)
       ->ArgName("hits")
       ->RangeMultiplier(2)

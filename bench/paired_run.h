@@ -1,6 +1,7 @@
 #pragma once
 
 #include <benchmark/benchmark.h>
+#include <time.h>
 
 #include <algorithm>
 #include <chrono>
@@ -28,16 +29,31 @@ benchmark::internal::Benchmark* addPaired(const char* name, Benchmark run, int p
       ->Iterations(session().brief ? 1 : pairs);
 }
 
+/// The processor time of the calling thread: what others do meanwhile isn't in it.
+struct ThreadClock {
+  using duration = std::chrono::nanoseconds;
+  using rep = duration::rep;
+  using period = duration::period;
+  using time_point = std::chrono::time_point<ThreadClock>;
+  static constexpr bool is_steady = true;
+
+  static time_point now() noexcept {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return time_point(std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec));
+  }
+};
+
 /// Times `work` and `baseline` in turn, so that a machine whose speed drifts
 /// slows both, and reports the median of the ratios pair by pair next to the
 /// median times. The limit that is printed is the one that is enforced: a ratio
 /// above it is an error of the benchmark, except in a brief session.
-template <typename Work, typename Baseline>
+template <typename Clock = std::chrono::steady_clock, typename Work, typename Baseline>
 void pairedRun(benchmark::State& state, double limit, Work work, Baseline baseline) {
   const auto seconds = [](auto& job) {
-    const auto begin = std::chrono::steady_clock::now();
+    const auto begin = Clock::now();
     job();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    return std::chrono::duration<double>(Clock::now() - begin).count();
   };
   const auto median = [](std::vector<double> values) {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
