@@ -39,13 +39,13 @@ JNIEnv* javaMachine() {
 
 /// An array of objects with two `long` fields, and how to read it.
 struct JavaList {
-  JavaList(const char* className, const char* firstName, jsize size) : env(javaMachine()) {
-    type = env->FindClass(className);
+  JavaList(const char* className, const char* firstName, jsize size)
+      : env(javaMachine()), type(env->FindClass(className)) {
     if (!type) std::abort();
-    first = env->GetFieldID(type, firstName, "J");
-    second = env->GetFieldID(type, "hashKey", "J");
-    array = env->NewObjectArray(size, type, nullptr);
-    if (!first || !second || !array) std::abort();
+    // A look-up that fails forbids the next.
+    if (!(first = env->GetFieldID(type, firstName, "J"))) std::abort();
+    if (!(second = env->GetFieldID(type, "hashKey", "J"))) std::abort();
+    if (!(array = env->NewObjectArray(size, type, nullptr))) std::abort();
   }
 
   void set(jsize i, std::uint64_t firstValue, std::uint32_t key) const {
@@ -69,9 +69,9 @@ struct JavaList {
 
   JNIEnv* env;
   jclass type;
-  jfieldID first;
-  jfieldID second;
-  jobjectArray array;
+  jfieldID first = nullptr;
+  jfieldID second = nullptr;
+  jobjectArray array = nullptr;
 };
 
 void attributeServer(benchmark::State& state) {

@@ -31,16 +31,10 @@ benchmark::internal::Benchmark* addPaired(const char* name, Benchmark run, int p
 
 /// The processor time of the calling thread: what others do meanwhile isn't in it.
 struct ThreadClock {
-  using duration = std::chrono::nanoseconds;
-  using rep = duration::rep;
-  using period = duration::period;
-  using time_point = std::chrono::time_point<ThreadClock>;
-  static constexpr bool is_steady = true;
-
-  static time_point now() noexcept {
+  static std::chrono::nanoseconds now() noexcept {
     timespec time{};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return time_point(std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec));
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
   }
 };
 
