@@ -168,7 +168,8 @@ int main(int argc, char** argv) {
       ->required();
   app.add_option("FOLDER", options.folder, "Where questions, features and answers are kept")
       ->required();
-  app.add_option("--builder", options.builders, "all, chosen-N, or random-N")->capture_default_str();
+  app.add_option("--builder", options.builders, "all, chosen-N, or random-N")
+      ->capture_default_str();
   app.add_option("--audios", options.sizes, "Sizes of collections, ascending")
       ->capture_default_str();
   app.add_option("--simulated", options.simulated, "Size of one that chance hits make");

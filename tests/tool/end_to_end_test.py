@@ -169,6 +169,29 @@ class ToolTest(unittest.TestCase):
         self.assertTrue(offset, where)
         self.assertIn(offset.group(0), run("match", "cut", "other.wav")[2])
 
+    def test_match_at_other_speeds(self):
+        run("index", "db", "music")
+        # The same samples are over sooner at a higher rate, and sound higher.
+        for name, rate in (("fast", 8240), ("slow", 7760), ("far", 8640)):
+            write_wav(f"{name}.wav", self.recordings["two"][5 * RATE : 11 * RATE], rate=rate)
+        write_wav("stranger.wav", noise("stranger", 6))
+        files = ("fast.wav", "slow.wav", "far.wav", "stranger.wav", "music/four.wav", "silence.wav")
+        code, answers, _ = run_json("match", "db", *files)
+        self.assertEqual([(a["recognised"], "speed" in a) for a in answers],
+                         [(recognised, False) for recognised in (False,) * 4 + (True, False)])
+        code, answers, _ = run_json("match", "db", *files, "--speed", "4")
+        self.assertEqual(code, 1)
+        self.assertEqual([a["name"] for a in answers if a["recognised"]], ["two", "two", "four"])
+        self.assertEqual([answers[i]["speed"] for i in (0, 1, 4)], [3.0, -3.0, 0.0])
+        for answer in answers[:2]:
+            self.assertAlmostEqual(answer["position"], 5.0, delta=0.1)
+        self.assertEqual(run_json("match", "db", "far.wav", "--speed", "8")[1][0]["speed"], 8.0)
+        table = run("match", "db", "fast.wav", "missing.wav", "--speed", "4")[1].splitlines()
+        self.assertRegex(table[0], "SPEED$")
+        self.assertRegex(table[1], r"\+3\.0 %$")
+        for arguments in (["--speed", "0"], ["--speed", "11"], ["--speed", "2", "--timeline"]):
+            self.assertEqual(run("match", "db", "fast.wav", *arguments)[0], 2)
+
     def test_wrong_usage(self):
         for line in ("", "index db", "match db", "index db music --jobs 0",
                      "index db music --name n", "index db music --entries 0",

@@ -63,7 +63,8 @@ class RowPrinter {
 
   std::string text(const MatchRow& row, const char* event = "heard") const {
     if (options_.common.json) return jsonLine(asJson(row, event, options_.explain));
-    return layout_.row(cellsOf(row, options_.job.speed > 0.0)) + (options_.explain ? explanation(row) : std::string());
+    return layout_.row(cellsOf(row, options_.job.speed > 0.0)) +
+           (options_.explain ? explanation(row) : std::string());
   }
 
   /// A line on what is heard now.
