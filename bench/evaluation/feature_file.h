@@ -7,6 +7,7 @@
 #include <fstream>
 #include <optional>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "tool/keeping/atomic_file.h"
@@ -37,7 +38,7 @@ std::optional<std::vector<FeatureBlock<Feature>>> readBlocks(const std::filesyst
     read(&count, sizeof count);
     block.features.resize(in ? count : 0);
     read(block.features.data(), block.features.size() * sizeof(Feature));
-    blocks.push_back(std::move(block));
+    blocks.push_back(std::exchange(block, {}));
   }
   return blocks;
 }

@@ -63,7 +63,7 @@ class Survival {
       : folder_(std::move(folder)), questions_(std::move(questions)), keys_(audio::kTableSize) {}
 
   void add(const bench::Listed& recording) {
-    const bench::Reference reference{recording.name, &recording, 1.0,
+    const bench::Reference reference{recording.name, &recording, false, 1.0,
                                      folder_ / "references" / recording.name};
     // Questions that are kept depend on nothing else.
     const auto questions =

@@ -37,7 +37,7 @@ audio::AudioDataPtr slowedDown(const audio::AudioData& recording, double factor)
 }
 
 AnswerAtSpeed SpeedSearch::recognise(const audio::AudioData& recording) {
-  const AnswerAtSpeed plain{recogniser_.recognise(recording), 0.0};
+  AnswerAtSpeed plain{recogniser_.recognise(recording), 0.0};
   // What has no features at one speed has none at any.
   if (plain.answer.features == 0) return plain;
   AnswerAtSpeed best = plain;
