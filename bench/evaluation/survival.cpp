@@ -101,6 +101,7 @@ class Survival {
   void addLines(const bench::ReferenceFeatures& features,
                 const std::vector<bench::Question>& questions) {
     std::vector<std::uint32_t> excerpts;
+    excerpts.reserve(questions.size());
     for (const bench::Question& each : questions) excerpts.push_back(each.excerpt);
     excerpts.erase(std::unique(excerpts.begin(), excerpts.end()), excerpts.end());
     for (const std::uint32_t excerpt : excerpts) addExcerpt(features, questions, excerpt);
