@@ -48,7 +48,7 @@ void extraction8kMono(benchmark::State& state) {
     samples.push_back(kSeconds * kRate - static_cast<std::uint32_t>(start * kRate + 0.5));
   }
   bench::pairedRun(
-      state, 1.5, [&] { extract(extractor, *audio); }, [&] { bareTransforms(samples); });
+      state, 1.4, [&] { extract(extractor, *audio); }, [&] { bareTransforms(samples); });
 }
 
 /// What a stream has to do for each of its analyses.

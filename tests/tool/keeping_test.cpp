@@ -94,7 +94,9 @@ class DuplicateFinderTest : public testing::Test {
   std::vector<DuplicateFinder::Agreement> agreements(std::size_t most_pairs) {
     DuplicateFinder finder(recordings_, 2, 40'000, most_pairs);
     show(finder);
-    return finder.agreements();
+    std::vector<DuplicateFinder::Agreement> all;
+    finder.forEachAgreement([&](const auto& agreement) { all.push_back(agreement); });
+    return all;
   }
 
   void add(std::size_t recording, const Features& features, std::int64_t delay) {

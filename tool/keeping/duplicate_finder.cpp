@@ -79,7 +79,6 @@ void DuplicateFinder::halve() {
   for (std::uint32_t& seen : seen_) seen /= 2;
 }
 
-/// One after another, as nearly all pairs of recordings agree a little.
 void DuplicateFinder::forEachAgreement(const std::function<void(const Agreement&)>& visit) {
   const auto order = [](const Pair& pair) {
     return std::tuple(pair.later, pair.earlier, pair.distance);
@@ -102,12 +101,6 @@ void DuplicateFinder::forEachAgreement(const std::function<void(const Agreement&
     best.hits = std::max(best.hits, hits);
   }
   if (!pairs_.empty()) visit(best);
-}
-
-std::vector<DuplicateFinder::Agreement> DuplicateFinder::agreements() {
-  std::vector<Agreement> all;
-  forEachAgreement([&](const Agreement& agreement) { all.push_back(agreement); });
-  return all;
 }
 
 std::vector<Duplicate> DuplicateFinder::find() {

@@ -27,9 +27,9 @@ struct Duplicate {
 /// passed over: they tell least and cost most.
 class DuplicateFinder {
  public:
-  /// Pairs kept in memory, of 16 bytes: 256 MiB.
-  static constexpr std::size_t kMostPairs = std::size_t{1} << 24;
   static constexpr std::size_t kPairBytes = 16;
+  /// Pairs kept in memory: 256 MiB.
+  static constexpr std::size_t kMostPairs = std::size_t{1} << 24;
 
   /// @param recordings  of the database, in its order
   /// @param first_new   those from here on are compared with all before them
@@ -53,8 +53,9 @@ class DuplicateFinder {
 
     double share() const noexcept { return static_cast<double>(hits) / possible; }
   };
-  /// Of each pair of recordings the best agreement; after the last bucket.
-  std::vector<Agreement> agreements();
+  /// Shows the best agreement of each pair of recordings, one after another, as
+  /// nearly all pairs agree a little; after the last bucket.
+  void forEachAgreement(const std::function<void(const Agreement&)>& visit);
 
  private:
   /// Entries of two recordings under one key.
@@ -71,7 +72,6 @@ class DuplicateFinder {
   };
 
   bool isLookedAt(std::uint32_t key) const noexcept;
-  void forEachAgreement(const std::function<void(const Agreement&)>& visit);
   void addPairs(std::uint32_t key, std::span<const std::uint64_t> entries);
   void halve();
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <utility>
 
 #include "feature/land_mark.h"
@@ -38,7 +39,7 @@ struct Candidate {
 };
 
 /// Appends the candidates of one key, the likeliest to survive first.
-void appendKey(std::vector<Candidate>& candidates, std::vector<RatedFeature> of_key) {
+void appendKey(std::vector<Candidate>& candidates, std::span<const RatedFeature> of_key) {
   std::vector<std::pair<std::int64_t, audio::AudioFeature>> survivors;
   survivors.reserve(of_key.size());
   for (const RatedFeature& each : of_key) {
@@ -60,7 +61,7 @@ std::vector<Candidate> candidatesOf(const std::vector<RatedFeature>& rated) {
     const auto end = std::find_if(begin, rated.end(), [&](const RatedFeature& each) {
       return each.feature.hashKey != begin->feature.hashKey;
     });
-    appendKey(candidates, {begin, end});
+    appendKey(candidates, std::span(begin, end));
     begin = end;
   }
   return candidates;
@@ -105,6 +106,13 @@ class Sharing {
   std::int64_t used_ = 0;
 };
 
+std::vector<audio::AudioFeature> featuresOf(const std::vector<RatedFeature>& rated) {
+  std::vector<audio::AudioFeature> features;
+  features.reserve(rated.size());
+  for (const RatedFeature& each : rated) features.push_back(each.feature);
+  return features;
+}
+
 std::vector<audio::AudioFeature> taken(const std::vector<Candidate>& candidates) {
   std::vector<audio::AudioFeature> entries;
   for (const Candidate& each : candidates) {
@@ -118,6 +126,7 @@ std::vector<audio::AudioFeature> taken(const std::vector<Candidate>& candidates)
 
 std::vector<audio::AudioFeature> chooseEntries(const std::vector<RatedFeature>& rated,
                                                std::size_t room) {
+  if (room == kEveryEntry) return featuresOf(rated);
   std::vector<Candidate> candidates = candidatesOf(rated);
   std::uint32_t seconds = 0;
   std::int64_t all = 0;
@@ -126,10 +135,7 @@ std::vector<audio::AudioFeature> chooseEntries(const std::vector<RatedFeature>& 
     all += each.room;
   }
   const double units = kUnit * static_cast<double>(room);
-  if (static_cast<double>(all) <= units) {
-    for (Candidate& each : candidates) each.is_taken = true;
-    return taken(candidates);
-  }
+  if (static_cast<double>(all) <= units) return featuresOf(rated);
   std::ranges::stable_sort(candidates, std::greater{}, &Candidate::worth);
   Sharing sharing(candidates, seconds);
   sharing.take(std::llround(kShareOfBands * units), kBands);

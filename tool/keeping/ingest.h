@@ -13,8 +13,9 @@
 
 namespace audiomatch {
 
-/// Bytes of memory that an ingestion usually takes for what grows with it.
-inline constexpr std::uint64_t kUsualMemory = std::uint64_t{384} << 20;
+/// Bytes of memory that an ingestion usually takes for what grows with it: 384
+/// MiB, a third of them for entries.
+inline constexpr std::uint64_t kUsualMemory = 3 * EntryRuns::kMostHeld * sizeof(std::uint64_t);
 
 /// What `index` and `add` are told.
 struct IngestOptions {

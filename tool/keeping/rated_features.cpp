@@ -18,6 +18,8 @@ std::vector<float> levelsAround(const audio::AudioLandMarkFinderBase& finder) {
   const auto& peaks = finder.getPeaks();
   std::vector<double> sums{0.0};
   std::vector<std::size_t> counts{0};
+  sums.reserve(peaks.size() + 1);
+  counts.reserve(peaks.size() + 1);
   for (const auto& frame : peaks) {
     double sum = sums.back();
     for (const audio::LocalMaxRecorder& peak : frame) sum += static_cast<double>(peak.value);

@@ -75,8 +75,9 @@ std::optional<std::vector<std::int16_t>> readShort(SoundSource& source) {
 ExitCode matchWhole(const audio::AudioData& recording, const std::string& file,
                     const References& references, const MatchJob& job, const RowSink& rows) {
   Recogniser recogniser(references, job.listening.thresholds);
-  SpeedSearch search(recogniser, job.listening.thresholds, job.speed);
-  const auto [answer, percent] = search.recognise(recording);
+  SpeedSearch search(recogniser, job.speed);
+  Progress progress(job.show_progress && job.speed > 0.0, search.speeds() - 1);
+  const auto [answer, percent] = search.recognise(recording, [&] { progress.step(); });
   const double seconds = static_cast<double>(recording.dataLen()) / recording.sampleRate();
   if (!answer.problem.empty()) report(answer.problem, file);
   MatchRow row = rowOf(file, seconds, answer);

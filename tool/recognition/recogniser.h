@@ -48,6 +48,8 @@ class Recogniser {
   /// Recognises a fingerprint that was made before, likewise.
   Answer recognise(std::vector<audio::AudioFeature> features);
 
+  const Thresholds& thresholds() const noexcept { return thresholds_; }
+
   /// The features of the last recording; empty when it has none.
   const std::vector<audio::AudioFeature>& features() const noexcept { return features_; }
 

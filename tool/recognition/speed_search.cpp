@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <new>
 #include <utility>
 
@@ -19,9 +20,10 @@ std::int32_t agreeingOf(const Answer& answer) noexcept {
 }  // namespace
 
 audio::AudioDataPtr slowedDown(const audio::AudioData& recording, double factor) {
-  const auto length = static_cast<std::uint32_t>(std::lround(recording.dataLen() * factor));
-  audio::AudioDataPtr slow(
-      audio::AudioData::create(recording.channels(), recording.sampleRate(), std::max(length, 1u)));
+  const double length = std::max(std::round(recording.dataLen() * factor), 1.0);
+  if (length > std::numeric_limits<std::uint32_t>::max()) throw std::bad_alloc();
+  audio::AudioDataPtr slow(audio::AudioData::create(recording.channels(), recording.sampleRate(),
+                                                    static_cast<std::uint32_t>(length)));
   if (!slow) throw std::bad_alloc();
   const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, 0);
   const soxr_runtime_spec_t one_thread = soxr_runtime_spec(1);
@@ -36,23 +38,24 @@ audio::AudioDataPtr slowedDown(const audio::AudioData& recording, double factor)
   return slow;
 }
 
-AnswerAtSpeed SpeedSearch::recognise(const audio::AudioData& recording) {
+AnswerAtSpeed SpeedSearch::recognise(const audio::AudioData& recording,
+                                     const std::function<void()>& tried) {
   AnswerAtSpeed plain{recogniser_.recognise(recording), 0.0};
   // What has no features at one speed has none at any.
   if (plain.answer.features == 0) return plain;
   AnswerAtSpeed best = plain;
-  const auto steps = static_cast<int>(std::floor(farthest_ / kStep + 1e-9));
-  for (int step = -steps; step <= steps; ++step) {
+  for (int step = -steps_; step <= steps_; ++step) {
     checkInterrupt();
     if (step == 0) continue;
     const double percent = step * kStep;
     AnswerAtSpeed other{recogniser_.recognise(*slowedDown(recording, 1.0 + percent / 100.0)),
                         percent};
     if (agreeingOf(other.answer) > agreeingOf(best.answer)) best = std::move(other);
+    tried();
   }
-  const bool is_enough =
-      best.answer.verdict.recognised &&
-      agreeingOf(best.answer) >= thresholds_.needed(best.answer.features) + kMoreAgreeing;
+  const bool is_enough = best.answer.verdict.recognised &&
+                         agreeingOf(best.answer) >=
+                             recogniser_.thresholds().needed(best.answer.features) + kMoreAgreeing;
   return is_enough ? best : plain;
 }
 

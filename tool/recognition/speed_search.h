@@ -1,5 +1,9 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+
 #include "base/audio_data.h"
 #include "tool/recognition/recogniser.h"
 
@@ -29,20 +33,24 @@ class SpeedSearch {
 
   /// @param recogniser  outlives this object
   /// @param farthest    per cent to either side that are tried; 0 for none
-  SpeedSearch(Recogniser& recogniser, const Thresholds& thresholds, double farthest)
-      : recogniser_(recogniser), thresholds_(thresholds), farthest_(farthest) {}
+  SpeedSearch(Recogniser& recogniser, double farthest)
+      : recogniser_(recogniser), steps_(static_cast<int>(farthest / kStep)) {}
+
+  /// Speeds that are tried, that of the recording among them.
+  std::size_t speeds() const noexcept { return 2 * static_cast<std::size_t>(steps_) + 1; }
 
   /// Recognises a recording. Throws Interrupted and as Recogniser does.
-  AnswerAtSpeed recognise(const audio::AudioData& recording);
+  ///
+  /// @param tried  called after each speed but the recording's own
+  AnswerAtSpeed recognise(const audio::AudioData& recording, const std::function<void()>& tried);
 
  private:
   Recogniser& recogniser_;
-  Thresholds thresholds_;
-  double farthest_;
+  int steps_;  // to either side
 };
 
 /// A recording played slower by a factor, or faster below 1, by libsoxr: it is longer
-/// and lower. Throws std::bad_alloc.
+/// and lower. Throws std::bad_alloc, also for more samples than 32 bits count.
 audio::AudioDataPtr slowedDown(const audio::AudioData& recording, double factor);
 
 }  // namespace audiomatch
