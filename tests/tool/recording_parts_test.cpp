@@ -62,8 +62,13 @@ TEST(RecordingParts, LoseNoLandmarkAtTheirBorder) {
   const TemporaryFolder folder;
   const Recording recording(3, 1, kWholePart + 40 * 8000, 8000);
   writeWav(folder / "a.wav", SF_FORMAT_PCM_16, 8000, recording.pcm);
-  const Reference reference = analyseReference(folder / "a.wav", kEveryEntry);
+  ReferenceAnalyser analyser;
+  const Reference reference = analyser.analyse(folder / "a.wav", kEveryEntry);
   ASSERT_EQ(reference.parts.size(), 2u);
+  // Once more by the same one, which reads ahead.
+  const Reference again = analyser.analyse(folder / "a.wav", kEveryEntry, {}, std::launch::async);
+  EXPECT_EQ(again.parts, reference.parts);
+  EXPECT_EQ(again.seconds, reference.seconds);
   EXPECT_TRUE(std::ranges::all_of(reference.parts[0],
                                   [](const auto& feature) { return feature.startTime < 16384; }));
 

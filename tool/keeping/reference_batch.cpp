@@ -1,7 +1,11 @@
 #include "tool/keeping/reference_batch.h"
 
+#include <algorithm>
 #include <atomic>
+#include <functional>
+#include <future>
 #include <mutex>
+#include <numeric>
 
 #include "tool/base/errors.h"
 #include "tool/base/parallel.h"
@@ -18,6 +22,16 @@ std::uint64_t lengthOf(const std::filesystem::path& path) noexcept {
   return error ? 0 : length;
 }
 
+/// So that no thread is left with a long one at the end.
+std::vector<std::size_t> longestFirst(const std::vector<Arrival>& arrivals) {
+  std::vector<std::uint64_t> lengths(arrivals.size());
+  std::ranges::transform(arrivals, lengths.begin(), lengthOf, &Arrival::path);
+  std::vector<std::size_t> order(arrivals.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::ranges::stable_sort(order, std::greater(), [&](std::size_t i) { return lengths[i]; });
+  return order;
+}
+
 Arrival::Analysis keep(const Reference& reference, std::uint64_t bytes, EntryRuns& runs) {
   Arrival::Analysis analysis{
       reference.seconds, reference.features, reference.entryCount(), {}, bytes, reference.damage};
@@ -28,16 +42,20 @@ Arrival::Analysis keep(const Reference& reference, std::uint64_t bytes, EntryRun
 }  // namespace
 
 void analyseAll(std::vector<Arrival>& arrivals, const BatchOptions& options, EntryRuns& runs) {
+  const std::vector<std::size_t> order = longestFirst(arrivals);
+  const bool are_fewer = arrivals.size() < options.jobs;
+  const std::launch reading = are_fewer ? std::launch::async : std::launch::deferred;
   std::atomic<bool> stop = false;
   std::mutex keeping;
   Progress progress(options.show_progress && !arrivals.empty(), arrivals.size());
-  const auto analyse = [&](std::size_t i) {
+  std::vector<ReferenceAnalyser> analysers(std::max(options.jobs, 1u));
+  const auto analyse = [&](std::size_t i, unsigned thread) {
     if (stop) return;
-    Arrival& arrival = arrivals[i];
+    Arrival& arrival = arrivals[order[i]];
     std::optional<Reference> reference;
     const std::uint64_t bytes = lengthOf(arrival.path);
     try {
-      reference = analyseReference(arrival.path, options.room, options.sound);
+      reference = analysers[thread].analyse(arrival.path, options.room, options.sound, reading);
     } catch (const FileError& error) {
       arrival.problem = error.problem();
       if (arrival.named && !options.keep_going) stop = true;

@@ -10,7 +10,7 @@
 
 namespace audiomatch {
 
-/// A reference to be added: what `analyseReference` makes, and a name.
+/// A reference to be added: what a ReferenceAnalyser makes, and a name.
 struct NewReference {
   std::string name;
   /// Entries of each of its audios, times below 16,384.
