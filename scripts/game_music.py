@@ -18,6 +18,19 @@ shared = [
     {"planetblupi/music000", "planetblupi/music001", "planetblupi/music002", "planetblupi/music003"},
 ]
 
+# Of other games than the rest, as pieces of one game may share sounds.
+strange = ("freedroidrpg", "warmux", "lincity", "extremetuxracer", "asc")
+
+
+def in_half(half, name):
+    """Divides music for good, whatever else there is: tune, check or all."""
+    return half == "all" or (random.Random(name).random() < 0.5) == (half == "tune")
+
+
+def seconds(path):
+    return float(subprocess.run(["ffprobe", "-v", "error", "-show_entries", "format=duration", "-of", "csv=p=0", path],
+                                capture_output=True, text=True, check=True).stdout)
+
 
 def fetch(package):
     """The folder with a package's files."""

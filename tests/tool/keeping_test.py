@@ -53,10 +53,15 @@ def database(names, buckets):
     return b"".join(parts) + bytes(4 * (BUCKETS - last))
 
 
-def names(path):
+def recordings(path):
+    """What `list` tells of all but the background."""
     code, lines, messages = run_json("list", path)
     assert (code, messages) == (0, ""), messages
-    return [line["name"] for line in lines]
+    return [line for line in lines if not line.get("background")]
+
+
+def names(path):
+    return [line["name"] for line in recordings(path)]
 
 
 class KeepingTest(unittest.TestCase):
@@ -210,10 +215,43 @@ class KeepingTest(unittest.TestCase):
         self.works("add", "db", "new", "--keep-duplicates")
         self.assertEqual(names("db"), ["one", "two", "other", "copy", "same"])
 
+    def test_few_references_are_completed_by_background(self):
+        def background(path, command="check"):
+            return run_json(command, path)[1][0]["background"]
+
+        self.works("index", "db", *self.files("one"))
+        self.works("index", "bare", *self.files("one"), "--background", "none")
+        self.assertEqual((background("db"), background("db", "info"), background("bare")), (4, 4, 0))
+        # By chance a stranger has the only name there is; the engine is sure of it.
+        for database, levels in (("bare", {1, 2}), ("db", {0, None})):
+            code, (row,), _ = run_json("match", database, "music/two.wav")
+            self.assertEqual((code, row["name"]), (1, "one"))
+            self.assertIn(row["level"], levels)
+            code, (row,), _ = run_json("match", database, "music/one.wav")
+            self.assertEqual((code, row["name"], row["level"]), (0, "one", 2))
+        *_, last = run_json("list", "db")[1]
+        self.assertEqual((last["name"], last["parts"], last["background"]), ("", 4, True))
+        self.assertRegex(run("list", "db")[1], r"\n\(background\) +4 +- +\d+ +-\n")
+        # It is made anew of what there is, and only where there was one.
+        before = read("db")
+        self.works("add", "db", *self.files("two"))
+        self.assertEqual(background("db"), 4)
+        self.assertNotEqual(read("db")[-4096:], before[-4096:])
+        self.works("remove", "db", "two")
+        self.assertEqual(read("db"), before)
+        self.works("merge", "bare2", "bare")
+        self.works("merge", "db2", "bare", "db")
+        self.assertEqual((read("bare2"), read("db2")), (read("bare"), before))
+        self.works("index", "db", "music", "--background", "20", "--replace")
+        self.assertEqual(background("db"), 20)
+        code, _, messages = run("index", "x", "music", "--background", "21")
+        self.assertEqual(code, 2)
+        self.assertIn("from 1 to 20, or none", messages)
+
     def test_the_catalogue_is_believed_where_it_agrees(self):
         self.works("index", "db", "music")
         self.works("index", "other", "music", "--entries", "20")
-        whole = run_json("list", "db")[1]
+        whole = recordings("db")
         self.assertEqual([line["seconds"] for line in whole], [11.0, 8.0, 10.0, 9.0])
         self.assertEqual(whole[0]["file"], os.path.realpath("music/four.wav"))
         catalogue = read("db.catalogue.json").splitlines(keepends=True)
@@ -233,12 +271,12 @@ class KeepingTest(unittest.TestCase):
             pathlib.Path("db.catalogue.json").unlink()
             if text is not None:
                 pathlib.Path("db.catalogue.json").write_bytes(text)
-            self.assertEqual(run_json("list", "db")[1], expected, text)
+            self.assertEqual(recordings("db"), expected, text)
             self.assertEqual(run("check", "db")[0], code, text)
             pathlib.Path("db.catalogue.json").touch()
         # What is kept of it is true: the other database's is gone with the next change.
         self.works("remove", "db", "four")
-        self.assertEqual([line["seconds"] for line in run_json("list", "db")[1]], [None] * 3)
+        self.assertEqual([line["seconds"] for line in recordings("db")], [None] * 3)
         self.assertEqual(run("check", "db")[0], 0)
 
     def test_damage_is_told_and_refused(self):
@@ -308,7 +346,7 @@ class KeepingTest(unittest.TestCase):
             time.sleep(moments.uniform(0, 0.25))
             process.kill()
             process.wait()
-            lines = run_json("list", "db")[1]
+            lines = recordings("db")
             # As it was or as it was to be, and with nothing wrong said of it.
             count = len(lines)
             self.assertIn(count, (2, 4))
@@ -338,13 +376,13 @@ class KeepingTest(unittest.TestCase):
         for index in range(len(audios)):
             buckets.setdefault(index % 1000 * 7, []).append(index << 14 | index % 16384)
         pathlib.Path("db").write_bytes(database(audios, buckets))
-        lines = run_json("list", "db")[1]
+        lines = recordings("db")
         self.assertEqual([line["name"] for line in lines], [f"r{i}" for i in range(20_000)])
         self.assertEqual([line["parts"] for line in lines[:4]], [2, 1, 1, 2])
         _, (*removed, summary), _ = run_json("remove", "db", "--glob", "r*[02468]")
         self.assertEqual((len(removed), summary["recordings"]), (10_000, 10_000))
         self.works("add", "db", "music")
-        kept = run_json("list", "db")[1]
+        kept = recordings("db")
         self.assertEqual([line["name"] for line in kept[:10_000]],
                          [f"r{i}" for i in range(1, 20_000, 2)])
         self.assertEqual(sum(line["entries"] for line in kept[:10_000]), summary["entries"])

@@ -34,6 +34,9 @@ class AtomicFile : public audio::ByteSink {
   /// Makes the file appear. Throws FileError. Nothing may follow.
   void commit();
 
+  /// Where it is until `commit`, whole after `complete`.
+  const std::filesystem::path& writtenTo() const noexcept { return temporary_; }
+
   /// Bytes appended so far.
   std::uint64_t size() const noexcept { return size_; }
 

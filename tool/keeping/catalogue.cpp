@@ -26,11 +26,15 @@ Numbers numbersByName(const std::vector<KeptRecording>& recordings) {
 
 Catalogue::Catalogue(const std::vector<std::string>& names,
                      const std::vector<KeptRecording>& recorded) {
-  for (const std::string& name : names) {
-    if (!recordings_.empty() && recordings_.back().name == name) {
+  for (; audio_count_ < names.size(); ++audio_count_) {
+    const std::string& name = names[audio_count_];
+    if (name.empty()) {
+      background_.push_back(audio_count_);
+    } else if (audio_count_ > 0 && names[audio_count_ - 1] == name) {
       ++recordings_.back().parts;
     } else {
       recordings_.emplace_back().name = name;
+      first_audio_.push_back(audio_count_);
     }
   }
   const Numbers theirs = numbersByName(recorded);
@@ -41,20 +45,28 @@ Catalogue::Catalogue(const std::vector<std::string>& names,
       recordings_[number] = recorded[found->second];
     }
   }
-  first_audio_.push_back(0);
-  for (const KeptRecording& recording : recordings_) {
-    first_audio_.push_back(first_audio_.back() + recording.parts);
-  }
 }
 
-Catalogue::Place Catalogue::placeOf(std::size_t audio) const {
-  const auto next = std::ranges::upper_bound(first_audio_, audio);
-  const auto recording = static_cast<std::size_t>(next - first_audio_.begin()) - 1;
-  return {recording, audio - first_audio_[recording]};
+std::vector<std::uint32_t> Catalogue::newIndices(
+    const std::function<bool(const KeptRecording&)>& is_taken, std::uint32_t& next) const {
+  std::vector<std::uint32_t> index_of(audio_count_, kNoIndex);
+  for (std::size_t i = 0; i < recordings_.size(); ++i) {
+    if (!is_taken(recordings_[i])) continue;
+    const auto parts = std::span(index_of).subspan(first_audio_[i], recordings_[i].parts);
+    for (std::uint32_t& index : parts) index = next++;
+  }
+  return index_of;
 }
 
 void Catalogue::countEntries(std::span<const std::uint64_t> of_audio) {
-  audiomatch::countEntries(recordings_, of_audio);
+  std::vector<std::uint64_t> of_recordings;
+  for (std::size_t i = 0; i < recordings_.size(); ++i) {
+    const auto parts = of_audio.subspan(first_audio_[i], recordings_[i].parts);
+    of_recordings.insert(of_recordings.end(), parts.begin(), parts.end());
+  }
+  audiomatch::countEntries(recordings_, of_recordings);
+  background_entries_ = 0;
+  for (const std::size_t audio : background_) background_entries_ += of_audio[audio];
 }
 
 Catalogue loadCatalogue(const std::filesystem::path& database,

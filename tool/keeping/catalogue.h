@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -11,8 +12,12 @@
 
 namespace audiomatch {
 
+/// Stands for an audio that isn't taken over into a new database.
+inline constexpr std::uint32_t kNoIndex = UINT32_MAX;
+
 /// The recordings of a database in the order of their audios: consecutive
-/// audios of one name are the parts of one recording.
+/// audios of one name are the parts of one recording. Those without a name are
+/// background, and no recordings.
 class Catalogue {
  public:
   /// @param names     of the audios, by index
@@ -21,24 +26,29 @@ class Catalogue {
   Catalogue(const std::vector<std::string>& names, const std::vector<KeptRecording>& recorded);
 
   const std::vector<KeptRecording>& recordings() const noexcept { return recordings_; }
-  std::size_t audioCount() const noexcept { return first_audio_.back(); }
   /// The index of a recording's first audio.
   std::size_t firstAudio(std::size_t recording) const { return first_audio_[recording]; }
+  /// Audios of the recordings.
+  std::size_t audioCount() const noexcept { return audio_count_ - background_.size(); }
+  /// Indices of the audios of the background.
+  const std::vector<std::size_t>& background() const noexcept { return background_; }
 
-  /// Where an audio belongs.
-  struct Place {
-    std::size_t recording;  ///< its number in `recordings`
-    std::size_t part;       ///< from 0 on: it starts 16,384 frames × part into the recording
-  };
-  /// The place of an audio, whose index is below `audioCount`.
-  Place placeOf(std::size_t audio) const;
+  /// The new index of each audio when the recordings that are taken get the next ones in turn;
+  /// kNoIndex for others, and for the background.
+  std::vector<std::uint32_t> newIndices(const std::function<bool(const KeptRecording&)>& is_taken,
+                                        std::uint32_t& next) const;
 
-  /// Takes over how many entries each audio has (countEntries).
+  /// Takes over how many entries each audio has, the background's too (countEntries).
   void countEntries(std::span<const std::uint64_t> of_audio);
+  /// Entries of the background, after countEntries.
+  std::uint64_t backgroundEntries() const noexcept { return background_entries_; }
 
  private:
   std::vector<KeptRecording> recordings_;
-  std::vector<std::size_t> first_audio_;  // one more than there are recordings
+  std::vector<std::size_t> first_audio_;  // by recording
+  std::vector<std::size_t> background_;
+  std::size_t audio_count_ = 0;
+  std::uint64_t background_entries_ = 0;
 };
 
 /// The catalogue of a database, of which only the names need be known. The

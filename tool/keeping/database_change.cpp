@@ -1,9 +1,12 @@
 #include "tool/keeping/database_change.h"
 
+#include <algorithm>
+#include <numeric>
 #include <string>
 #include <utility>
 
 #include "match/database/database_format.h"
+#include "match/database/packed_entry.h"
 #include "tool/base/errors.h"
 #include "tool/base/interrupt.h"
 #include "tool/keeping/catalogue_file.h"
@@ -17,6 +20,26 @@ namespace fs = std::filesystem;
 
 constexpr std::uint64_t kBytesWorthABar = std::uint64_t{256} << 20;
 constexpr std::uint32_t kBucketsOfAStep = 1 << 14;
+
+/// How long audios are, as far as their entries tell.
+class AudioLengths {
+ public:
+  void see(std::span<const std::uint64_t> entries) {
+    for (const std::uint64_t entry : entries) {
+      const std::uint32_t audio = audio::entryAudioIndex(entry);
+      if (audio >= frames_.size()) frames_.resize(audio + std::size_t{1});
+      frames_[audio] = std::max(frames_[audio], audio::entryTime(entry) + 1);
+    }
+  }
+
+  /// Frames of all of them.
+  std::uint64_t sum() const {
+    return std::accumulate(frames_.begin(), frames_.end(), std::uint64_t{0});
+  }
+
+ private:
+  std::vector<std::uint32_t> frames_;
+};
 
 /// Where a database can stand.
 fs::path placeOf(const fs::path& database) {
@@ -65,12 +88,33 @@ void DatabaseChange::write(std::vector<KeptRecording> recordings,
   for (const auto& source : sources) bytes += source->bytes();
   Progress progress(show_progress_ && bytes >= kBytesWorthABar,
                     audio::kTableSize / kBucketsOfAStep);
+  AudioLengths lengths;
   const auto watch = [&](std::uint32_t key, std::span<const std::uint64_t> bucket) {
     if (watcher) watcher(key, bucket);
+    if (completes_) lengths.see(bucket);
     if ((key + 1) % kBucketsOfAStep == 0) progress.step();
   };
   countEntries(recordings, mergeEntries(recordings, sources, watch, *file_));
   recordings_ = std::move(recordings);
+  background_ = completes_ && entryCount() > 0 ? wish_.value_or(usualBackground(audioCount())) : 0;
+  if (background_ > 0) addBackground(lengths.sum());
+}
+
+/// Writes once more what was written, with the background behind it.
+void DatabaseChange::addBackground(std::uint64_t frames) {
+  file_->complete();
+  const auto open = [&] { return std::make_unique<DatabaseFile>(file_->writtenTo()); };
+  const auto audios = static_cast<std::uint32_t>(audioCount());
+  std::vector<std::uint32_t> same(audios);
+  std::iota(same.begin(), same.end(), 0u);
+  std::unique_ptr<EntrySource> sources[] = {
+      std::make_unique<DatabaseEntries>(open(), std::move(same)),
+      std::make_unique<BackgroundEntries>(open(), audios, background_, frames)};
+  std::vector<KeptRecording> recordings = recordings_;
+  recordings.emplace_back().parts = background_;
+  auto completed = std::make_unique<AtomicFile>(place_);
+  mergeEntries(recordings, sources, {}, *completed);
+  file_ = std::move(completed);
 }
 
 std::size_t DatabaseChange::audioCount() const noexcept {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tool/keeping/atomic_file.h"
+#include "tool/keeping/background.h"
 #include "tool/keeping/database_file.h"
 #include "tool/keeping/database_lock.h"
 #include "tool/keeping/database_merge.h"
@@ -33,16 +34,24 @@ class DatabaseChange {
   /// True when there is a file that isn't empty.
   bool exists() const;
 
+  /// The database gets such a background when it is written; else it gets none.
+  void complete(BackgroundWish wish) {
+    completes_ = true;
+    wish_ = wish;
+  }
+
   /// Writes the new database, which doesn't appear yet. Once more, it starts
   /// again. Throws as mergeEntries does.
   void write(std::vector<KeptRecording> recordings,
              std::span<const std::unique_ptr<EntrySource>> sources,
              const BucketWatcher& watcher = {});
 
-  /// What was written, entries counted.
+  /// What was written, entries counted, without the background.
   const std::vector<KeptRecording>& recordings() const noexcept { return recordings_; }
   std::size_t audioCount() const noexcept;
   std::uint64_t entryCount() const noexcept;
+  /// Audios of its background.
+  std::size_t background() const noexcept { return background_; }
   std::uint64_t bytes() const noexcept { return file_->size(); }
 
   /// Makes what was written appear. Throws FileError; the old database then
@@ -52,9 +61,14 @@ class DatabaseChange {
   void commit(const std::vector<KeptRecording>& unchanged);
 
  private:
+  void addBackground(std::uint64_t frames);
+
   std::filesystem::path place_;
   DatabaseLock lock_;
   bool show_progress_;
+  bool completes_ = false;
+  BackgroundWish wish_;
+  std::size_t background_ = 0;
   std::unique_ptr<AtomicFile> file_;
   std::vector<KeptRecording> recordings_;
 };

@@ -84,7 +84,6 @@ DatabaseCheck checkDatabase(const std::filesystem::path& database) {
     std::vector<std::uint64_t> bucket;
     for (unsigned number = 0; reader.nextBucket(bucket); ++number) {
       if (number % kBucketsBetweenLooks == 0) checkInterrupt();
-      check.entries += bucket.size();
       for (const std::uint64_t entry : bucket) {
         const std::uint32_t audio = audio::entryAudioIndex(entry);
         if (audio < entries_of.size()) ++entries_of[audio];
@@ -93,7 +92,11 @@ DatabaseCheck checkDatabase(const std::filesystem::path& database) {
   }
   check.fault = reader.fault();
   check.loading = reader.loading();
-  check.audios = reader.names().size();
+  for (std::size_t i = 0; i < entries_of.size(); ++i) {
+    const bool is_background = reader.names()[i].empty();
+    ++(is_background ? check.background : check.audios);
+    if (!is_background) check.entries += entries_of[i];
+  }
   checkCatalogue(database, reader.names(), entries_of, check);
   return check;
 }

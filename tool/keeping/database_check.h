@@ -17,7 +17,8 @@ struct DatabaseCheck {
   std::optional<audio::DatabaseFault> fault;
   audio::DatabaseState loading;  ///< what the engine makes of it
   std::size_t audios = 0;        ///< what there is of them, up to a fault that ends the reading
-  std::uint64_t entries = 0;
+  std::uint64_t entries = 0;     ///< of these audios
+  std::size_t background = 0;    ///< audios without a name, beside them
   std::uint64_t bytes = 0;
   bool has_catalogue = false;
   std::string catalogue_problem;  ///< what is wrong with the catalogue; or empty

@@ -30,18 +30,18 @@ struct Opened {
   Catalogue catalogue;
 };
 
-/// Takes the recordings that `wanted` says over, behind those in `recordings`.
-std::unique_ptr<EntrySource> take(Opened opened,
+/// Takes the recordings that `wanted` says over, behind those in `recordings`. A background is
+/// made anew, for those that there are then.
+std::unique_ptr<EntrySource> take(Opened opened, DatabaseChange& change,
                                   const std::function<bool(const KeptRecording&)>& wanted,
                                   std::vector<KeptRecording>& recordings, std::uint32_t& next) {
-  std::vector<std::uint32_t> index_of;
-  for (const KeptRecording& recording : opened.catalogue.recordings()) {
+  const auto take_over = [&](const KeptRecording& recording) {
     const bool taken = wanted(recording);
     if (taken) recordings.push_back(recording);
-    for (std::size_t part = 0; part < recording.parts; ++part) {
-      index_of.push_back(taken ? next++ : kNoIndex);
-    }
-  }
+    return taken;
+  };
+  std::vector<std::uint32_t> index_of = opened.catalogue.newIndices(take_over, next);
+  if (!opened.catalogue.background().empty()) change.complete({});
   return std::make_unique<DatabaseEntries>(std::move(opened.file), std::move(index_of));
 }
 
@@ -52,6 +52,7 @@ EditReport reportOn(const fs::path& database, const DatabaseChange& change,
                     change.recordings().size(),
                     change.audioCount(),
                     change.entryCount(),
+                    change.background(),
                     change.bytes(),
                     0};
   return report;
@@ -108,7 +109,7 @@ EditReport removeRecordings(const fs::path& database, const std::vector<std::str
     if (goes) removed.push_back(recording);
     return !goes;
   };
-  sources.push_back(take(Opened(change.place()), stays, kept, next));
+  sources.push_back(take(Opened(change.place()), change, stays, kept, next));
   selection.requireAllMet(database);
   change.write(std::move(kept), sources);
   change.commit(change.recordings());
@@ -124,7 +125,7 @@ EditReport renameRecording(const fs::path& database, const std::string& old_name
   std::uint32_t next = 0;
   std::vector<std::unique_ptr<EntrySource>> sources;
   const auto all = [](const KeptRecording&) { return true; };
-  sources.push_back(take(Opened(change.place()), all, recordings, next));
+  sources.push_back(take(Opened(change.place()), change, all, recordings, next));
   std::vector<KeptRecording> renamed;
   for (KeptRecording& recording : recordings) {
     if (recording.name == new_name) {
@@ -166,7 +167,7 @@ EditReport mergeDatabases(const fs::path& database, const std::vector<fs::path>&
            part);
       return false;
     };
-    sources.push_back(take(Opened(part), is_new, recordings, next));
+    sources.push_back(take(Opened(part), change, is_new, recordings, next));
   }
   change.write(std::move(recordings), sources);
   change.commit({});

@@ -16,6 +16,7 @@ struct EditReport {
   std::size_t recordings = 0;          ///< of the whole database, as those below
   std::size_t audios = 0;
   std::uint64_t entries = 0;
+  std::size_t background = 0;  ///< audios beside the others, whose entries aren't counted
   std::uint64_t bytes = 0;
   std::size_t already_there = 0;  ///< recordings of a merge that came before
   std::size_t skipped = 0;        ///< others, whose name is taken

@@ -62,7 +62,7 @@ std::vector<std::uint64_t> mergeEntries(std::span<const KeptRecording> recording
     bucket.clear();
     for (const auto& source : sources) source->appendNext(bucket);
     for (const std::uint64_t entry : bucket) ++entries_of[audio::entryAudioIndex(entry)];
-    watcher(key, bucket);
+    if (watcher) watcher(key, bucket);
     writer.bucket(bucket);
   }
   // Those behind the last bucket are faults, too.

@@ -7,14 +7,12 @@
 #include <vector>
 
 #include "match/database/database_writer.h"
+#include "tool/keeping/catalogue.h"
 #include "tool/keeping/database_file.h"
 #include "tool/keeping/entry_runs.h"
 #include "tool/keeping/kept_recording.h"
 
 namespace audiomatch {
-
-/// Stands for an audio that isn't taken over.
-inline constexpr std::uint32_t kNoIndex = UINT32_MAX;
 
 /// Where a merge has entries from: a database, or the analysis of recordings.
 /// Gives its buckets one by one, with the indices that its audios get.
@@ -67,7 +65,7 @@ class NewEntries : public EntrySource {
   std::vector<std::uint64_t> entries_;
 };
 
-/// Is shown each bucket of a merge, as it is written.
+/// Is shown each bucket of a merge, as it is written; or nothing.
 using BucketWatcher =
     std::function<void(std::uint32_t key, std::span<const std::uint64_t> entries)>;
 

@@ -2,6 +2,7 @@
 
 #include <fmt/core.h>
 
+#include "tool/keeping/background.h"
 #include "tool/output/display_text.h"
 #include "tool/output/table.h"
 #include "tool/output/text.h"
@@ -22,8 +23,9 @@ std::string IndexReport::asTable() const {
                   std::to_string(file.entries)});
   }
   std::string text = files.empty() ? std::string() : table.text() + '\n';
-  text += fmt::format("{}: {} audios, {} entries, {} bytes; added {}", printable(database.string()),
-                      audios, entries, bytes, files.size());
+  text +=
+      fmt::format("{}: {} audios, {} entries{}, {} bytes; added {}", printable(database.string()),
+                  audios, entries, withBackground(background), bytes, files.size());
   if (already_there > 0) text += fmt::format(", already there {}", already_there);
   if (duplicates > 0) text += fmt::format(", the same audio as another {}", duplicates);
   if (skipped > 0) text += fmt::format(", skipped {}", skipped);
@@ -43,6 +45,7 @@ std::string IndexReport::asJson() const {
   return text + jsonLine({{"database", database.string()},
                           {"audios", audios},
                           {"entries", entries},
+                          {"background", background},
                           {"bytes", bytes},
                           {"skipped", skipped},
                           {"added", files.size()},

@@ -22,8 +22,9 @@ struct IndexedFile {
 struct IndexReport {
   std::filesystem::path database;
   std::vector<IndexedFile> files;  ///< that are new in it
-  std::size_t audios = 0;          ///< of the whole database, as the next two
+  std::size_t audios = 0;          ///< of the whole database, as the next three
   std::uint64_t entries = 0;
+  std::size_t background = 0;  ///< audios beside the others, whose entries aren't counted
   std::uint64_t bytes = 0;
   std::size_t skipped = 0;        ///< files that couldn't be taken
   std::size_t already_there = 0;  ///< files that are in it from before

@@ -36,7 +36,9 @@ class Ingestion {
       : options_(options),
         add_(add),
         change_(options.database, options.batch.show_progress),
-        runs_(change_.place(), options.memory / 3 / sizeof(std::uint64_t)) {}
+        runs_(change_.place(), options.memory / 3 / sizeof(std::uint64_t)) {
+    change_.complete(options.background);
+  }
 
   Ingested run(bool replace);
 
@@ -195,10 +197,10 @@ bool Ingestion::refuseTakenNames() {
 /// Where the new database's entries come from. Appends the new recordings.
 std::vector<std::unique_ptr<EntrySource>> Ingestion::sources(
     std::vector<KeptRecording>& recordings) const {
-  std::vector<std::uint32_t> old_indices(old_->audioCount());
-  for (std::uint32_t i = 0; i < old_indices.size(); ++i) old_indices[i] = i;
+  std::uint32_t next = 0;
+  std::vector<std::uint32_t> old_indices =
+      old_->newIndices([](const KeptRecording&) { return true; }, next);
   std::vector<std::uint32_t> new_indices(runs_.audioCount(), kNoIndex);
-  auto next = static_cast<std::uint32_t>(old_->audioCount());
   for (const Arrival& arrival : arrivals_) {
     const Arrival::Analysis& analysis = *arrival.analysis;
     recordings.push_back(
@@ -293,6 +295,7 @@ Ingested Ingestion::run(bool replace) {
     const DatabaseCheck old = checkDatabase(change_.place());
     report_.audios = old.audios;
     report_.entries = old.entries;
+    report_.background = old.background;
     report_.bytes = old.bytes;
   } else {
     const auto& recordings = change_.recordings();
@@ -300,6 +303,7 @@ Ingested Ingestion::run(bool replace) {
                     recordings.begin() + static_cast<std::ptrdiff_t>(old_->recordings().size())});
     report_.audios = change_.audioCount();
     report_.entries = change_.entryCount();
+    report_.background = change_.background();
     report_.bytes = change_.bytes();
   }
   return {reportOn(), failed_ ? ExitCode::kFailure : damaged_};

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tool/base/errors.h"
+#include "tool/keeping/background.h"
 #include "tool/keeping/index_report.h"
 #include "tool/keeping/recording_names.h"
 #include "tool/keeping/reference_batch.h"
@@ -26,6 +27,7 @@ struct IngestOptions {
   std::optional<std::string> name;
   NameSource name_from = NameSource::kPath;
   bool keep_duplicates = false;
+  BackgroundWish background;
   /// For new entries, and twice as much for finding duplicates: bytes of both.
   std::uint64_t memory = kUsualMemory;
   BatchOptions batch;

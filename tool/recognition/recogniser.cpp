@@ -52,14 +52,17 @@ Answer judgeHits(const std::vector<audio::AudioFeature>& features, const FoundHi
     explain(answer, matcher.outcome());
     return answer;
   }
-  answer.verdict = judge(matcher.candidates(), features.size(), *found.names, thresholds);
-  if (answer.verdict.candidates[0].name.empty()) {
-    answer.problem = "the best match has no name: the database is damaged";
-    answer.code = ExitCode::kFailure;
+  const std::int32_t first = matcher.candidates()[0].audio_index;
+  if (static_cast<std::size_t>(first) >= found.names->audioCount()) {
+    explain(answer, audio::MatchOutcome::kNoAgreement);
     return answer;
   }
-  answer.level = matcher.discriminationLevel();
-  answer.engine_discrimination = matcher.discrimination();
+  answer.verdict = judge(matcher.candidates(), features.size(), *found.names, thresholds);
+  if (answer.verdict.candidates.empty()) answer.problem = "no match: no reference shares a feature";
+  if (found.names->recording(first) >= 0) {
+    answer.level = matcher.discriminationLevel();
+    answer.engine_discrimination = matcher.discrimination();
+  }
   if (answer.verdict.recognised) answer.code = ExitCode::kSuccess;
   return answer;
 }

@@ -19,7 +19,7 @@ struct Answer {
   std::size_t features = 0;
   std::size_t hits = 0;
   /// The engine's own word on its first two audios, whatever their names;
-  /// nothing when there is no candidate.
+  /// nothing when there is no candidate, or the first has no name.
   std::optional<int> level;
   std::optional<float> engine_discrimination;
   bool is_silent = false;  ///< so there is no candidate

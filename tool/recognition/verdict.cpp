@@ -31,6 +31,7 @@ Verdict judge(std::span<const audio::Match> matches, std::size_t features,
               const ReferenceNames& names, const Thresholds& thresholds) {
   Verdict verdict;
   for (const audio::Match& match : matches) {
+    if (names.recording(match.audio_index) < 0) continue;
     Candidate candidate{names.name(match.audio_index), match.audio_index, match.hit_count,
                         match.matched_num, match.offset + names.startFrame(match.audio_index)};
     if (std::ranges::find(verdict.candidates, candidate.name, &Candidate::name) ==

@@ -62,7 +62,7 @@ struct Verdict {
 };
 
 /// Judges the candidates of a match. An audio of the best one's own name, a part
-/// of the same long recording or a copy, is no rival.
+/// of the same long recording or a copy, is no rival. One without a name is no candidate.
 ///
 /// @param matches   best first, as the engine ranks them
 /// @param features  the recording's

@@ -55,14 +55,19 @@ std::vector<NewReference> readBatch(const std::filesystem::path& database,
   for (NewReference& reference : batch) {
     for (auto& part : reference.parts) of_audio.push_back(&part);
   }
-  const std::size_t first = catalogue.firstAudio(begin);
+  std::uint32_t next = 0;
+  const KeptRecording* const first = catalogue.recordings().data();
+  const std::vector<std::uint32_t> place_of = catalogue.newIndices(
+      [&](const KeptRecording& recording) {
+        return &recording >= first + begin && &recording < first + end;
+      },
+      next);
   DatabaseFile file(database);
   std::vector<std::uint64_t> bucket;
   for (std::uint32_t key = 0; file.nextBucket(bucket); ++key) {
     for (const std::uint64_t entry : bucket) {
-      const std::size_t audio = audio::entryAudioIndex(entry);
-      if (audio < first || audio - first >= of_audio.size()) continue;
-      of_audio[audio - first]->push_back({audio::entryTime(entry), key});
+      const std::uint32_t place = place_of[audio::entryAudioIndex(entry)];
+      if (place != kNoIndex) of_audio[place]->push_back({audio::entryTime(entry), key});
     }
   }
   return batch;
@@ -82,7 +87,7 @@ Pushed pushDatabase(const std::filesystem::path& database, ReferenceStore& store
   const std::vector<std::uint64_t> counts = countEntries(DatabaseFile(database));
   catalogue.countEntries(counts);
   std::uint64_t all = 0;
-  for (const std::uint64_t count : counts) all += count;
+  for (const KeptRecording& recording : catalogue.recordings()) all += *recording.entries;
   Pushed pushed;
   std::uint64_t done = 0;
   for (std::size_t begin = 0; begin < catalogue.recordings().size();) {

@@ -19,10 +19,10 @@ struct Pushed {
   std::uint64_t entries = 0;           ///< of those added
 };
 
-/// Brings a database's references into a store, some at a time: what is done stays
-/// done when it is interrupted, and isn't done again the next time. A name that
-/// the database has twice is a conflict from the second on. Throws FileError when
-/// the database isn't whole or the store fails, std::bad_alloc, Interrupted.
+/// Brings a database's references into a store, and not its background, some at a time: what is
+/// done stays done when it is interrupted, and isn't done again the next time. A name that the
+/// database has twice is a conflict from the second on. Throws FileError when the database isn't
+/// whole or the store fails, std::bad_alloc, Interrupted.
 ///
 /// @param progress  told how many of all entries are done
 Pushed pushDatabase(const std::filesystem::path& database, ReferenceStore& store,

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "tool/keeping/background.h"
 #include "tool/keeping/database_check.h"
 #include "tool/output/display_text.h"
 #include "tool/output/text.h"
@@ -23,9 +24,10 @@ struct CheckOptions {
 void printText(const std::string& path, const DatabaseCheck& check) {
   const std::string database = printable(path);
   fmt::print("{}: {}\n", database,
-             check.fault ? "damaged " + describe(*check.fault)
-                         : fmt::format("whole: {} audios, {} entries, {} bytes", check.audios,
-                                       check.entries, check.bytes));
+             check.fault
+                 ? "damaged " + describe(*check.fault)
+                 : fmt::format("whole: {} audios, {} entries{}, {} bytes", check.audios,
+                               check.entries, withBackground(check.background), check.bytes));
   if (check.fault) fmt::print("{}: {}\n", database, describeLoading(check));
   fmt::print("{}: catalogue: {}\n", database,
              !check.has_catalogue               ? "none"
@@ -44,6 +46,7 @@ void printJson(const std::string& database, const DatabaseCheck& check) {
                       {"loading", describeLoading(check)},
                       {"audios", check.audios},
                       {"entries", check.entries},
+                      {"background", check.background},
                       {"bytes", check.bytes},
                       {"catalogue", check.has_catalogue},
                       {"catalogueFault",

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "tool/keeping/background.h"
 #include "tool/keeping/database_edit.h"
 #include "tool/output/text.h"
 #include "tool/verbs/commands.h"
@@ -36,6 +37,7 @@ void print(const EditReport& report, const char* done, bool json) {
     fmt::print("{}", jsonLine({{"database", report.database.string()},
                                {"audios", report.audios},
                                {"entries", report.entries},
+                               {"background", report.background},
                                {"bytes", report.bytes},
                                {"skipped", report.skipped},
                                {"recordings", report.recordings},
@@ -43,8 +45,9 @@ void print(const EditReport& report, const char* done, bool json) {
                                {"alreadyThere", report.already_there}}));
     return;
   }
-  fmt::print("{}: {} audios, {} entries, {} bytes; {} {}", report.database.string(), report.audios,
-             report.entries, report.bytes, done, report.changed.size());
+  fmt::print("{}: {} audios, {} entries{}, {} bytes; {} {}", report.database.string(),
+             report.audios, report.entries, withBackground(report.background), report.bytes, done,
+             report.changed.size());
   if (report.already_there > 0) fmt::print(", already there {}", report.already_there);
   if (report.skipped > 0) fmt::print(", skipped {}", report.skipped);
   fmt::print("\n");

@@ -31,6 +31,7 @@ struct IndexOptions {
   CommonOptions common;
   IngestOptions ingest;
   std::string entries = std::to_string(kUsualRoom);
+  std::string background;
   bool replace = false;
 };
 
@@ -52,6 +53,9 @@ ExitCode runIngest(const IndexOptions& options, bool add) {
   request.batch.room = options.entries == "all"
                            ? kEveryEntry
                            : static_cast<std::size_t>(std::stoull(options.entries));
+  if (!options.background.empty()) {
+    request.background = options.background == "none" ? 0 : std::stoul(options.background);
+  }
   request.batch.show_progress = !options.common.json;
   const Ingested done = ingest(request, add, options.replace);
   if (done.report) {
@@ -60,13 +64,16 @@ ExitCode runIngest(const IndexOptions& options, bool add) {
   return done.code;
 }
 
-/// "all" or a number from 1 on.
-std::string checkEntries(const std::string& text) {
-  if (text == "all") return {};
-  return CLI::Range(1, 1'000'000'000)(text).empty() &&
-                 text.find_first_not_of("0123456789") == std::string::npos
-             ? std::string()
-             : "must be a whole number above 0, or all";
+/// A word, or a number from 1 to `most`.
+CLI::Validator numberOr(const std::string& word, std::size_t most) {
+  const auto check = [word, most](const std::string& text) {
+    if (text == word) return std::string();
+    return CLI::Range(std::size_t{1}, most)(text).empty() &&
+                   text.find_first_not_of("0123456789") == std::string::npos
+               ? std::string()
+               : fmt::format("must be a whole number from 1 to {}, or {}", most, word);
+  };
+  return CLI::Validator(check, "");
 }
 
 void addNaming(CLI::App& command, IngestOptions& options) {
@@ -98,7 +105,15 @@ void addAnalysis(CLI::App& command, IndexOptions& options) {
                   fmt::format("Room for so many entries of each audio, or all; those of rare keys "
                               "take less of it (default {})",
                               kUsualRoom))
-      ->check(CLI::Validator(checkEntries, ""))
+      ->check(numberOr("all", 1'000'000'000))
+      ->type_name("N");
+  command
+      .add_option(
+          "--background", options.background,
+          fmt::format("So many audios without a name, at most {}, or none: what isn't known "
+                      "resembles them (default: what completes fewer than {} audios)",
+                      kMostWithBackground, kMostWithBackground))
+      ->check(numberOr("none", kMostWithBackground))
       ->type_name("N");
   options.ingest.batch.jobs = std::max(std::thread::hardware_concurrency(), 1u);
   command

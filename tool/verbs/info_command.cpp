@@ -33,7 +33,8 @@ struct Info {
   std::size_t recordings = 0;
   std::size_t timed = 0;  ///< recordings whose seconds are known
   double seconds = 0.0;
-  std::uint64_t entries = 0;
+  std::uint64_t entries = 0;   ///< without those of the background
+  std::size_t background = 0;  ///< audios beside the others
   std::uint64_t bytes = 0;
   BucketSizes buckets;
 };
@@ -46,15 +47,16 @@ Info read(const std::filesystem::path& database) {
   std::vector<std::uint64_t> bucket;
   for (std::uint32_t key = 0; file.nextBucket(bucket); ++key) {
     for (const std::uint64_t entry : bucket) ++entries_of[audio::entryAudioIndex(entry)];
-    info.entries += bucket.size();
     info.buckets.add(key, bucket.size());
   }
   catalogue.countEntries(entries_of);
   for (const KeptRecording& recording : catalogue.recordings()) {
+    info.entries += *recording.entries;
     info.timed += recording.seconds ? 1 : 0;
     info.seconds += recording.seconds.value_or(0.0);
   }
   info.audios = catalogue.audioCount();
+  info.background = catalogue.background().size();
   info.recordings = catalogue.recordings().size();
   info.bytes = file.bytes();
   return info;
@@ -64,8 +66,9 @@ void printText(const Info& info) {
   fmt::print("recordings  {}\naudios      {}\nseconds     {:.1f}", info.recordings, info.audios,
              info.seconds);
   if (info.timed < info.recordings) fmt::print(" ({} recordings)", info.timed);
-  fmt::print("\nentries     {}\nbytes       {}\n\nbuckets     {} are empty\n", info.entries,
-             info.bytes, info.buckets.empty());
+  fmt::print("\nentries     {}\n", info.entries);
+  if (info.background > 0) fmt::print("background  {} audios\n", info.background);
+  fmt::print("bytes       {}\n\nbuckets     {} are empty\n", info.bytes, info.buckets.empty());
   for (const double share : kQuantiles) {
     fmt::print("            {:5.1f} % have up to {} entries\n", 100 * share,
                info.buckets.quantile(share));
@@ -102,6 +105,7 @@ void printJson(const std::filesystem::path& database, const Info& info) {
   fmt::print("{}", jsonLine({{"database", database.string()},
                              {"audios", info.audios},
                              {"entries", info.entries},
+                             {"background", info.background},
                              {"bytes", info.bytes},
                              {"recordings", info.recordings},
                              {"seconds", info.seconds},

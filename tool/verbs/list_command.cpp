@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* kListHelp =
     "Seconds and files are those of the catalogue, DB.catalogue.json, and - where it doesn't "
-    "tell.\n\n";
+    "tell. Audios without a name are background, which stands for all that isn't known.\n\n";
 
 struct ListOptions {
   CommonOptions common;
@@ -48,6 +48,10 @@ void printTable(const Catalogue& catalogue) {
                   std::to_string(*recording.entries),
                   recording.file.empty() ? "-" : recording.file.string()});
   }
+  if (const std::size_t background = catalogue.background().size(); background > 0) {
+    table.addRow({"(background)", std::to_string(background), "-",
+                  std::to_string(catalogue.backgroundEntries()), "-"});
+  }
   fmt::print("{}", table.text());
 }
 
@@ -61,6 +65,14 @@ void printJson(const Catalogue& catalogue) {
                   {"seconds", recording.seconds ? Json(*recording.seconds) : Json()},
                   {"entries", *recording.entries},
                   {"file", recording.file.empty() ? Json() : Json(recording.file.string())}}));
+  }
+  if (const std::size_t background = catalogue.background().size(); background > 0) {
+    fmt::print("{}", jsonLine({{"name", ""},
+                               {"parts", background},
+                               {"seconds", nullptr},
+                               {"entries", catalogue.backgroundEntries()},
+                               {"file", nullptr},
+                               {"background", true}}));
   }
 }
 

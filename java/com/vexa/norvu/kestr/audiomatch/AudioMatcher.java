@@ -42,7 +42,7 @@ public final class AudioMatcher implements AutoCloseable {
          * @return whether to trust the {@link #name}
          */
         public boolean isRecognised() {
-            return level >= Level.RECOGNISED;
+            return level >= Level.RECOGNISED && !name.isEmpty();
         }
 
         /**
@@ -60,7 +60,8 @@ public final class AudioMatcher implements AutoCloseable {
         /**
          * The database's name of the best candidate, recognised or not.
          *
-         * @return the name; empty when there is no candidate
+         * @return the name; empty when there is no candidate, or when it belongs to the background
+         *     by which small databases tell what isn't known
          */
         public String name() {
             return name;
@@ -87,7 +88,8 @@ public final class AudioMatcher implements AutoCloseable {
                 return "no match";
             }
             return isRecognised() ? name + " (level " + level + ")"
-                    : "not recognised (best candidate " + name + ", level " + level + ")";
+                    : "not recognised (best candidate " + (name.isEmpty() ? "background" : name)
+                            + ", level " + level + ")";
         }
     }
 

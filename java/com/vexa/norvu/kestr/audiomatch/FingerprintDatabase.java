@@ -149,8 +149,11 @@ public final class FingerprintDatabase implements AutoCloseable {
                     "minDiscrimination must be 0 to 1, but is " + minDiscrimination);
         }
         DatabaseFile database = opened();
-        return new Recognition(Candidate.strongest(candidates(database, features)),
-                database.names(), features.length, minAgreeing, minDiscrimination);
+        List<Candidate> strongest = Candidate.strongest(candidates(database, features));
+        // Audios of the background, which stands for what isn't known.
+        strongest.removeIf(candidate -> Recognition.name(database.names(), candidate.audio).isEmpty());
+        return new Recognition(
+                strongest, database.names(), features.length, minAgreeing, minDiscrimination);
     }
 
     /**
