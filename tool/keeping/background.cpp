@@ -25,6 +25,12 @@ constexpr std::uint64_t lot(std::uint64_t of) noexcept {
 
 }  // namespace
 
+std::size_t backgroundFor(std::size_t audios, BackgroundWish wish) noexcept {
+  if (audios == 0 || audios >= kMostWithBackground) return 0;
+  return std::min(wish.value_or(std::max<std::size_t>(2 * audios, 4)),
+                  kMostWithBackground - audios);
+}
+
 std::string withBackground(std::size_t audios) {
   return audios > 0 ? fmt::format(", {} audios of background", audios) : std::string();
 }
@@ -38,6 +44,9 @@ BackgroundEntries::BackgroundEntries(std::unique_ptr<DatabaseFile> file, std::si
 
 void BackgroundEntries::appendNext(std::vector<std::uint64_t>& bucket) {
   file_->nextBucket(entries_);
+  // Whatever a database by others repeats is copied once.
+  std::ranges::sort(entries_);
+  entries_.erase(std::unique(entries_.begin(), entries_.end()), entries_.end());
   const auto first = static_cast<std::ptrdiff_t>(bucket.size());
   for (std::size_t number = 0; number < count_; ++number) {
     for (const std::uint64_t entry : entries_) appendCopies(entry, number, bucket);

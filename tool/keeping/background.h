@@ -21,17 +21,13 @@ namespace audiomatch {
 /// true one.
 inline constexpr std::size_t kMostWithBackground = 20;
 
-/// How many audios of background complete a collection of so many audios: two
-/// for each, at least four, and not more than a match examines.
-constexpr std::size_t usualBackground(std::size_t audios) noexcept {
-  if (audios == 0 || audios >= kMostWithBackground) return 0;
-  const std::size_t wanted = audios < 2 ? 4 : 2 * audios;
-  const std::size_t room = kMostWithBackground - audios;
-  return wanted < room ? wanted : room;
-}
-
 /// How many are wanted: a number, or nothing for as many as are usual.
 using BackgroundWish = std::optional<std::size_t>;
+
+/// How many audios of background complete a collection of so many audios. Two for each
+/// and at least four are usual; whatever is wanted, there aren't more in all than a match
+/// examines.
+std::size_t backgroundFor(std::size_t audios, BackgroundWish wish) noexcept;
 
 /// ", N audios of background" for the summary of a database; nothing for none.
 std::string withBackground(std::size_t audios);

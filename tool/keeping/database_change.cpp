@@ -96,7 +96,7 @@ void DatabaseChange::write(std::vector<KeptRecording> recordings,
   };
   countEntries(recordings, mergeEntries(recordings, sources, watch, *file_));
   recordings_ = std::move(recordings);
-  background_ = completes_ && entryCount() > 0 ? wish_.value_or(usualBackground(audioCount())) : 0;
+  background_ = completes_ && entryCount() > 0 ? backgroundFor(audioCount(), wish_) : 0;
   if (background_ > 0) addBackground(lengths.sum());
 }
 

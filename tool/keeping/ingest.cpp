@@ -36,9 +36,7 @@ class Ingestion {
       : options_(options),
         add_(add),
         change_(options.database, options.batch.show_progress),
-        runs_(change_.place(), options.memory / 3 / sizeof(std::uint64_t)) {
-    change_.complete(options.background);
-  }
+        runs_(change_.place(), options.memory / 3 / sizeof(std::uint64_t)) {}
 
   Ingested run(bool replace);
 
@@ -74,6 +72,8 @@ void Ingestion::openOld() {
   if (add_ && change_.exists()) names = DatabaseFile(change_.place()).names();
   old_ = std::make_unique<Catalogue>(loadCatalogue(change_.place(), names));
   known_ = std::make_unique<KnownRecordings>(*old_);
+  const bool goes_without = !old_->recordings().empty() && old_->background().empty();
+  if (options_.background || !goes_without) change_.complete(options_.background);
 }
 
 /// Finds the files to be analysed.

@@ -44,8 +44,10 @@ FoundHits ReferenceJoiner::join(const FoundHits& first, FoundHits second) {
   joined.hits.reserve(first.hits.size() + second.hits.size());
   joined.ends.reserve(first.ends.size());
   for (std::size_t i = 0; i < first.ends.size(); ++i) {
-    const auto before = first.of(i);
-    joined.hits.insert(joined.hits.end(), before.begin(), before.end());
+    for (const audio::AudioHashHit& hit : first.of(i)) {
+      // A background of few would keep out those of the many.
+      if (first.names->recording(hit.audio_index) >= 0) joined.hits.push_back(hit);
+    }
     for (const audio::AudioHashHit& hit : second.of(i)) {
       joined.hits.push_back({hit.audio_index + shift, hit.time_offset});
     }

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "match/database/packed_entry.h"
+#include "tool/base/errors.h"
 #include "tool/base/interrupt.h"
 #include "tool/keeping/catalogue.h"
 #include "tool/keeping/database_file.h"
@@ -63,6 +64,9 @@ std::vector<NewReference> readBatch(const std::filesystem::path& database,
       },
       next);
   DatabaseFile file(database);
+  if (file.names().size() != place_of.size()) {
+    throw FileError(database, "was changed meanwhile; push it again");
+  }
   std::vector<std::uint64_t> bucket;
   for (std::uint32_t key = 0; file.nextBucket(bucket); ++key) {
     for (const std::uint64_t entry : bucket) {

@@ -110,9 +110,9 @@ void addAnalysis(CLI::App& command, IndexOptions& options) {
   command
       .add_option(
           "--background", options.background,
-          fmt::format("So many audios without a name, at most {}, or none: what isn't known "
-                      "resembles them (default: what completes fewer than {} audios)",
-                      kMostWithBackground, kMostWithBackground))
+          fmt::format("Add N audios without a name, which attract what isn't known, or none; "
+                      "at most {} audios in all (default: what few references need)",
+                      kMostWithBackground))
       ->check(numberOr("none", kMostWithBackground))
       ->type_name("N");
   options.ingest.batch.jobs = std::max(std::thread::hardware_concurrency(), 1u);
