@@ -114,7 +114,8 @@ void analyse(Recording& recording, std::uint64_t seed) {
   const bool is_speech = recording.kind == "speech";
   if (!is_speech && sound.samples.size() < std::size_t{kShortestMusic} * sound.rate) return;
   if (!is_speech) {
-    recording.parts = audiomatch::ReferenceAnalyser().analyse(recording.path, audiomatch::kUsualRoom).parts;
+    recording.parts =
+        audiomatch::ReferenceAnalyser().analyse(recording.path, audiomatch::kUsualRoom).parts;
   }
   if (recording.kind == "voice") return;
   for (const Windows& windows : kWindows) {

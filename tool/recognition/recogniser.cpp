@@ -58,7 +58,8 @@ Answer judgeHits(const std::vector<audio::AudioFeature>& features, const FoundHi
     return answer;
   }
   answer.verdict = judge(matcher.candidates(), features.size(), *found.names, thresholds);
-  if (answer.verdict.candidates.empty()) answer.problem = "no match: no audio that was examined has a name";
+  if (answer.verdict.candidates.empty())
+    answer.problem = "no match: no audio that was examined has a name";
   if (found.names->recording(first) >= 0) {
     answer.level = matcher.discriminationLevel();
     answer.engine_discrimination = matcher.discrimination();

@@ -31,7 +31,8 @@ NewReference fromSound(std::string name, const HttpRequest& request) {
     throw HttpError(
         413, fmt::format("the recording has more than {} samples a second", kMostSamplesPerSecond));
   }
-  return {std::move(name), ReferenceAnalyser().analyse(*sound, kWhat, kUsualRoom, kLongestReference).parts};
+  return {std::move(name),
+          ReferenceAnalyser().analyse(*sound, kWhat, kUsualRoom, kLongestReference).parts};
 }
 
 /// A fingerprint's features as a database takes them: in parts, each with times of its own.
