@@ -231,6 +231,9 @@ class KeepingTest(unittest.TestCase):
             self.assertEqual((code, row["name"], row["level"]), (0, "one", 2))
         *_, last = run_json("list", "db")[1]
         self.assertEqual((last["name"], last["parts"], last["background"]), ("", 4, True))
+        # Half as dense as the reference, of 249 frames, and as long as audios can be.
+        half = recordings("db")[0]["entries"] / 249 / 2
+        self.assertAlmostEqual(last["entries"] / 4 / 16384, half, delta=0.2 * half)
         self.assertRegex(run("list", "db")[1], r"\n\(background\) +4 +- +\d+ +-\n")
         # It is made anew of what there is, and only where there was one.
         before = read("db")
@@ -249,6 +252,18 @@ class KeepingTest(unittest.TestCase):
         code, _, messages = run("index", "x", "music", "--background", "21")
         self.assertEqual(code, 2)
         self.assertIn("from 1 to 20, or none", messages)
+
+    def test_audios_without_a_name_are_background_whoever_made_them(self):
+        pathlib.Path("db").write_bytes(database([b"", b"a", b"b"], {5: [1], 9: [16384 + 2, 32768 + 3]}))
+        self.assertIn("a database of 2 audios already", run("index", "db", "music")[2])
+        code, _, messages = run("rename", "db", "b", "c")
+        self.assertEqual(code, 0)
+        self.assertIn("db: has audios without a name before others", messages)
+        self.assertEqual(names("db"), ["a", "c"])
+        # At the end they are what they were made for.
+        self.assertEqual(run("rename", "db", "c", "b")[2], "")
+        self.assertIn("2 references added with 2 entries",
+                      run("push", "db", "--store", "folder")[1])
 
     def test_the_catalogue_is_believed_where_it_agrees(self):
         self.works("index", "db", "music")

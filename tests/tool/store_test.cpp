@@ -16,6 +16,7 @@
 #include "tests/tool/tool_files.h"
 #include "tool/base/errors.h"
 #include "tool/recognition/no_references.h"
+#include "tool/recognition/reference_joiner.h"
 #include "tool/store/embedded_references.h"
 #include "tool/store/local_store.h"
 #include "tool/store/packed_bucket.h"
@@ -140,6 +141,26 @@ TEST(LocalStore, TellsReferencesOfOneNameApart) {
     std::ranges::copy_if(of_first[i], std::back_inserter(twice),
                          [](const auto& hit) { return hit.first == "track 8"; });
     EXPECT_EQ(of_both[i], twice);
+  }
+}
+
+TEST(ReferenceJoiner, KeepsABackgroundWhileThereIsRoom) {
+  const auto names_of = [](std::vector<std::string> names) {
+    return std::make_shared<const audiomatch::ReferenceNames>(std::move(names), 0);
+  };
+  const FoundHits first{.hits = {{0, 5}, {1, 6}}, .ends = {2}, .names = names_of({"one", ""})};
+  for (const std::size_t others : {18u, 19u}) {
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < others; ++i) names.push_back(std::to_string(i));
+    const FoundHits second{.hits = {{0, 7}}, .ends = {1}, .names = names_of(names)};
+    std::vector<std::pair<std::string, int>> found;
+    const FoundHits joined = audiomatch::ReferenceJoiner().join(first, second);
+    for (const auto& hit : joined.of(0)) {
+      found.emplace_back(joined.names->name(hit.audio_index), hit.time_offset);
+    }
+    std::vector<std::pair<std::string, int>> expected{{"one", 5}, {"", 6}, {"0", 7}};
+    if (others == 19) expected.erase(expected.begin() + 1);
+    EXPECT_EQ(found, expected) << others;
   }
 }
 

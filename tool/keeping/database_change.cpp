@@ -11,6 +11,7 @@
 #include "tool/base/interrupt.h"
 #include "tool/keeping/catalogue_file.h"
 #include "tool/keeping/temporary_file.h"
+#include "tool/output/messages.h"
 #include "tool/output/progress.h"
 
 namespace audiomatch {
@@ -72,6 +73,15 @@ void reduceCatalogue(const fs::path& database, const std::vector<KeptRecording>&
 
 DatabaseChange::DatabaseChange(const fs::path& database, bool show_progress)
     : place_(placeOf(database)), lock_(place_), show_progress_(show_progress) {}
+
+void DatabaseChange::completeAs(const Catalogue& old, const fs::path& path) {
+  if (old.background().empty()) return;
+  if (old.background().front() < old.audioCount()) {
+    warn("has audios without a name before others; they are taken for background, and not kept",
+         path);
+  }
+  complete({});
+}
 
 bool DatabaseChange::exists() const {
   std::error_code error;

@@ -40,6 +40,13 @@ class DatabaseChange {
     wish_ = wish;
   }
 
+  /// The same, of as many as are usual, where a database whose recordings it takes over has a
+  /// background. That isn't taken over itself; the user is told where it may be something else,
+  /// as it stands before recordings.
+  ///
+  /// @param path  what messages call that database
+  void completeAs(const Catalogue& old, const std::filesystem::path& path);
+
   /// Writes the new database, which doesn't appear yet. Once more, it starts
   /// again. Throws as mergeEntries does.
   void write(std::vector<KeptRecording> recordings,

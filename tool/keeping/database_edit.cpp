@@ -41,7 +41,7 @@ std::unique_ptr<EntrySource> take(Opened opened, DatabaseChange& change,
     return taken;
   };
   std::vector<std::uint32_t> index_of = opened.catalogue.newIndices(take_over, next);
-  if (!opened.catalogue.background().empty()) change.complete({});
+  change.completeAs(opened.catalogue, opened.file->path());
   return std::make_unique<DatabaseEntries>(std::move(opened.file), std::move(index_of));
 }
 

@@ -72,8 +72,9 @@ void Ingestion::openOld() {
   if (add_ && change_.exists()) names = DatabaseFile(change_.place()).names();
   old_ = std::make_unique<Catalogue>(loadCatalogue(change_.place(), names));
   known_ = std::make_unique<KnownRecordings>(*old_);
-  const bool goes_without = !old_->recordings().empty() && old_->background().empty();
-  if (options_.background || !goes_without) change_.complete(options_.background);
+  change_.completeAs(*old_, options_.database);
+  const bool is_new = old_->recordings().empty();
+  if (options_.background || is_new) change_.complete(options_.background);
 }
 
 /// Finds the files to be analysed.

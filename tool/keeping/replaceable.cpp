@@ -2,6 +2,7 @@
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <string>
@@ -23,11 +24,12 @@ void checkReplaceable(const std::filesystem::path& database, bool replace) {
                     "exists and isn't a database, so it is left alone; the database "
                     "comes first, then the recordings");
   }
+  const auto nameless = std::ranges::count_if(names, &std::string::empty);
   if (!replace && !names.empty()) {
     throw FileError(database,
                     fmt::format("is a database of {} audios already: add to it with `audiomatch "
                                 "add`, or replace it with --replace",
-                                names.size()));
+                                names.size() - static_cast<std::size_t>(nameless)));
   }
 }
 

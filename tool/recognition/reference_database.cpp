@@ -1,13 +1,16 @@
 #include "tool/recognition/reference_database.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <new>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "match/database/database_format.h"
+#include "match/database/packed_entry.h"
 #include "tool/base/errors.h"
 #include "tool/keeping/database_check.h"
 
@@ -35,6 +38,25 @@ void requireLoaded(const audio::AudioDatabase& database, const std::filesystem::
   }
 }
 
+/// Entries of the audios that have a name.
+std::uint64_t countEntries(const audio::AudioDatabase& database,
+                           const std::vector<std::string>& names) {
+  const bool have_all_names = std::ranges::none_of(names, &std::string::empty);
+  const auto has_name = [&](std::uint64_t entry) {
+    const std::uint32_t audio = audio::entryAudioIndex(entry);
+    return audio < names.size() && !names[audio].empty();
+  };
+  std::uint64_t entries = 0;
+  for (std::uint32_t key = 0; key < audio::kTableSize; ++key) {
+    const audio::Bucket bucket = database.bucket(key);
+    // Only small databases have a background: a large one needn't be read for this.
+    if (have_all_names) entries += bucket.count;
+    for (std::size_t i = 0; !have_all_names && i < bucket.count; ++i)
+      entries += has_name(bucket[i]);
+  }
+  return entries;
+}
+
 }  // namespace
 
 ReferenceDatabase::ReferenceDatabase(const std::filesystem::path& path) {
@@ -44,9 +66,7 @@ ReferenceDatabase::ReferenceDatabase(const std::filesystem::path& path) {
   for (std::size_t i = 0; i < names.size(); ++i) {
     names[i] = database_.name(static_cast<std::int32_t>(i));
   }
-  std::uint64_t entries = 0;
-  for (std::uint32_t key = 0; key < audio::kTableSize; ++key)
-    entries += database_.bucket(key).count;
+  const std::uint64_t entries = countEntries(database_, names);
   names_ = std::make_shared<const ReferenceNames>(std::move(names), entries);
 }
 

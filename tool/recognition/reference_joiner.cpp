@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "tool/keeping/background.h"
+
 namespace audiomatch {
 namespace {
 
@@ -36,6 +38,9 @@ std::shared_ptr<const ReferenceNames> ReferenceJoiner::join(
 
 FoundHits ReferenceJoiner::join(const FoundHits& first, FoundHits second) {
   if (first.names->audioCount() == 0) return second;
+  // A background of few would keep those of the many from being examined.
+  const bool has_room =
+      first.names->audioCount() + second.names->audioCount() <= kMostWithBackground;
   const auto shift = static_cast<std::int32_t>(first.names->audioCount() + 1);
   FoundHits joined{.hits = {},
                    .ends = {},
@@ -45,8 +50,7 @@ FoundHits ReferenceJoiner::join(const FoundHits& first, FoundHits second) {
   joined.ends.reserve(first.ends.size());
   for (std::size_t i = 0; i < first.ends.size(); ++i) {
     for (const audio::AudioHashHit& hit : first.of(i)) {
-      // A background of few would keep out those of the many.
-      if (first.names->recording(hit.audio_index) >= 0) joined.hits.push_back(hit);
+      if (has_room || first.names->recording(hit.audio_index) >= 0) joined.hits.push_back(hit);
     }
     for (const audio::AudioHashHit& hit : second.of(i)) {
       joined.hits.push_back({hit.audio_index + shift, hit.time_offset});

@@ -15,7 +15,8 @@ class ReferenceJoiner {
   std::shared_ptr<const ReferenceNames> join(const std::shared_ptr<const ReferenceNames>& first,
                                              const std::shared_ptr<const ReferenceNames>& second);
 
-  /// All hits of the same features, as if they had been found in one place. Throws
+  /// All hits of the same features, as if they had been found in one place; without those
+  /// of the first one's background where both have more audios than a match examines. Throws
   /// std::bad_alloc.
   FoundHits join(const FoundHits& first, FoundHits second);
 

@@ -189,6 +189,15 @@ public class FingerprintDatabaseTest {
             assertFalse(database.recognise(twelve, 13, 1f / 3).isRecognised());
             assertFalse(database.recognise(twelve, 12, 0.34f).isRecognised());
 
+            // What has no name is background: neither the best one nor a rival.
+            try (FingerprintDatabase completed = new FingerprintDatabase(
+                    write(new String[] {"", "other"}, twelve, six))) {
+                recognition = completed.recognise(twelve, 6, 1);
+                assertTrue(recognition.isRecognised());
+                assertEquals("other", recognition.name() + recognition.runnerUpName());
+                assertEquals(1, recognition.index());
+            }
+
             Recognition empty = database.recognise(none, 1, 0);
             assertFalse(empty.isRecognised());
             assertEquals(-1, empty.level());
