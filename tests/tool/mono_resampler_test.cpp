@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <complex>
 #include <functional>
 
 #include "tests/tool/tool_files.h"
@@ -161,6 +162,65 @@ TEST(SoundToMono, LeavesWhatIsAt8000HzAlone) {
   Samples read;
   audiomatch::openSound(folder / "a.wav", {.to_mono = true})->read(read, SIZE_MAX);
   EXPECT_EQ(read, samples);
+}
+
+/// What the third second of a sound has of a tone.
+std::complex<double> toneIn(const Samples& samples, double hertz) {
+  std::complex<double> sum = 0.0;
+  for (std::size_t i = 16'000; i < 24'000; ++i) {
+    sum += static_cast<double>(samples[i]) *
+           std::polar(1.0, -2 * M_PI * hertz * static_cast<double>(i) / 8000);
+  }
+  return sum / 4000.0;
+}
+
+double powerOf(const Samples& samples) {
+  double sum = 0.0;
+  for (std::size_t i = 16'000; i < 24'000; ++i) sum += static_cast<double>(samples[i]) * samples[i];
+  return sum / 4000.0;
+}
+
+/// Part of MPEG audio isn't decoded at all: what is left is as high and in its time.
+TEST(SoundToMono, HasWhatItNeedsOfAnMp3) {
+  constexpr double kTones[] = {300, 1500, 2500, 3500};
+  for (const int rate : {48'000, 44'100, 32'000, 24'000, 22'050, 16'000}) {
+    SCOPED_TRACE(rate);
+    Samples sound;
+    // Tones that are heard, and others that mustn't come back at another place.
+    const auto sum = [](std::uint32_t, double second) {
+      double height = 0.0;
+      for (const double hertz : {300, 1500, 2500, 3500, 4700, 5400, 6100, 7300}) {
+        height += sine(hertz, 3000)(0, second);
+      }
+      return height;
+    };
+    Signal(static_cast<std::uint32_t>(rate), 1, static_cast<std::uint64_t>(rate) * 4, sum)
+        .read(sound, SIZE_MAX);
+    const testing_support::TemporaryFolder folder;
+    testing_support::writeSound(folder / "a", SF_FORMAT_MPEG | SF_FORMAT_MPEG_LAYER_III, rate,
+                                sound);
+    Samples samples;
+    audiomatch::openSound(folder / "a", {.to_mono = true})->read(samples, SIZE_MAX);
+    ASSERT_EQ(samples.size(), 32'000);
+    double heard = 0.0;
+    for (const double hertz : kTones) {
+      // A sine lags behind a cosine by a quarter.
+      const std::complex<double> tone = toneIn(samples, hertz) * std::complex<double>(0, 1);
+      EXPECT_NEAR(std::abs(tone), 3000, 300) << hertz;
+      EXPECT_LE(std::abs(std::arg(tone)) / (2 * M_PI * hertz), 4.0 / rate) << hertz;
+      heard += std::norm(tone);
+    }
+    EXPECT_LT(powerOf(samples) - heard, 0.01 * heard);
+    // Frames that are lost are as long as those that are there.
+    std::string bytes = testing_support::contents(folder / "a");
+    bytes.replace(bytes.size() / 2, 2000, 2000, '\xFF');
+    std::ofstream(folder / "a", std::ios::binary) << bytes;
+    samples.clear();
+    audiomatch::openSound(folder / "a", {.to_mono = true})->read(samples, SIZE_MAX);
+    Samples whole;
+    MonoResampler(audiomatch::openSound(folder / "a")).read(whole, SIZE_MAX);
+    EXPECT_NEAR(static_cast<double>(samples.size()), static_cast<double>(whole.size()), 2);
+  }
 }
 
 TEST(SoundToMono, HasSilenceInThePlaceOfWhatIsDamaged) {

@@ -15,8 +15,11 @@ namespace audiomatch {
 /// it; behind libsndfile it writes to standard error.
 class Mp3Decoder : public Decoder {
  public:
+  /// @param to_mono  of a file of layer III, mix the channels and decode no more than the
+  ///                 engine's rate needs: a half or a quarter of the samples, without what
+  ///                 lies above. Others are decoded whole
   /// @return null when it isn't MPEG audio
-  static std::unique_ptr<Mp3Decoder> open(Descriptor descriptor);
+  static std::unique_ptr<Mp3Decoder> open(Descriptor descriptor, bool to_mono);
 
   std::uint32_t sampleRate() const noexcept override { return static_cast<std::uint32_t>(rate_); }
   std::uint32_t channels() const noexcept override { return static_cast<std::uint32_t>(channels_); }
@@ -31,15 +34,22 @@ class Mp3Decoder : public Decoder {
   };
 
   explicit Mp3Decoder(Descriptor descriptor) noexcept : descriptor_(std::move(descriptor)) {}
-  bool openHandle();
+  bool openHandle(bool to_mono);
+  bool start();
+  bool canReduce() const;
+  bool reduce();
+  bool isOfTheStream() const;
   bool decodeFrame();
   bool nextFrame();
   bool isTag(off_t place) const;
 
   Descriptor descriptor_;
   std::unique_ptr<mpg123_handle, Close> handle_;
-  long rate_ = 0;
-  int channels_ = 0;
+  mpg123_frameinfo stream_{};  // of its first frame
+  long rate_ = 0;              // decoded
+  int channels_ = 0;           // decoded
+  int frame_length_ = 0;       // of one of the stream's, in its samples
+  long reduction_ = 0;         // the stream's rate is so many powers of 2 higher
   std::uint64_t promised_ = 0;
   off_t expected_ = -1;  // where the next frame has to begin; -1 for anywhere
   off_t bytes_ = 0;      // of the frames so far

@@ -92,10 +92,10 @@ std::unique_ptr<SoundSource> assemble(const std::filesystem::path& name, const s
 
 /// The decoder for what begins as a kind does; null when there is none.
 std::unique_ptr<Decoder> openDecoder(const Descriptor& file, SoundKind kind,
-                                     const std::optional<RawFormat>& raw) {
+                                     const std::optional<RawFormat>& raw, bool to_mono) {
   std::unique_ptr<Decoder> decoder;
   if (kind == SoundKind::kOpus) return OpusDecoder::open(file.duplicate());
-  if (kind == SoundKind::kMpeg) decoder = Mp3Decoder::open(file.duplicate());
+  if (kind == SoundKind::kMpeg) decoder = Mp3Decoder::open(file.duplicate(), to_mono);
   if (decoder || kind == SoundKind::kFfmpeg) return decoder;
   lseek(file.get(), 0, SEEK_SET);
   return SndfileDecoder::open(file.duplicate(), raw);
@@ -107,7 +107,7 @@ std::unique_ptr<SoundSource> openFile(const Descriptor& file, const std::filesys
                                       const SoundOptions& options) {
   const std::string start = raw ? "" : firstBytes(file, kTellingBytes);
   const SoundKind kind = soundKind(start);
-  std::unique_ptr<Decoder> decoder = openDecoder(file, kind, raw);
+  std::unique_ptr<Decoder> decoder = openDecoder(file, kind, raw, options.to_mono);
   std::unique_ptr<Feeder> feeder;
   if (!decoder && kind != SoundKind::kSndfile && options.ffmpeg) {
     SocketPair sockets;
@@ -136,7 +136,7 @@ std::unique_ptr<SoundSource> openPipe(Descriptor live, const std::filesystem::pa
     sockets.reading = std::move(behind.reading);
     kind = SoundKind::kSndfile;
   }
-  std::unique_ptr<Decoder> decoder = openDecoder(sockets.reading, kind, raw);
+  std::unique_ptr<Decoder> decoder = openDecoder(sockets.reading, kind, raw, options.to_mono);
   sockets.reading = Descriptor();
   return assemble(name, start, std::move(decoder), std::move(feeder), options);
 }
