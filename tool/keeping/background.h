@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "match/scoring/match_ranking.h"
 #include "tool/keeping/database_file.h"
 #include "tool/keeping/database_merge.h"
 
@@ -19,7 +20,7 @@ namespace audiomatch {
 
 /// Audios that a match examines: beyond them a background would keep out the
 /// true one.
-inline constexpr std::size_t kMostWithBackground = 20;
+inline constexpr std::size_t kMostWithBackground = audio::kMaxCandidates;
 
 /// How many are wanted: a number, or nothing for as many as are usual.
 using BackgroundWish = std::optional<std::size_t>;

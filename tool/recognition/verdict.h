@@ -20,9 +20,19 @@ struct Thresholds {
   /// So many times the features that have to agree are no chance: the recording
   /// is recognised even if another name has about as many, a copy of it.
   static constexpr std::int32_t kPlenty = 4;
+  /// Of the best of all audios rather than of those with the most hits so many features more
+  /// have to agree, as chance chose it from more; but the rival is the best of the others,
+  /// too, and this share of the lead says as much.
+  static constexpr std::int32_t kMoreAmongAll = 2;
+  static constexpr double kLeadAmongAll = 7.0 / 9.0;
 
   std::int32_t agreeing;  ///< features that agree on one offset, of a short recording
   double discrimination;  ///< from the best audio of another name
+
+  /// What the best of all audios must reach.
+  Thresholds amongAll() const noexcept {
+    return {agreeing + kMoreAmongAll, discrimination * kLeadAmongAll};
+  }
 
   /// The features that have to agree, of a recording that has so many.
   std::int32_t needed(std::size_t features) const noexcept;

@@ -10,7 +10,6 @@
 namespace audio {
 namespace {
 
-constexpr std::size_t kMaxCandidates = 20;
 constexpr std::uint32_t kMaxIterations = 60;
 
 Match scoreGroup(HitGroup group, RandomDraws& draws) {

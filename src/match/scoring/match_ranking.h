@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -22,6 +23,9 @@ struct Match {
   /// negative when the query begins before it.
   double offsetSeconds() const noexcept { return secondsOfFrames(offset); }
 };
+
+/// How many audios are scored.
+inline constexpr std::size_t kMaxCandidates = 20;
 
 /// Scores the 20 audios with the most hits and ranks them by agreeing hits,
 /// most first; equals in the order of their hit counts, then indices. Throws
