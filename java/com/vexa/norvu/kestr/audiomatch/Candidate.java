@@ -2,6 +2,7 @@ package com.vexa.norvu.kestr.audiomatch;
 
 import java.util.ArrayList;
 import java.util.Collections;
+import java.util.Comparator;
 import java.util.List;
 
 /**
@@ -15,7 +16,7 @@ final class Candidate {
     static final int OFFSET_TOLERANCE = 4;
 
     /** As the engine, which examines the audios with the most hits. */
-    private static final int MAX_CANDIDATES = 20;
+    static final int MAX_CANDIDATES = 20;
 
     final int audio;
     final int hits;
@@ -58,12 +59,19 @@ final class Candidate {
 
     /** Those that a match examines, the one with the most agreeing hits first. */
     static List<Candidate> strongest(List<Candidate> all) {
-        List<Candidate> strongest = new ArrayList<Candidate>(all);
-        // Stable sorts: among equals the lower index comes first.
-        Collections.sort(strongest, (a, b) -> Integer.compare(b.hits, a.hits));
-        strongest = strongest.subList(0, Math.min(MAX_CANDIDATES, strongest.size()));
-        Collections.sort(strongest, (a, b) -> Integer.compare(b.agreeing, a.agreeing));
-        return strongest;
+        return byAgreeing(first(all, (a, b) -> Integer.compare(b.hits, a.hits)));
+    }
+
+    /** As many of those with the most agreeing hits, however few they have in all. */
+    static List<Candidate> byAgreeing(List<Candidate> all) {
+        return first(all, (a, b) -> Integer.compare(b.agreeing, a.agreeing));
+    }
+
+    /** Stably sorted: among equals the lower index comes first. */
+    private static List<Candidate> first(List<Candidate> all, Comparator<Candidate> order) {
+        List<Candidate> sorted = new ArrayList<Candidate>(all);
+        Collections.sort(sorted, order);
+        return new ArrayList<Candidate>(sorted.subList(0, Math.min(MAX_CANDIDATES, sorted.size())));
     }
 
     /** Moves a window over the sorted offsets of one audio: those that agree with each in turn. */

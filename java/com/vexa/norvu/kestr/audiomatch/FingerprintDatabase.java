@@ -116,6 +116,12 @@ public final class FingerprintDatabase implements AutoCloseable {
      * Names the reference that a recording was taken from, by the thresholds {@link
      * Recognition#MIN_AGREEING} and {@link Recognition#MIN_DISCRIMINATION}.
      *
+     * <p>First the audios with the most hits are judged, as the engine does. Where none of them is
+     * recognised, those with the most hits that agree are: in a large database many audios have more
+     * hits by chance than the right one has in noise. Of these {@link Recognition#MORE_AMONG_ALL}
+     * features more have to agree, and {@link Recognition#LEAD_AMONG_ALL} of the discrimination
+     * will do.
+     *
      * @param features the recording's features, in any order
      * @return the best audio, and whether it is that
      * @throws NullPointerException if the array or an element is null
@@ -149,11 +155,23 @@ public final class FingerprintDatabase implements AutoCloseable {
                     "minDiscrimination must be 0 to 1, but is " + minDiscrimination);
         }
         DatabaseFile database = opened();
-        List<Candidate> strongest = Candidate.strongest(candidates(database, features));
-        // Audios of the background, which stands for what isn't known.
-        strongest.removeIf(candidate -> Recognition.name(database.names(), candidate.audio).isEmpty());
-        return new Recognition(
-                strongest, database.names(), features.length, minAgreeing, minDiscrimination);
+        List<Candidate> all = candidates(database, features);
+        Recognition first = recognition(database, Candidate.strongest(all), features.length,
+                minAgreeing, minDiscrimination);
+        if (first.isRecognised() || all.size() <= Candidate.MAX_CANDIDATES) {
+            return first;
+        }
+        Recognition second = recognition(database, Candidate.byAgreeing(all), features.length,
+                (long) minAgreeing + Recognition.MORE_AMONG_ALL,
+                minDiscrimination * Recognition.LEAD_AMONG_ALL);
+        return second.isRecognised() ? second : first;
+    }
+
+    /** What candidates come to. Those without a name are a background: what isn't known. */
+    private static Recognition recognition(DatabaseFile database, List<Candidate> ranked,
+            int features, long minAgreeing, float minDiscrimination) {
+        ranked.removeIf(candidate -> Recognition.name(database.names(), candidate.audio).isEmpty());
+        return new Recognition(ranked, database.names(), features, minAgreeing, minDiscrimination);
     }
 
     /**

@@ -31,6 +31,18 @@ public final class Recognition {
      */
     public static final int PLENTY = 4;
 
+    /**
+     * So many more features have to agree with the best of all audios than with the best of those
+     * that have the most hits: it is chosen from more.
+     */
+    public static final int MORE_AMONG_ALL = 2;
+
+    /**
+     * This share of the discrimination will do for the best of all audios, since its rival is the
+     * best of all others.
+     */
+    public static final float LEAD_AMONG_ALL = 7f / 9;
+
     private static final double SECONDS_PER_FRAME = 256 / 8000.0;
 
     private final Candidate best;
@@ -45,7 +57,7 @@ public final class Recognition {
      * @param names the database's
      * @param features the number of the recording's
      */
-    Recognition(List<Candidate> ranked, List<String> names, int features, int minAgreeing,
+    Recognition(List<Candidate> ranked, List<String> names, int features, long minAgreeing,
             float minDiscrimination) {
         best = ranked.isEmpty() ? null : ranked.get(0);
         name = best == null ? "" : name(names, best.audio);
@@ -59,7 +71,7 @@ public final class Recognition {
         }
         runnerUpName = runnerUp == null ? "" : name(names, runnerUp.audio);
         runnerUpAgreeing = runnerUp == null ? 0 : runnerUp.agreeing;
-        long needed = (long) minAgreeing + features / FEATURES_PER_AGREEING;
+        long needed = minAgreeing + features / FEATURES_PER_AGREEING;
         recognised = agreeing() >= needed
                 && (discrimination() >= minDiscrimination || agreeing() / PLENTY >= needed);
     }

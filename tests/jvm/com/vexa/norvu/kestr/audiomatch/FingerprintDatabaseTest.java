@@ -209,6 +209,54 @@ public class FingerprintDatabaseTest {
         }
     }
 
+    /** Thirty audios that have more of the recording than the right one, at all times. */
+    @Test
+    public void theRightAudioIsFoundAmongManyWithMoreHits() throws Exception {
+        int agreeing = 14;
+        AudioFeature[] recording = new AudioFeature[40];
+        for (int i = 0; i < recording.length; i++) {
+            recording[i] = new AudioFeature(2 * i, 100 + i);
+        }
+        String[] names = new String[31];
+        AudioFeature[][] features = new AudioFeature[names.length][];
+        for (int audio = 0; audio < names.length; audio++) {
+            names[audio] = "chance " + audio;
+            features[audio] = new AudioFeature[recording.length];
+            for (int i = 0; i < recording.length; i++) {
+                features[audio][i] = new AudioFeature(300 * i, recording[i].hashKey);
+            }
+        }
+        names[30] = "right";
+        features[30] = new AudioFeature[agreeing];
+        for (int i = 0; i < agreeing; i++) {
+            features[30][i] = new AudioFeature(50 + 2 * i, recording[i].hashKey);
+        }
+        try (FingerprintDatabase database = new FingerprintDatabase(write(names, features))) {
+            Recognition recognition = database.recognise(recording);
+            assertTrue(recognition.toString(), recognition.isRecognised());
+            assertEquals("right", recognition.name());
+            assertEquals(agreeing, recognition.agreeing());
+            assertEquals(50 * 0.032, recognition.positionSeconds(), 1e-9);
+            // Two more have to agree than of those with the most hits.
+            assertTrue(database.recognise(recording, agreeing - 2, 0.45f).isRecognised());
+            assertFalse(database.recognise(recording, agreeing - 1, 0.45f).isRecognised());
+            assertFalse(database.recognise(recording, Integer.MAX_VALUE, 0.45f).isRecognised());
+        }
+        // With six that agree the lead is 0.4: enough among all, but not among no more than a match
+        // examines.
+        features[29] = Arrays.copyOf(features[30], 6);
+        try (FingerprintDatabase database = new FingerprintDatabase(write(names, features))) {
+            assertTrue(database.recognise(recording).isRecognised());
+            assertFalse(database.recognise(recording, 10, 0.52f).isRecognised());
+        }
+        int few = 20;
+        try (FingerprintDatabase database = new FingerprintDatabase(
+                write(Arrays.copyOfRange(names, 31 - few, 31),
+                        Arrays.copyOfRange(features, 31 - few, 31)))) {
+            assertFalse(database.recognise(recording).isRecognised());
+        }
+    }
+
     @Test
     public void positionsCountThePartsOfALongReference() throws Exception {
         AudioFeature[] none = {};
