@@ -3,45 +3,62 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <memory>
+#include <new>
 #include <random>
-#include <stdexcept>
 #include <string_view>
+#include <utility>
 
 #include "chance.h"
 #include "conditions.h"
 #include "match/audio_matcher.h"
+#include "tool/recognition/recogniser.h"
 
 namespace bench {
 namespace {
 
-/// A question's answers by one matcher.
+/// A collection, or a larger one that chance makes of it, as one recording asks it.
 class Asker {
  public:
   Asker(const Collection& collection, const Listed& recording, std::size_t further)
-      : collection_(collection), further_(further), is_chance_(collection.names.size(), true) {
-    if (!matcher_.init(collection.database)) throw std::bad_alloc();
+      : collection_(collection), further_(further), is_chance_(collection.names.size()) {
+    std::vector<std::string> names = collection.names;
     for (std::size_t i = 0; i < is_chance_.size(); ++i) {
       // A copy at another speed is a stranger to it, and yet no chance.
-      const std::string& name = collection.names[i];
-      is_chance_[i] = name != recording.name && !name.starts_with(recording.name + "@");
+      is_chance_[i] = names[i] != recording.name && !names[i].starts_with(recording.name + "@");
     }
+    const std::size_t count = names.size() * (1 + further);
+    while (names.size() < count) names.push_back(fmt::format("chance {}", names.size()));
+    found_.names = std::make_shared<audiomatch::ReferenceNames>(std::move(names), 0);
   }
 
+  /// Looks a question up.
+  void ask(const Question& question) {
+    found_.hits.clear();
+    if (question.features.empty()) return;
+    collection_.database->extractHits(question.features, found_.hits);
+    if (further_ == 0) return;
+    std::mt19937_64 random(question.excerpt * 1000 + question.condition);
+    found_.hits = growByChance(found_.hits, is_chance_, further_, random);
+  }
+
+  /// The engine's candidates.
   std::vector<audio::Match> candidates(const Question& question) {
     // So that no answer depends on those before.
     if (!matcher_.forgetHistory()) throw std::bad_alloc();
-    if (question.features.empty()) return {};
-    matcher_.matchFeatures(question.features);
-    if (further_ == 0 || matcher_.candidates().empty()) return matcher_.candidates();
-    collection_.database->extractHits(question.features, hits_);
-    std::mt19937_64 random(question.excerpt * 1000 + question.condition);
-    return growByChance(hits_, matcher_.candidates(), further_, is_chance_, random);
+    matcher_.matchHits(question.features, found_.hits);
+    return matcher_.candidates();
+  }
+
+  /// The name that the tool gives it; empty where it isn't recognised.
+  std::string named(const Question& question) const {
+    const audiomatch::Answer answer =
+        audiomatch::judgeHits(question.features, found_, audiomatch::kThresholds);
+    return answer.verdict.recognised ? answer.verdict.candidates[0].name : "";
   }
 
   std::string_view nameOf(const audio::Match& match) const {
-    const auto index = static_cast<std::size_t>(match.audio_index);
-    if (index >= collection_.names.size()) return "chance";
-    return collection_.names[index];
+    return found_.names->name(match.audio_index);
   }
 
  private:
@@ -49,7 +66,7 @@ class Asker {
   std::size_t further_;
   std::vector<bool> is_chance_;
   audio::AudioMatcher matcher_;
-  std::vector<audio::AudioHashHit> hits_;
+  audiomatch::FoundHits found_;
 };
 
 }  // namespace
@@ -59,17 +76,18 @@ std::string answers(const Collection& collection, const Listed& recording,
   Asker asker(collection, recording, further);
   std::string lines;
   for (const Question& question : questions) {
+    asker.ask(question);
     const std::vector<audio::Match> found = asker.candidates(question);
     const audio::Match none{};
     const audio::Match& best = found.empty() ? none : found.front();
     const std::string_view name = found.empty() ? "" : asker.nameOf(best);
     const auto other = std::ranges::find_if(
         found, [&](const audio::Match& match) { return asker.nameOf(match) != name; });
-    lines += fmt::format("{},{},{},{},{},{},{},{},{},{}\n", recording.kind, recording.name,
+    lines += fmt::format("{},{},{},{},{},{},{},{},{},{},{}\n", recording.kind, recording.name,
                          question.excerpt, allConditions()[question.condition].name,
                          question.seconds, question.features.size(), name, best.matched_num,
                          found.size() > 1 ? found[1].matched_num : 0,
-                         other == found.end() ? 0 : other->matched_num);
+                         other == found.end() ? 0 : other->matched_num, asker.named(question));
   }
   return lines;
 }

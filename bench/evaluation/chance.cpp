@@ -2,30 +2,18 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <numbers>
-#include <numeric>
 
-#include "match/scoring/hit_groups.h"
 #include "match/scoring/offset_consensus.h"
 
 namespace bench {
 namespace {
 
+using audio::AudioHashHit;
 using Random = std::mt19937_64;
 
-// As the engine: the audios that it scores.
-constexpr std::size_t kExamined = 20;
-// Audios that can still come among those by chance: a few hundred have about as many hits.
-constexpr std::size_t kModels = 1000;
 // Frames that a hit is moved by at most: as far as hits agree.
-constexpr std::int32_t kMoved = audio::kOffsetTolerance;
-
-/// A further audio that chance makes.
-struct Further {
-  std::size_t model;
-  std::size_t hits;
-};
+constexpr std::uint64_t kMoved = audio::kOffsetTolerance;
 
 double uniform(Random& random) { return static_cast<double>(random() >> 11) * 0x1p-53; }
 
@@ -38,65 +26,40 @@ std::size_t drawCount(std::size_t mean, Random& random) {
   return static_cast<std::size_t>(std::max(0.0, std::round(count)));
 }
 
-/// The further audios that have the most hits.
-std::vector<Further> drawLargest(const std::vector<audio::HitGroup>& models, std::size_t copies,
-                                 const std::vector<bool>& is_chance, Random& random) {
-  std::vector<Further> drawn;
-  for (std::size_t i = 0; i < models.size(); ++i) {
-    if (!is_chance[static_cast<std::size_t>(models[i].audio_index)]) continue;
-    for (std::size_t k = 0; k < copies; ++k) {
-      drawn.push_back({i, drawCount(models[i].hitCount(), random)});
-    }
+/// Appends the hits of an audio that is like another one.
+void appendLike(std::span<const AudioHashHit> model, std::int32_t audio, Random& random,
+                std::vector<AudioHashHit>& hits) {
+  for (std::size_t left = drawCount(model.size(), random); left > 0; --left) {
+    const std::uint64_t drawn = random();
+    // Of 32 bits, whose share is even enough for a few thousand hits.
+    const auto which = static_cast<std::size_t>((drawn >> 32) * model.size() >> 32);
+    const auto moved = static_cast<std::int32_t>((drawn & UINT32_MAX) % (2 * kMoved + 1)) -
+                       static_cast<std::int32_t>(kMoved);
+    hits.push_back({audio, model[which].time_offset + moved});
   }
-  std::ranges::stable_sort(drawn, std::greater(), &Further::hits);
-  drawn.resize(std::min(drawn.size(), kExamined));
-  return drawn;
-}
-
-/// The most hits that agree, where each is a model's and moved.
-std::int32_t agreeingBy(const Further& further, const audio::HitGroup& model, Random& random) {
-  std::vector<std::int32_t> offsets(further.hits);
-  for (std::int32_t& offset : offsets) {
-    const auto moved = static_cast<std::int32_t>(random() % (2 * kMoved + 1)) - kMoved;
-    offset = model.offsets[random() % model.offsets.size()] + moved;
-  }
-  std::ranges::sort(offsets);
-  std::size_t most = 0;
-  for (std::size_t begin = 0, end = 0; end < offsets.size(); ++end) {
-    // Those that agree with one in the middle of them.
-    while (offsets[end] - offsets[begin] > 2 * audio::kOffsetTolerance) ++begin;
-    most = std::max(most, end + 1 - begin);
-  }
-  return static_cast<std::int32_t>(most);
 }
 
 }  // namespace
 
-std::vector<audio::Match> growByChance(std::span<const audio::AudioHashHit> hits,
-                                       const std::vector<audio::Match>& found, std::size_t copies,
-                                       const std::vector<bool>& is_chance, Random& random) {
-  const std::vector<audio::HitGroup> models =
-      audio::largestGroups(hits, std::min(kModels, is_chance.size()));
-  const std::vector<Further> further = drawLargest(models, copies, is_chance, random);
-  std::vector<audio::Match> all = found;
-  for (const Further& each : further) {
-    all.push_back({static_cast<std::int32_t>(is_chance.size()), 0, 0.0,
-                   static_cast<std::int32_t>(each.hits), 0});
+std::vector<AudioHashHit> growByChance(std::span<const AudioHashHit> hits,
+                                       const std::vector<bool>& is_chance, std::size_t copies,
+                                       Random& random) {
+  std::vector<AudioHashHit> models(hits.begin(), hits.end());
+  std::ranges::stable_sort(models, {}, &AudioHashHit::audio_index);
+  std::vector<AudioHashHit> all(hits.begin(), hits.end());
+  all.reserve(hits.size() * (copies + 1) + hits.size() / 8);
+  for (auto begin = models.begin(), end = begin; begin != models.end(); begin = end) {
+    const auto audio = static_cast<std::size_t>(begin->audio_index);
+    end = std::find_if(begin, models.end(), [&](const AudioHashHit& hit) {
+      return hit.audio_index != begin->audio_index;
+    });
+    if (!is_chance[audio]) continue;
+    for (std::size_t copy = 0; copy < copies; ++copy) {
+      const std::size_t further = is_chance.size() + audio * copies + copy;
+      appendLike({begin, end}, static_cast<std::int32_t>(further), random, all);
+    }
   }
-  // What the engine would examine, the true ones among it or not.
-  std::vector<std::size_t> order(all.size());
-  std::iota(order.begin(), order.end(), std::size_t{0});
-  std::ranges::stable_sort(order, std::greater(), [&](std::size_t i) { return all[i].hit_count; });
-  order.resize(std::min(order.size(), kExamined));
-  std::vector<audio::Match> examined;
-  for (const std::size_t i : order) {
-    examined.push_back(all[i]);
-    if (i < found.size()) continue;
-    const Further& each = further[i - found.size()];
-    examined.back().matched_num = each.hits > 0 ? agreeingBy(each, models[each.model], random) : 0;
-  }
-  std::ranges::stable_sort(examined, std::greater(), &audio::Match::matched_num);
-  return examined;
+  return all;
 }
 
 }  // namespace bench
