@@ -220,9 +220,12 @@ class ServiceTest(unittest.TestCase):
                 headers = as_json if body.startswith(b'{"f') else {}
                 self.assertEqual(server.recognise(body, **headers)[1]["features"], MOST_FEATURES)
             # A few bytes that stand for hours.
-            subprocess.run(["sox", "-n", "-r", "48000", "-c", "8", "bomb.flac", "trim", "0", "600"],
-                           check=True)
-            self.assertEqual(server.recognise(pathlib.Path("bomb.flac").read_bytes())[0], 413)
+            for rate, seconds, problem in ((48000, 600, "samples"), (96000, 50, "samples"), (8000, 61, "seconds")):
+                subprocess.run(["sox", "-n", "-r", str(rate), "-c", "8", "bomb.flac", "trim", "0", str(seconds)],
+                               check=True)
+                status, answer = server.recognise(pathlib.Path("bomb.flac").read_bytes())
+                self.assertEqual(status, 413)
+                self.assertIn(problem, answer["error"])
             # Whoever goes away in the middle, or never begins, harms nobody.
             for request in (b"", b"POST /v1/reco", b"\x16\x03\x01garbage\r\n\r\n",
                             b"POST /v1/recognise HTTP/1.1\r\nContent-Length: 9000\r\n\r\nabc"):

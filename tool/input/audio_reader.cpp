@@ -3,6 +3,7 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "tool/base/errors.h"
 #include "tool/base/interrupt.h"
@@ -39,6 +40,10 @@ std::size_t AudioReader::read(std::vector<std::int16_t>& samples, std::size_t fr
     const std::size_t came = readBlock(samples.data() + old_size, wanted);
     samples.resize(old_size + came * channels());
     done += came;
+    if (position_ * channels() > options_.most_samples) {
+      throw std::length_error(
+          fmt::format("the recording has more than {} samples", options_.most_samples));
+    }
   }
   return done;
 }

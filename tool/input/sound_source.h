@@ -29,6 +29,9 @@ struct SoundOptions {
   bool ffmpeg = true;   ///< start ffmpeg for what only that can read
   /// Bring what isn't at 8000 Hz to that, in mono, rather than leave it to the engine.
   bool to_mono = false;
+  /// Of a stranger's sound: decoded, of all channels together; `read` throws
+  /// std::length_error beyond them.
+  std::uint64_t most_samples = UINT64_MAX;
   bool or_raw = false;  ///< the user could have told of raw samples: said of what is no sound file
 };
 

@@ -107,20 +107,20 @@ Question fromFingerprint(const std::string& body) {
 
 /// All samples of a recording that isn't too long.
 std::vector<std::int16_t> samplesOf(SoundSource& sound) {
-  const std::size_t most = std::min(static_cast<std::size_t>(kLongestQuestion * sound.sampleRate()),
-                                    kMostSamples / sound.channels());
+  const auto most = static_cast<std::size_t>(kLongestQuestion * sound.sampleRate());
   std::vector<std::int16_t> samples;
   samples.reserve(sound.roomFor(most + 1));
   if (sound.read(samples, most + 1) > most) {
-    throw HttpError(413, fmt::format("the recording is longer than {:.0f} seconds, or has more "
-                                     "than {} samples; send a piece of it",
-                                     kLongestQuestion, kMostSamples));
+    throw HttpError(413, fmt::format("the recording is longer than {:.0f} seconds; send a piece "
+                                     "of it",
+                                     kLongestQuestion));
   }
   return samples;
 }
 
 Question fromSound(const HttpRequest& request, const std::optional<RawFormat>& raw) {
-  const auto sound = openSoundBytes(request.body, kName, raw, {.ffmpeg = false});
+  const auto sound = openSoundBytes(
+      request.body, kName, raw, {.ffmpeg = false, .to_mono = true, .most_samples = kMostSamples});
   const std::vector<std::int16_t> samples = samplesOf(*sound);
   if (samples.empty()) throw HttpError(415, "the recording holds no sound");
   auto recording = toAudio(samples, sound->channels(), sound->sampleRate());

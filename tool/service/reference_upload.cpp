@@ -3,6 +3,7 @@
 #include <fmt/core.h>
 
 #include <memory>
+#include <stdexcept>
 #include <system_error>
 
 #include "base/analysis_grid.h"
@@ -21,16 +22,13 @@ namespace audiomatch {
 namespace {
 
 constexpr const char* kWhat = "the recording";
-// Stereo at 96 kHz: nine minutes of it are held at a time.
-constexpr std::uint64_t kMostSamplesPerSecond = 192'000;
+// Decoded: stereo at 96 kHz for as long as a reference may be.
+constexpr auto kMostSamples = static_cast<std::uint64_t>(192'000 * kLongestReference);
 
 NewReference fromSound(std::string name, const HttpRequest& request) {
-  const auto sound =
-      openSoundBytes(request.body, kWhat, rawFormatOf(request), {.strict = true, .ffmpeg = false});
-  if (std::uint64_t{sound->channels()} * sound->sampleRate() > kMostSamplesPerSecond) {
-    throw HttpError(
-        413, fmt::format("the recording has more than {} samples a second", kMostSamplesPerSecond));
-  }
+  const auto sound = openSoundBytes(
+      request.body, kWhat, rawFormatOf(request),
+      {.strict = true, .ffmpeg = false, .to_mono = true, .most_samples = kMostSamples});
   return {std::move(name),
           ReferenceAnalyser().analyse(*sound, kWhat, kUsualRoom, kLongestReference).parts};
 }
@@ -74,6 +72,8 @@ NewReference readReference(const HttpRequest& request) {
     return fromSound(std::move(name), request);
   } catch (const FileError& error) {
     throw notARecording(request, error);
+  } catch (const std::length_error& error) {
+    throw HttpError(413, error.what());
   } catch (const std::system_error& error) {
     // Descriptors or memory, which its sound is read through.
     throw HttpError(503, std::string(error.what()) + "; try again later");
