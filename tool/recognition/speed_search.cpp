@@ -53,10 +53,11 @@ AnswerAtSpeed SpeedSearch::recognise(const audio::AudioData& recording,
     if (agreeingOf(other.answer) > agreeingOf(best.answer)) best = std::move(other);
     tried();
   }
-  const bool is_enough = best.answer.verdict.recognised &&
-                         agreeingOf(best.answer) >=
-                             recogniser_.thresholds().needed(best.answer.features) + kMoreAgreeing;
-  return is_enough ? best : plain;
+  // By the whole lead, also of what was found among all: each try is a chance for that, too.
+  const Verdict& verdict = best.answer.verdict;
+  const bool is_enough = recogniser_.thresholds().recognise(
+      agreeingOf(best.answer) - kMoreAgreeing, verdict.discrimination, best.answer.features);
+  return verdict.recognised && is_enough ? best : plain;
 }
 
 }  // namespace audiomatch
