@@ -13,8 +13,8 @@ namespace bench {
 /// the true ones there are so many more that are like it.
 ///
 /// A further audio has about as many hits as its model (Poisson), drawn from the model's and each
-/// moved a little, so that they agree as music's do that repeats itself, and no more. Grown from
-/// 60 to 600 audios it finds what 600 real ones find, within half a per cent of all questions.
+/// moved a little, so that they agree about as music's do that repeats itself; as some are drawn
+/// twice, a few of very many agree more. docs/recognition.md holds it against real audios.
 ///
 /// @param hits       all that were found in the collection
 /// @param is_chance  by audio index: false for the true ones, which have no copies

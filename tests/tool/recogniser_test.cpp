@@ -66,8 +66,11 @@ TEST(AgreementSieve, FindsWhatComparingAllFinds) {
   Hits many(700, {5, 16});
   std::fill(many.begin() + 350, many.end(), AudioHashHit{5, 15});
   many.resize(1000, {6, -1});
-  for (const std::int32_t least : {200, 300, 301, 700, 701}) {
+  Hits beside(298, {0, 15});
+  beside.resize(301, {0, 16});
+  for (const std::int32_t least : {200, 259, 299, 300, 301, 302, 700, 701}) {
     EXPECT_EQ(sieved(many, least), plainly(many, least)) << least;
+    EXPECT_EQ(sieved(beside, least), plainly(beside, least)) << least;
   }
 }
 
@@ -100,10 +103,10 @@ class Collection {
 };
 
 /// So many audios, each but numbers 7 and 8 with more hits by chance than the right one has.
-Collection withChance(std::int32_t audios) {
+Collection withChance(std::int32_t audios, int hits = 40) {
   Collection collection(static_cast<std::size_t>(audios));
   for (std::int32_t i = 0; i < audios; ++i) {
-    if (i != 7 && i != 8) collection.add(i, 3, 40);
+    if (i != 7 && i != 8) collection.add(i, 3, hits);
   }
   return collection;
 }
@@ -120,13 +123,14 @@ TEST(Recogniser, FindsWhatHasFewHitsThatAgree) {
   EXPECT_EQ(answer.verdict.candidates[0].hits, 25);
   EXPECT_EQ(answer.verdict.candidates[1].agreeing, 3);
   EXPECT_EQ(answer.hits, 28u * 43 + 25);
-  EXPECT_EQ(answer.level, 2);
+  EXPECT_EQ(answer.verdict.candidates[0].offset, 72);
+  EXPECT_EQ(answer.level, 0) << "the engine didn't examine it";
 }
 
 /// What recognises among all is judged by all, those with few hits, too.
 TEST(Recogniser, AsksForALeadBeforeAllOthers) {
   for (const auto& [agreeing, rivals, recognised] :
-       {std::tuple{14, 6, true}, {14, 7, false}, {12, 3, true}, {11, 3, false}}) {
+       {std::tuple{14, 6, true}, {14, 7, false}, {12, 3, true}, {11, 3, false}, {27, 13, true}}) {
     Collection collection = withChance(40);
     collection.add(7, agreeing, 10);
     collection.add(8, rivals, 0);
@@ -134,6 +138,11 @@ TEST(Recogniser, AsksForALeadBeforeAllOthers) {
     EXPECT_EQ(answer.verdict.recognised, recognised) << agreeing << " " << rivals;
     EXPECT_EQ(answer.code == audiomatch::ExitCode::kSuccess, recognised);
   }
+  // A rival counts as it is, however many other hits hide it from a search by lots.
+  Collection hidden = withChance(60, 2100);
+  hidden.add(7, 30, 0);
+  hidden.add(8, 29, 2000);
+  EXPECT_FALSE(hidden.judge().verdict.recognised);
   // Another audio of the same name is no rival, one without a name no candidate.
   Collection parts = withChance(30);
   parts.add(7, 14, 10);
@@ -148,7 +157,7 @@ TEST(Recogniser, AsksForALeadBeforeAllOthers) {
 
 /// Where the engine has examined every audio, its word stands.
 TEST(Recogniser, LooksNoFurtherThanThereAreAudios) {
-  for (const std::int32_t audios : {19, 25}) {
+  for (const std::int32_t audios : {19, 20, 21, 25}) {
     Collection collection = withChance(audios);
     collection.add(7, 14, 50);
     collection.add(8, 6, 10);
@@ -161,6 +170,7 @@ TEST(Recogniser, BearsAudiosThatADamagedStoreNames) {
   collection.add(1'000'000, 0, 39);
   collection.add(7, 15, 10);
   EXPECT_TRUE(collection.judge().verdict.recognised);
+  collection.add(-3, 40, 0);
   collection.add(1'000'000, 40, 0);
   EXPECT_EQ(collection.judge().code, audiomatch::ExitCode::kFailure);
 }

@@ -20,30 +20,38 @@ static_assert(2 * audio::kOffsetTolerance <= 1 << kCellBits);
 // table beyond the cache is slower than a few more hits to look at.
 constexpr std::size_t kMostSlots = std::size_t{1} << 24;
 
-// Counts never go beyond, which rules nothing out.
+// Counts never go beyond.
 constexpr std::uint8_t kFull = UINT8_MAX;
 
-bool comesBefore(const AudioHashHit& a, const AudioHashHit& b) noexcept {
-  return a.audio_index != b.audio_index ? a.audio_index < b.audio_index
-                                        : a.time_offset < b.time_offset;
+constexpr std::uint32_t kSign = 0x8000'0000;
+
+/// A hit as a number, in whose order hits lie by audio, then offset.
+std::uint64_t keyOf(const AudioHashHit& hit) noexcept {
+  const auto audio = static_cast<std::uint32_t>(hit.audio_index) ^ kSign;
+  return std::uint64_t{audio} << 32 | (static_cast<std::uint32_t>(hit.time_offset) ^ kSign);
 }
 
-/// Most of one audio's hits within the tolerance of one of them.
-///
-/// @param hits  ascending by offset
-std::int32_t agreeingOf(std::span<const AudioHashHit> hits) noexcept {
-  std::ptrdiff_t most = 0;
-  auto first = hits.begin();
-  auto past = hits.begin();
-  for (const AudioHashHit& pivot : hits) {
-    const auto distance = [&](const AudioHashHit& hit) {
-      return std::int64_t{hit.time_offset} - pivot.time_offset;
-    };
-    while (distance(*first) < -audio::kOffsetTolerance) ++first;
-    while (past != hits.end() && distance(*past) <= audio::kOffsetTolerance) ++past;
-    most = std::max(most, past - first);
+std::int32_t audioOf(std::uint64_t key) noexcept {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(key >> 32) ^ kSign);
+}
+
+/// Moves a window over one audio's hits: those that agree with each in turn.
+AgreeingAudio agreementOf(std::span<const std::uint64_t> keys) noexcept {
+  AgreeingAudio best{audioOf(keys.front()), 0, 0};
+  auto first = keys.begin();
+  auto past = keys.begin();
+  for (const std::uint64_t pivot : keys) {
+    // Of one audio, keys differ by as much as their offsets.
+    while (pivot - *first > audio::kOffsetTolerance) ++first;
+    while (past != keys.end() && (*past < pivot || *past - pivot <= audio::kOffsetTolerance))
+      ++past;
+    const auto agreeing = static_cast<std::int32_t>(past - first);
+    if (agreeing <= best.agreeing) continue;
+    best.agreeing = agreeing;
+    best.offset =
+        static_cast<std::int32_t>(static_cast<std::uint32_t>(first[agreeing / 2]) ^ kSign);
   }
-  return static_cast<std::int32_t>(most);
+  return best;
 }
 
 }  // namespace
@@ -70,19 +78,20 @@ std::size_t AgreementSieve::slotOf(const AudioHashHit& hit) const noexcept {
 }
 
 std::vector<AgreeingAudio> AgreementSieve::audiosWith(std::int32_t least) const {
-  std::vector<AudioHashHit> left;
+  // Where a count is full nothing is ruled out.
+  const int enough = std::min(least, std::int32_t{kFull});
+  std::vector<std::uint64_t> keys;
   for (const AudioHashHit& hit : hits_) {
     const std::uint8_t* const count = counts_.data() + slotOf(hit);
-    if (*count == kFull || *count + std::max(count[-1], count[1]) >= least) left.push_back(hit);
+    if (*count + std::max(count[-1], count[1]) >= enough) keys.push_back(keyOf(hit));
   }
-  std::ranges::sort(left, comesBefore);
+  std::ranges::sort(keys);
   std::vector<AgreeingAudio> audios;
-  for (auto begin = left.begin(), end = begin; begin != left.end(); begin = end) {
-    end = std::find_if(begin, left.end(), [&](const AudioHashHit& hit) {
-      return hit.audio_index != begin->audio_index;
-    });
-    const std::int32_t agreeing = agreeingOf({begin, end});
-    if (agreeing >= least) audios.push_back({begin->audio_index, agreeing});
+  for (auto begin = keys.begin(), end = begin; begin != keys.end(); begin = end) {
+    end = std::find_if(begin, keys.end(),
+                       [&](std::uint64_t key) { return key >> 32 != *begin >> 32; });
+    const AgreeingAudio audio = agreementOf({begin, end});
+    if (audio.agreeing >= least) audios.push_back(audio);
   }
   std::ranges::stable_sort(audios, std::greater(), &AgreeingAudio::agreeing);
   return audios;

@@ -13,6 +13,7 @@ namespace audiomatch {
 struct AgreeingAudio {
   std::int32_t audio_index;
   std::int32_t agreeing;  ///< most hits within the engine's tolerance of one of them: exact
+  std::int32_t offset;    ///< the median one of those
 };
 
 /// Finds those audios among many whose hits agree, however few hits they have.

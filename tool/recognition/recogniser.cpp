@@ -41,28 +41,27 @@ void explain(Answer& answer, audio::MatchOutcome outcome) {
   }
 }
 
-/// Lets the engine examine hits, and judges what it says. With draws of its own: the same
-/// question gets the same answer.
-Answer examine(audio::AudioMatcher& matcher, const std::vector<audio::AudioFeature>& features,
-               std::span<const audio::AudioHashHit> hits, const ReferenceNames& names,
-               const Thresholds& thresholds) {
+/// Judges what the engine says.
+Answer judgeExamined(audio::AudioMatcher& matcher, const std::vector<audio::AudioFeature>& features,
+                     const FoundHits& found, const Thresholds& thresholds) {
+  // With draws of its own: the same question gets the same answer.
   if (!matcher.forgetHistory()) throw std::bad_alloc();
   Answer answer;
   answer.features = features.size();
-  answer.hits = hits.size();
-  if (!matcher.matchHits(features, hits)) {
+  answer.hits = found.hits.size();
+  if (!matcher.matchHits(features, found.hits)) {
     explain(answer, matcher.outcome());
     return answer;
   }
   const std::int32_t first = matcher.candidates()[0].audio_index;
-  if (static_cast<std::size_t>(first) >= names.audioCount()) {
+  if (static_cast<std::size_t>(first) >= found.names->audioCount()) {
     explain(answer, audio::MatchOutcome::kNoAgreement);
     return answer;
   }
-  answer.verdict = judge(matcher.candidates(), features.size(), names, thresholds);
+  answer.verdict = judge(matcher.candidates(), features.size(), *found.names, thresholds);
   if (answer.verdict.candidates.empty())
     answer.problem = "no match: no audio that was examined has a name";
-  if (names.recording(first) >= 0) {
+  if (found.names->recording(first) >= 0) {
     answer.level = matcher.discriminationLevel();
     answer.engine_discrimination = matcher.discrimination();
   }
@@ -70,44 +69,51 @@ Answer examine(audio::AudioMatcher& matcher, const std::vector<audio::AudioFeatu
   return answer;
 }
 
-/// The audios that are examined where those with the most hits weren't the right ones: by their
-/// agreeing hits, then those that were examined already. None, if nothing can be recognised.
-///
-/// @param examined  before
-/// @param needed    agreeing hits of what is recognised
-std::vector<std::int32_t> nominees(const FoundHits& found, std::span<const audio::Match> examined,
-                                   std::int32_t needed) {
-  // Rivals that leave the best a lead of one half.
-  constexpr std::int32_t kRivalShare = 3;
-  const AgreementSieve sieve(found.hits);
-  const auto has_no_name = [&](const auto& audio) {
-    return found.names->recording(audio.audio_index) < 0;
-  };
-  const std::vector<AgreeingAudio> enough = sieve.audiosWith(needed);
-  const auto first = std::find_if_not(enough.begin(), enough.end(), has_no_name);
-  if (first == enough.end()) return {};
-  std::vector<std::int32_t> audios;
-  const auto add = [&](const auto& audio) {
-    const bool is_there = std::ranges::find(audios, audio.audio_index) != audios.end();
-    if (audios.size() == audio::kMaxCandidates || is_there || has_no_name(audio)) return;
-    audios.push_back(audio.audio_index);
-  };
-  for (const AgreeingAudio& each : sieve.audiosWith(first->agreeing / kRivalShare)) add(each);
-  for (const audio::Match& each : examined) add(each);
-  return audios;
+/// Whether each hit is of an audio that was examined.
+bool wereAllExamined(std::span<const audio::Match> examined, std::size_t hits) {
+  std::size_t seen = 0;
+  for (const audio::Match& each : examined) seen += static_cast<std::size_t>(each.hit_count);
+  return seen == hits;
 }
 
-/// The hits of some audios, in their order.
-std::vector<audio::AudioHashHit> hitsOf(const FoundHits& found,
-                                        const std::vector<std::int32_t>& audios) {
-  std::vector<bool> is_wanted(found.names->audioCount());
-  for (const std::int32_t audio : audios) is_wanted[static_cast<std::size_t>(audio)] = true;
-  std::vector<audio::AudioHashHit> hits;
+/// How many hits each audio has that is there.
+std::vector<std::int32_t> hitCounts(const FoundHits& found) {
+  std::vector<std::int32_t> counts(found.names->audioCount());
   for (const audio::AudioHashHit& hit : found.hits) {
     const auto audio = static_cast<std::size_t>(hit.audio_index);
-    if (audio < is_wanted.size() && is_wanted[audio]) hits.push_back(hit);
+    if (audio < counts.size()) ++counts[audio];
   }
-  return hits;
+  return counts;
+}
+
+/// Judges the audios by their agreeing hits, and behind them those that were examined.
+Verdict judgeAmongAll(std::span<const audio::Match> examined, std::size_t features,
+                      const FoundHits& found, const Thresholds& thresholds) {
+  const AgreementSieve sieve(found.hits);
+  const auto named = [&](std::int32_t least) {
+    std::vector<AgreeingAudio> audios = sieve.audiosWith(least);
+    std::erase_if(audios, [&](const AgreeingAudio& audio) {
+      return found.names->recording(audio.audio_index) < 0;
+    });
+    return audios;
+  };
+  // Of strangers nothing has so many, which is soon seen.
+  const std::vector<AgreeingAudio> enough = named(thresholds.needed(features));
+  if (enough.empty()) return {};
+  std::vector<AgreeingAudio> agreeing = named(thresholds.leastRival(enough.front().agreeing));
+  agreeing.resize(std::min(agreeing.size(), audio::kMaxCandidates));
+  const std::vector<std::int32_t> hits = hitCounts(found);
+  std::vector<audio::Match> matches;
+  for (const AgreeingAudio& each : agreeing) {
+    const std::int32_t own = hits[static_cast<std::size_t>(each.audio_index)];
+    matches.push_back({each.audio_index, each.agreeing, 0.0, own, each.offset});
+  }
+  for (const audio::Match& each : examined) {
+    const bool is_there = std::ranges::find(agreeing, each.audio_index,
+                                            &AgreeingAudio::audio_index) != agreeing.end();
+    if (!is_there && matches.size() < audio::kMaxCandidates) matches.push_back(each);
+  }
+  return judge(matches, features, *found.names, thresholds);
 }
 
 }  // namespace
@@ -115,16 +121,18 @@ std::vector<audio::AudioHashHit> hitsOf(const FoundHits& found,
 Answer judgeHits(const std::vector<audio::AudioFeature>& features, const FoundHits& found,
                  const Thresholds& thresholds) {
   audio::AudioMatcher matcher;
-  Answer answer = examine(matcher, features, found.hits, *found.names, thresholds);
-  const bool were_all_examined = matcher.candidates().size() < audio::kMaxCandidates;
-  if (answer.code != ExitCode::kNoMatch || were_all_examined) return answer;
-  const Thresholds among_all = thresholds.amongAll();
-  const std::vector<std::int32_t> audios =
-      nominees(found, matcher.candidates(), among_all.needed(features.size()));
-  if (audios.empty()) return answer;
-  Answer second = examine(matcher, features, hitsOf(found, audios), *found.names, among_all);
-  second.hits = answer.hits;
-  return second.verdict.recognised ? second : answer;
+  Answer answer = judgeExamined(matcher, features, found, thresholds);
+  if (answer.code != ExitCode::kNoMatch ||
+      wereAllExamined(matcher.candidates(), found.hits.size())) {
+    return answer;
+  }
+  Verdict verdict =
+      judgeAmongAll(matcher.candidates(), features.size(), found, thresholds.amongAll());
+  if (!verdict.recognised) return answer;
+  answer.verdict = std::move(verdict);
+  answer.problem.clear();
+  answer.code = ExitCode::kSuccess;
+  return answer;
 }
 
 Answer Recogniser::recognise(const audio::AudioData& recording) {

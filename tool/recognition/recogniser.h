@@ -18,8 +18,8 @@ struct Answer {
   Verdict verdict;
   std::size_t features = 0;
   std::size_t hits = 0;
-  /// The engine's own word on the first two of the audios that were examined, whatever their
-  /// names; nothing when there is no candidate, or the first has no name.
+  /// The engine's own word on its first two audios, whatever their names;
+  /// nothing when there is no candidate, or the first has no name.
   std::optional<int> level;
   std::optional<float> engine_discrimination;
   bool is_silent = false;  ///< so there is no candidate
@@ -33,8 +33,8 @@ struct Answer {
 /// Throws std::bad_alloc.
 ///
 /// The engine examines the audios with the most hits. Where that recognises nothing, and
-/// others weren't examined, it examines those with the most hits that agree: in a large
-/// collection many audios have more hits by chance than the right one in noise.
+/// there are others, those with the most hits that agree are judged: in a large collection
+/// many audios have more hits by chance than the right one in noise.
 Answer judgeHits(const std::vector<audio::AudioFeature>& features, const FoundHits& found,
                  const Thresholds& thresholds);
 

@@ -27,6 +27,11 @@ bool Thresholds::recognise(std::int32_t agreeing_features, double discriminates,
          (discriminates >= discrimination || isPlenty(agreeing_features, features));
 }
 
+std::int32_t Thresholds::leastRival(std::int32_t agreeing_features) const noexcept {
+  const double lead = std::max(discrimination, 0.5);
+  return std::max(1, static_cast<std::int32_t>(agreeing_features * (1.0 - lead) / (1.0 + lead)));
+}
+
 Verdict judge(std::span<const audio::Match> matches, std::size_t features,
               const ReferenceNames& names, const Thresholds& thresholds) {
   Verdict verdict;

@@ -22,17 +22,20 @@ struct Thresholds {
   static constexpr std::int32_t kPlenty = 4;
   /// Of the best of all audios rather than of those with the most hits so many features more
   /// have to agree, as chance chose it from more; but the rival is the best of the others,
-  /// too, and this share of the lead says as much.
+  /// too, and 7/9 of the lead say as much.
   static constexpr std::int32_t kMoreAmongAll = 2;
-  static constexpr double kLeadAmongAll = 7.0 / 9.0;
 
   std::int32_t agreeing;  ///< features that agree on one offset, of a short recording
   double discrimination;  ///< from the best audio of another name
 
   /// What the best of all audios must reach.
   Thresholds amongAll() const noexcept {
-    return {agreeing + kMoreAmongAll, discrimination * kLeadAmongAll};
+    return {agreeing + kMoreAmongAll, discrimination * 7.0 / 9.0};
   }
+
+  /// The least agreeing features of a rival that matter to what has so many, and to telling a
+  /// discrimination up to 0.5 exactly.
+  std::int32_t leastRival(std::int32_t agreeing_features) const noexcept;
 
   /// The features that have to agree, of a recording that has so many.
   std::int32_t needed(std::size_t features) const noexcept;

@@ -161,6 +161,8 @@ public final class FingerprintDatabase implements AutoCloseable {
         if (first.isRecognised() || all.size() <= Candidate.MAX_CANDIDATES) {
             return first;
         }
+        // A background takes no place among them.
+        all.removeIf(candidate -> Recognition.name(database.names(), candidate.audio).isEmpty());
         Recognition second = recognition(database, Candidate.byAgreeing(all), features.length,
                 (long) minAgreeing + Recognition.MORE_AMONG_ALL,
                 minDiscrimination * Recognition.LEAD_AMONG_ALL);
