@@ -91,10 +91,9 @@ class Collection {
     for (int i = 0; i < others; ++i) found_.hits.push_back({audio, 1000 + 20 * i});
   }
 
-  Answer judge() {
+  Answer judge(const audiomatch::Thresholds& thresholds = audiomatch::kThresholds) {
     found_.names = std::make_shared<audiomatch::ReferenceNames>(names_, 0);
-    return audiomatch::judgeHits(std::vector<audio::AudioFeature>(500), found_,
-                                 audiomatch::kThresholds);
+    return audiomatch::judgeHits(std::vector<audio::AudioFeature>(500), found_, thresholds);
   }
 
  private:
@@ -143,6 +142,13 @@ TEST(Recogniser, AsksForALeadBeforeAllOthers) {
   hidden.add(7, 30, 0);
   hidden.add(8, 29, 2000);
   EXPECT_FALSE(hidden.judge().verdict.recognised);
+  // One with less than a third matters where more of a lead is asked for.
+  Collection far = withChance(40);
+  far.add(7, 30, 0);
+  far.add(8, 9, 0);
+  EXPECT_TRUE(far.judge({10, 0.69}).verdict.recognised);
+  EXPECT_FALSE(far.judge({10, 0.7}).verdict.recognised);
+  EXPECT_FALSE(far.judge({10, 1.0}).verdict.recognised);
   // Another audio of the same name is no rival, one without a name no candidate.
   Collection parts = withChance(30);
   parts.add(7, 14, 10);

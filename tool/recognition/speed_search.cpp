@@ -54,10 +54,10 @@ AnswerAtSpeed SpeedSearch::recognise(const audio::AudioData& recording,
     tried();
   }
   // By the whole lead, also of what was found among all: each try is a chance for that, too.
-  const Verdict& verdict = best.answer.verdict;
-  const bool is_enough = recogniser_.thresholds().recognise(
-      agreeingOf(best.answer) - kMoreAgreeing, verdict.discrimination, best.answer.features);
-  return verdict.recognised && is_enough ? best : plain;
+  const bool is_enough =
+      recogniser_.thresholds().recognise(agreeingOf(best.answer) - kMoreAgreeing,
+                                         best.answer.verdict.discrimination, best.answer.features);
+  return is_enough ? best : plain;
 }
 
 }  // namespace audiomatch

@@ -27,7 +27,7 @@ namespace {
 constexpr const char* kName = "the recording";
 // Seconds that features may be said to last.
 constexpr double kLongestTold = 1e9;
-// What a decoder may be made to fill memory with: a minute of eight channels at 48 kHz.
+// What may be decoded for a question: a minute of eight channels at 48 kHz.
 constexpr std::size_t kMostSamples = std::size_t{60} * 48'000 * 8;
 
 std::uint32_t numberOf(const std::string& name, const std::string& text, std::uint32_t least,
