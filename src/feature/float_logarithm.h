@@ -8,7 +8,7 @@ namespace audio {
 /// library in double precision, narrowed, to the bit.
 ///
 /// Many at once: a polynomial gives each logarithm within a proven bound, and
-/// only where both ends of the bound narrow to different values is the C library
+/// only where a border between two narrowed values lies within it is the C library
 /// asked. It is asked too for what is no positive normal number.
 void replaceByLogarithms(float* values, std::size_t count) noexcept;
 
