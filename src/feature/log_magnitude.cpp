@@ -10,9 +10,10 @@
 namespace audio {
 namespace {
 
-/// The largest value, at least 0. Lanes only reorder the comparisons.
+/// The largest value, at least 0. Lanes only reorder the comparisons; that many stay a loop,
+/// which vectorises.
 float largest(const float* values, std::size_t count) noexcept {
-  std::array<float, 8> lanes{};
+  std::array<float, 32> lanes{};
   std::size_t i = 0;
   for (; i + lanes.size() <= count; i += lanes.size()) {
     for (std::size_t lane = 0; lane < lanes.size(); ++lane) {

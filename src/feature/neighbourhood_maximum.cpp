@@ -14,6 +14,17 @@ void maximumOf(const float* a, const float* b, float* __restrict out, std::size_
   for (std::size_t i = 0; i < count; ++i) out[i] = a[i] > b[i] ? a[i] : b[i];
 }
 
+/// Maxima of four values each, `step` apart. `out` doesn't overlap.
+void maximumOfFour(const float* values, std::size_t step, float* __restrict out,
+                   std::size_t count) noexcept {
+  for (std::size_t i = 0; i < count; ++i) {
+    const float* const v = values + i;
+    const float low = v[0] > v[step] ? v[0] : v[step];
+    const float high = v[2 * step] > v[3 * step] ? v[2 * step] : v[3 * step];
+    out[i] = low > high ? low : high;
+  }
+}
+
 void raiseTo(const float* __restrict other, float* __restrict out, std::size_t count) noexcept {
   for (std::size_t i = 0; i < count; ++i) out[i] = other[i] > out[i] ? other[i] : out[i];
 }
@@ -38,7 +49,8 @@ NeighbourhoodMaximum::NeighbourhoodMaximum(const float* matrix, std::uint32_t fr
       prefix_(bins_),
       maxima_(bins_),
       padded_(bins_ + 2 * half_bins_, kAbsent),
-      doubled_(padded_.size(), kAbsent) {
+      covered_(padded_.size()),
+      spare_(padded_.size()) {
   for (std::size_t row = 0; row < window_rows_; ++row) rowMaxima(next_row_++, blockRow(row));
   startBlock();
 }
@@ -81,18 +93,25 @@ void NeighbourhoodMaximum::rowMaxima(std::size_t paddedRow, float* maxima) {
   }
   const float* row = matrix_ + (paddedRow - half_frames_) * bins_;
   float* bins = padded_.data() + half_bins_;
-  std::fill(padded_.data(), bins, kAbsent);
-  for (std::size_t f = 0; f < bins_; ++f) bins[f] = row[f] == row[f] ? row[f] : kAbsent;
-  std::fill(bins + bins_, padded_.data() + padded_.size(), kAbsent);
+  // What isn't a number raises nothing.
+  std::fill_n(bins, bins_, kAbsent);
+  raiseTo(row, bins, bins_);
 
-  // padded_[i] becomes the maximum of `covered` bins from i on.
+  // from[i] is the maximum of `covered` bins from i on.
   const std::size_t window = 2 * half_bins_ + 1;
+  const float* from = padded_.data();
   std::size_t covered = 1;
-  for (; 2 * covered <= window; covered *= 2) {
-    maximumOf(padded_.data(), padded_.data() + covered, doubled_.data(), padded_.size() - covered);
-    padded_.swap(doubled_);
+  for (; 4 * covered <= window; covered *= 4) {
+    maximumOfFour(from, covered, covered_.data(), padded_.size() - 3 * covered);
+    covered_.swap(spare_);
+    from = spare_.data();
   }
-  maximumOf(padded_.data(), padded_.data() + (window - covered), maxima, bins_);
+  for (; 2 * covered <= window; covered *= 2) {
+    maximumOf(from, from + covered, covered_.data(), padded_.size() - covered);
+    covered_.swap(spare_);
+    from = spare_.data();
+  }
+  maximumOf(from, from + (window - covered), maxima, bins_);
 }
 
 }  // namespace audio

@@ -10,7 +10,7 @@ namespace audio {
 /// matrix, delivered row by row.
 ///
 /// The maximum of a rectangle is separable: first over bins within a row,
-/// then over rows. Over bins the window is covered by powers of two; over rows
+/// then over rows. Over bins the window is covered by powers of four and two; over rows
 /// two running maxima per block of window length suffice (M. van Herk, "A fast
 /// algorithm for local minimum and maximum filters on rectangular and
 /// octagonal kernels", 1992). The cost per cell doesn't grow with the window,
@@ -45,7 +45,8 @@ class NeighbourhoodMaximum {
   std::vector<float> prefix_;   // maximum of the raw rows so far
   std::vector<float> maxima_;   // the row delivered
   std::vector<float> padded_;   // one row with half_bins_ absent bins at either end
-  std::vector<float> doubled_;  // the same, while its window doubles
+  std::vector<float> covered_;  // its maxima while their window grows
+  std::vector<float> spare_;
 };
 
 }  // namespace audio
