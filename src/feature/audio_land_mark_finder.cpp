@@ -120,9 +120,9 @@ bool AudioLandMarkFinderBase::runPass(std::uint32_t start) {
     logMessage("extract peaks error.");
     return false;
   }
-  std::vector<LandMark> pairs;
-  pairPeaks(pairs);
-  landmarks.insert(landmarks.end(), pairs.begin(), pairs.end());
+  pairs_.clear();
+  pairPeaks(pairs_);
+  landmarks.insert(landmarks.end(), pairs_.begin(), pairs_.end());
   return true;
 }
 

@@ -118,6 +118,7 @@ class AudioLandMarkFinderBase {
   std::uint32_t passStart(float hops) const noexcept;
 
   std::size_t spectrogram_bytes_ = 0;  // allocated
+  std::vector<LandMark> pairs_;        // of one pass; its memory stays for the next
   ExtractionOutcome outcome_ = ExtractionOutcome::kNone;
 };
 

@@ -1,7 +1,7 @@
 #include "feature/land_mark.h"
 
-#include <algorithm>
 #include <cstdlib>
+#include <span>
 
 namespace audio {
 namespace {
@@ -20,30 +20,44 @@ constexpr std::uint32_t lowBits(std::uint32_t number, unsigned bits) noexcept {
   return number & ((std::uint32_t{1} << bits) - 1);
 }
 
-using FramePeaks = std::vector<std::vector<LocalMaxRecorder>>;
+struct Peak {
+  std::int32_t frame;
+  std::int32_t freq;
+};
 
-void pairAnchor(const FramePeaks& peaks, std::size_t anchorFrame, std::int32_t anchorFreq,
-                std::vector<LandMark>& landMarks) {
-  const std::size_t end = std::min(anchorFrame + kTargetFrameReach + 1, peaks.size());
-  int pairs = 0;
-  for (std::size_t frame = anchorFrame + 1; frame < end; ++frame) {
-    for (const LocalMaxRecorder& target : peaks[frame]) {
-      const std::int32_t distance = std::abs(target.freqIndex - anchorFreq);
-      if (distance < 1 || distance > kFrequencyReach) continue;
-      landMarks.push_back({static_cast<std::int32_t>(anchorFrame), anchorFreq, target.freqIndex,
-                           static_cast<std::int32_t>(frame - anchorFrame)});
-      if (++pairs == kFanOut) return;
+/// All peaks in one row, which an anchor's search for targets goes along.
+std::vector<Peak> flatten(const std::vector<std::vector<LocalMaxRecorder>>& peaks) {
+  std::vector<Peak> row;
+  for (std::size_t frame = 0; frame < peaks.size(); ++frame) {
+    for (const LocalMaxRecorder& peak : peaks[frame]) {
+      row.push_back({static_cast<std::int32_t>(frame), peak.freqIndex});
     }
+  }
+  return row;
+}
+
+/// Pairs an anchor with the first targets among `later`, the peaks of later frames.
+void pairAnchor(const Peak& anchor, std::span<const Peak> later, std::vector<LandMark>& landMarks) {
+  int pairs = 0;
+  for (const Peak& target : later) {
+    const std::int32_t delta_time = target.frame - anchor.frame;
+    if (delta_time > kTargetFrameReach) return;
+    const std::int32_t distance = std::abs(target.freq - anchor.freq);
+    if (distance < 1 || distance > kFrequencyReach) continue;
+    landMarks.push_back({anchor.frame, anchor.freq, target.freq, delta_time});
+    if (++pairs == kFanOut) return;
   }
 }
 
 }  // namespace
 
-void appendPairs(const FramePeaks& peaks, std::vector<LandMark>& landMarks) {
-  for (std::size_t frame = 0; frame < peaks.size(); ++frame) {
-    for (const LocalMaxRecorder& anchor : peaks[frame]) {
-      pairAnchor(peaks, frame, anchor.freqIndex, landMarks);
-    }
+void appendPairs(const std::vector<std::vector<LocalMaxRecorder>>& peaks,
+                 std::vector<LandMark>& landMarks) {
+  const std::vector<Peak> row = flatten(peaks);
+  std::size_t later = 0;  // the first peak of a later frame
+  for (const Peak& anchor : row) {
+    while (later < row.size() && row[later].frame <= anchor.frame) ++later;
+    pairAnchor(anchor, std::span(row).subspan(later), landMarks);
   }
 }
 
