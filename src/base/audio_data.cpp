@@ -9,8 +9,18 @@
 namespace audio {
 namespace {
 
-void addTo(float* __restrict sum, const float* values, std::uint32_t count) noexcept {
+void begin(float* __restrict sum, const float* values, std::uint32_t count) noexcept {
+  // A sum that begins at zero: one of negative zeros is zero.
+  for (std::uint32_t i = 0; i < count; ++i) sum[i] = 0.0f + values[i];
+}
+
+void add(float* __restrict sum, const float* values, std::uint32_t count) noexcept {
   for (std::uint32_t i = 0; i < count; ++i) sum[i] += values[i];
+}
+
+void addAndScale(float* __restrict sum, const float* values, std::uint32_t count,
+                 float factor) noexcept {
+  for (std::uint32_t i = 0; i < count; ++i) sum[i] = (sum[i] + values[i]) * factor;
 }
 
 }  // namespace
@@ -31,6 +41,12 @@ void AudioData::release(AudioData*& audio) noexcept {
 
 bool AudioData::init(std::uint32_t channels, std::uint32_t sampleRate,
                      std::uint32_t dataLen) noexcept {
+  return shape(channels, sampleRate, dataLen, Samples::kZero);
+}
+
+/// As `init`; the caller is about to write what is unset.
+bool AudioData::shape(std::uint32_t channels, std::uint32_t sampleRate, std::uint32_t dataLen,
+                      Samples samples) noexcept {
   if (channels == 0) {
     logMessage("input a invalid channel num = %d.", static_cast<int>(channels));
     return false;
@@ -48,14 +64,14 @@ bool AudioData::init(std::uint32_t channels, std::uint32_t sampleRate,
   data_len_ = dataLen;
   data_.reset();
   if (const auto bytes = matrixBytes(channels, dataLen, sizeof(float))) {
-    data_ = zeroedArray<float>(*bytes);
+    data_ = samples == Samples::kZero ? zeroedArray<float>(*bytes) : unsetArray<float>(*bytes);
   }
   return data_ != nullptr;
 }
 
 bool AudioData::copyFrom(const AudioData& other) noexcept {
   if (this == &other) return true;
-  if (!init(other.channels_, other.sample_rate_, other.data_len_)) return false;
+  if (!shape(other.channels_, other.sample_rate_, other.data_len_, Samples::kUnset)) return false;
   for (std::uint32_t ch = 0; ch < channels_; ++ch) {
     std::copy_n(other.channelData(ch), data_len_, channelData(ch));
   }
@@ -73,8 +89,10 @@ float* AudioData::channelData(std::uint32_t ch) noexcept {
 
 AudioDataPtr monoMix(const AudioData& recording) noexcept {
   const std::uint32_t length = recording.dataLen();
-  AudioDataPtr mono(AudioData::create(1, recording.sampleRate(), length));
-  if (!mono) return nullptr;
+  AudioDataPtr mono(AudioData::createEmpty());
+  if (!mono || !mono->shape(1, recording.sampleRate(), length, AudioData::Samples::kUnset)) {
+    return nullptr;
+  }
   float* mean = mono->channelData(0);
   const std::uint32_t channels = recording.channels();
   if (channels == 1) {
@@ -87,10 +105,10 @@ AudioDataPtr monoMix(const AudioData& recording) noexcept {
   for (std::uint32_t left = length; left > 0;) {
     const std::uint32_t start = length - left;
     const std::uint32_t count = std::min(kStretch, left);
-    for (std::uint32_t ch = 0; ch < channels; ++ch) {
-      addTo(mean + start, recording.channelData(ch) + start, count);
-    }
-    for (std::uint32_t i = 0; i < count; ++i) mean[start + i] *= reciprocal;
+    const auto row = [&](std::uint32_t ch) { return recording.channelData(ch) + start; };
+    begin(mean + start, row(0), count);
+    for (std::uint32_t ch = 1; ch + 1 < channels; ++ch) add(mean + start, row(ch), count);
+    addAndScale(mean + start, row(channels - 1), count, reciprocal);
     left -= count;
   }
   return mono;

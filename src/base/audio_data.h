@@ -56,8 +56,15 @@ class AudioData {
   float* channelData(std::uint32_t ch) noexcept;
 
  private:
+  friend std::unique_ptr<AudioData, struct AudioDataRelease> monoMix(const AudioData&) noexcept;
+
+  enum class Samples { kZero, kUnset };
+
   AudioData() noexcept = default;
   ~AudioData() = default;
+
+  bool shape(std::uint32_t channels, std::uint32_t sampleRate, std::uint32_t dataLen,
+             Samples samples) noexcept;
 
   std::uint32_t channels_ = 0;
   std::uint32_t data_len_ = 0;

@@ -24,6 +24,13 @@ CArray<Element> zeroedArray(std::size_t bytes) noexcept {
   return CArray<Element>(static_cast<Element*>(std::calloc(bytes > 0 ? bytes : 1, 1)));
 }
 
+/// `bytes` bytes of any content as an array of Element, or null: for what is written
+/// from end to end before it is read.
+template <typename Element>
+CArray<Element> unsetArray(std::size_t bytes) noexcept {
+  return CArray<Element>(static_cast<Element*>(std::malloc(bytes > 0 ? bytes : 1)));
+}
+
 /// The bytes of rows × columns elements of `elementSize` bytes, or nothing
 /// when the product doesn't fit a size. Buffers whose shape comes from
 /// outside are sized here.

@@ -75,7 +75,7 @@ bool Resampler::set(const float* input, std::uint32_t inputLen, std::uint32_t so
   if (length > UINT32_MAX) return false;
   out_len_ = static_cast<std::uint32_t>(length);
   if (const auto bytes = matrixBytes(1, out_len_, sizeof(float))) {
-    out_.reset(static_cast<float*>(std::malloc(*bytes)));
+    out_ = unsetArray<float>(*bytes);
   }
   return out_ != nullptr;
 }
