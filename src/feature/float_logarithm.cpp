@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <numbers>
 
+#include "base/wide_vectors.h"
+
 namespace audio {
 namespace {
 
@@ -89,7 +91,7 @@ bool narrow(const float* values, const double* logarithms, std::size_t count,
   return open == 0;
 }
 
-void replaceBlock(float* values, std::size_t count) noexcept {
+AUDIO_WIDE_VECTORS void replaceBlock(float* values, std::size_t count) noexcept {
   std::array<double, kBlock> quotients;
   std::array<double, kBlock> logarithms;
   std::array<float, kBlock> narrowed;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "base/wide_vectors.h"
+
 namespace audio {
 namespace {
 
@@ -10,13 +12,14 @@ constexpr float kAbsent = -std::numeric_limits<float>::infinity();
 
 // `out` overlaps neither input in the first, and not `other` in the second:
 // said so, both loops vectorise.
-void maximumOf(const float* a, const float* b, float* __restrict out, std::size_t count) noexcept {
+AUDIO_WIDE_VECTORS void maximumOf(const float* a, const float* b, float* __restrict out,
+                                  std::size_t count) noexcept {
   for (std::size_t i = 0; i < count; ++i) out[i] = a[i] > b[i] ? a[i] : b[i];
 }
 
 /// Maxima of four values each, `step` apart. `out` doesn't overlap.
-void maximumOfFour(const float* values, std::size_t step, float* __restrict out,
-                   std::size_t count) noexcept {
+AUDIO_WIDE_VECTORS void maximumOfFour(const float* values, std::size_t step, float* __restrict out,
+                                      std::size_t count) noexcept {
   for (std::size_t i = 0; i < count; ++i) {
     const float* const v = values + i;
     const float low = v[0] > v[step] ? v[0] : v[step];
@@ -25,7 +28,8 @@ void maximumOfFour(const float* values, std::size_t step, float* __restrict out,
   }
 }
 
-void raiseTo(const float* __restrict other, float* __restrict out, std::size_t count) noexcept {
+AUDIO_WIDE_VECTORS void raiseTo(const float* __restrict other, float* __restrict out,
+                                std::size_t count) noexcept {
   for (std::size_t i = 0; i < count; ++i) out[i] = other[i] > out[i] ? other[i] : out[i];
 }
 
