@@ -49,6 +49,26 @@ TEST(SpeedSearch, SlowsDownEveryChannel) {
   }
 }
 
+TEST(SpeedSearch, AnotherSpeedNeedsMoreFeaturesAndTheWholeLead) {
+  const audiomatch::Thresholds usual = audiomatch::kThresholds;
+  const auto is_enough = [&](std::int32_t agreeing, double discrimination) {
+    audiomatch::Answer answer;
+    answer.features = 900;
+    answer.verdict.candidates.push_back({"a", 0, 2 * agreeing, agreeing, 0});
+    answer.verdict.discrimination = discrimination;
+    // Found among all audios, as one that is recognised there may be.
+    answer.verdict.recognised = usual.amongAll().recognise(agreeing, discrimination, 900);
+    return audiomatch::isRecognisedAtSpeed(answer, usual);
+  };
+  EXPECT_TRUE(is_enough(14, 0.45));
+  EXPECT_FALSE(is_enough(13, 0.45));
+  EXPECT_FALSE(is_enough(30, 0.44));  // amongst all that lead would do
+  // Four times the ten that have to, besides the four, make up for a lead.
+  EXPECT_TRUE(is_enough(44, 0.0));
+  EXPECT_FALSE(is_enough(43, 0.0));
+  EXPECT_FALSE(audiomatch::isRecognisedAtSpeed({}, usual));
+}
+
 TEST(SpeedSearch, KeepsASampleOfTheShortest) {
   const audio::AudioDataPtr one = audiomatch::toAudio(std::vector<std::int16_t>{7}, 1, 8000);
   EXPECT_EQ(slowedDown(*one, 0.4)->dataLen(), 1u);

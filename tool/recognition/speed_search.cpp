@@ -19,6 +19,11 @@ std::int32_t agreeingOf(const Answer& answer) noexcept {
 
 }  // namespace
 
+bool isRecognisedAtSpeed(const Answer& answer, const Thresholds& thresholds) noexcept {
+  return thresholds.recognise(agreeingOf(answer) - SpeedSearch::kMoreAgreeing,
+                              answer.verdict.discrimination, answer.features);
+}
+
 audio::AudioDataPtr slowedDown(const audio::AudioData& recording, double factor) {
   const double length = std::max(std::round(recording.dataLen() * factor), 1.0);
   if (length > std::numeric_limits<std::uint32_t>::max()) throw std::bad_alloc();
@@ -53,11 +58,7 @@ AnswerAtSpeed SpeedSearch::recognise(const audio::AudioData& recording,
     if (agreeingOf(other.answer) > agreeingOf(best.answer)) best = std::move(other);
     tried();
   }
-  // By the whole lead, also of what was found among all: each try is a chance for that, too.
-  const bool is_enough =
-      recogniser_.thresholds().recognise(agreeingOf(best.answer) - kMoreAgreeing,
-                                         best.answer.verdict.discrimination, best.answer.features);
-  return is_enough ? best : plain;
+  return isRecognisedAtSpeed(best.answer, recogniser_.thresholds()) ? best : plain;
 }
 
 }  // namespace audiomatch

@@ -49,6 +49,11 @@ class SpeedSearch {
   int steps_;  // to either side
 };
 
+/// Whether a recording is recognised by what was found of it at another speed: by more agreeing
+/// features than else, and by the whole lead, also of what was found among all audios, as
+/// each try is a chance for that, too.
+bool isRecognisedAtSpeed(const Answer& answer, const Thresholds& thresholds) noexcept;
+
 /// A recording played slower by a factor, or faster below 1, by libsoxr: it is longer
 /// and lower. Throws std::bad_alloc, also for more samples than 32 bits count.
 audio::AudioDataPtr slowedDown(const audio::AudioData& recording, double factor);
