@@ -9,16 +9,6 @@ target_compile_options(audiomatch_options INTERFACE
   -ffp-contract=off
   # Roots set no errno, so that they vectorise. Their bits don't change.
   -fno-math-errno)
-# Sanitizers and coverage instrument what runs at load time, before they are ready.
-if(NOT AUDIOMATCH_SANITIZE AND NOT AUDIOMATCH_COVERAGE)
-  include(CheckCXXSourceCompiles)
-  check_cxx_source_compiles("
-    namespace { [[gnu::flatten, gnu::target_clones(\"avx2\", \"default\")]] int twice(int i) { return 2 * i; } }
-    int main(int count, char**) { return twice(count); }" AUDIOMATCH_HAS_TARGET_CLONES)
-  if(AUDIOMATCH_HAS_TARGET_CLONES)
-    target_compile_definitions(audiomatch_options INTERFACE AUDIO_TARGET_CLONES)
-  endif()
-endif()
 if(AUDIOMATCH_WERROR)
   target_compile_options(audiomatch_options INTERFACE -Werror)
 endif()

@@ -9,17 +9,17 @@
 namespace audio {
 namespace {
 
-void begin(float* __restrict sum, const float* values, std::uint32_t count) noexcept {
+void startSum(float* __restrict sum, const float* values, std::uint32_t count) noexcept {
   // A sum that begins at zero: one of negative zeros is zero.
   for (std::uint32_t i = 0; i < count; ++i) sum[i] = 0.0f + values[i];
 }
 
-void add(float* __restrict sum, const float* values, std::uint32_t count) noexcept {
+void addToSum(float* __restrict sum, const float* values, std::uint32_t count) noexcept {
   for (std::uint32_t i = 0; i < count; ++i) sum[i] += values[i];
 }
 
-void addAndScale(float* __restrict sum, const float* values, std::uint32_t count,
-                 float factor) noexcept {
+void finishMean(float* __restrict sum, const float* values, std::uint32_t count,
+                float factor) noexcept {
   for (std::uint32_t i = 0; i < count; ++i) sum[i] = (sum[i] + values[i]) * factor;
 }
 
@@ -106,9 +106,9 @@ AudioDataPtr monoMix(const AudioData& recording) noexcept {
     const std::uint32_t start = length - left;
     const std::uint32_t count = std::min(kStretch, left);
     const auto row = [&](std::uint32_t ch) { return recording.channelData(ch) + start; };
-    begin(mean + start, row(0), count);
-    for (std::uint32_t ch = 1; ch + 1 < channels; ++ch) add(mean + start, row(ch), count);
-    addAndScale(mean + start, row(channels - 1), count, reciprocal);
+    startSum(mean + start, row(0), count);
+    for (std::uint32_t ch = 1; ch + 1 < channels; ++ch) addToSum(mean + start, row(ch), count);
+    finishMean(mean + start, row(channels - 1), count, reciprocal);
     left -= count;
   }
   return mono;

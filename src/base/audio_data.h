@@ -7,6 +7,8 @@
 
 namespace audio {
 
+struct AudioDataRelease;
+
 /// Multi-channel audio as 32-bit floats: one contiguous row per channel, all
 /// rows in one block, and the sample rate they were recorded at.
 ///
@@ -56,7 +58,7 @@ class AudioData {
   float* channelData(std::uint32_t ch) noexcept;
 
  private:
-  friend std::unique_ptr<AudioData, struct AudioDataRelease> monoMix(const AudioData&) noexcept;
+  friend std::unique_ptr<AudioData, AudioDataRelease> monoMix(const AudioData&) noexcept;
 
   enum class Samples { kZero, kUnset };
 

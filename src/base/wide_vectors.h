@@ -8,9 +8,10 @@
 /// lower their clock after them, which costs more than it brings where they alternate with
 /// other work every few microseconds.
 ///
-/// Nothing where the build found that the platform can't do it, and for clang, which doesn't
-/// take both attributes: it parses what another compiler builds when the code is checked.
-#if defined(AUDIO_TARGET_CLONES) && !defined(__clang__)
+/// Nothing but for g++ on x86-64 with glibc: clang doesn't take both attributes, others have no
+/// loader that decides. Nor with sanitizers, which aren't ready at that time.
+#if defined(__x86_64__) && defined(__gnu_linux__) && !defined(__clang__) && \
+    !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 #define AUDIO_WIDE_VECTORS [[gnu::flatten, gnu::target_clones("avx2", "default")]]
 #else
 #define AUDIO_WIDE_VECTORS

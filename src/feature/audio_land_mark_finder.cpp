@@ -90,13 +90,14 @@ bool AudioLandMarkFinderBase::findLandMarks() {
   // What an exception leaves behind, here and in a pass.
   outcome_ = ExtractionOutcome::kOutOfMemory;
   const std::span<const float> offsets(kPassOffsets.data(), single_pass ? 1 : kPassOffsets.size());
+  std::vector<LandMark> pairs;
   for (const float offset : offsets) {
     const std::uint32_t start = passStart(offset);
     if (start >= data_len) {
       logMessage("warning : start time > audio duration.");
       break;
     }
-    if (!runPass(start)) return false;
+    if (!runPass(start, pairs)) return false;
   }
   outcome_ = ExtractionOutcome::kFeatures;
   return true;
@@ -110,7 +111,8 @@ std::uint32_t AudioLandMarkFinderBase::passStart(float hops) const noexcept {
   return static_cast<std::uint32_t>(static_cast<double>(samples) + 0.5);
 }
 
-bool AudioLandMarkFinderBase::runPass(std::uint32_t start) {
+/// @param pairs  scratch, whose memory stays from pass to pass
+bool AudioLandMarkFinderBase::runPass(std::uint32_t start, std::vector<LandMark>& pairs) {
   if (!genSpectrogram(audio->channelData(0) + start, sample_rate, data_len - start)) {
     logMessage("gen sepctrogram failed.");
     return false;
@@ -120,9 +122,9 @@ bool AudioLandMarkFinderBase::runPass(std::uint32_t start) {
     logMessage("extract peaks error.");
     return false;
   }
-  pairs_.clear();
-  pairPeaks(pairs_);
-  landmarks.insert(landmarks.end(), pairs_.begin(), pairs_.end());
+  pairs.clear();
+  pairPeaks(pairs);
+  landmarks.insert(landmarks.end(), pairs.begin(), pairs.end());
   return true;
 }
 

@@ -114,11 +114,10 @@ class AudioLandMarkFinderBase {
   bool makeSpectrogram(std::uint32_t frames, std::uint32_t bins);
   float transformAll() noexcept;
   bool computeLogMagnitude(float largest) noexcept;
-  bool runPass(std::uint32_t start);
+  bool runPass(std::uint32_t start, std::vector<LandMark>& pairs);
   std::uint32_t passStart(float hops) const noexcept;
 
   std::size_t spectrogram_bytes_ = 0;  // allocated
-  std::vector<LandMark> pairs_;        // of one pass; its memory stays for the next
   ExtractionOutcome outcome_ = ExtractionOutcome::kNone;
 };
 

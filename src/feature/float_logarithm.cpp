@@ -21,7 +21,7 @@ constexpr std::size_t kBlock = 64;  // stays in the first-level cache with all t
 //   f(z) = 2 (1 + z/3 + z²/5 + ...).
 //   The polynomial meets f in the five Chebyshev nodes of 0 to Z. So they differ by
 //   at most 2 (Z/4)^5 times the largest f⁽⁵⁾/5!, which is f⁽⁵⁾(Z)/5! < 2/11 / (1 - Z)^6:
-//   less than 9.5 × 10⁻¹², of f ≥ 2 and hence of ln m less than 4.75 × 10⁻¹².
+//   less than 9.4 × 10⁻¹², of f ≥ 2 and hence of ln m less than 4.7 × 10⁻¹².
 //   Where k isn't 0, ln m is at most as large as ln x.
 //   m, m - 1 and m + 1 are exact. Nothing cancels but k ln 2 with ln m, to no less than
 //   half of k ln 2: all roundings together, and the C library's own error, stay below
@@ -62,8 +62,10 @@ void addSeries(const double* __restrict quotients, std::size_t count,
   }
 }
 
-/// Whether the bound lets a logarithm narrow to either of two floats: the bits that narrowing
-/// cuts off are then next to a half of the last that stays. All else is decided.
+/// Whether the bound may let a logarithm narrow to either of two floats: the bits that narrowing
+/// cuts off are then next to a half of the last that stays. A double is less than 2^53 of its
+/// last places, so the bound is less than 2^16 of them. The logarithm of 1 is 0, which is exact;
+/// all others are normal.
 inline bool isOpen(double logarithm) noexcept {
   constexpr int kCutBits = DBL_MANT_DIG - FLT_MANT_DIG;
   constexpr std::uint32_t kHalf = std::uint32_t{1} << (kCutBits - 1);

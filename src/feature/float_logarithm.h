@@ -8,8 +8,8 @@ namespace audio {
 /// library in double precision, narrowed, to the bit.
 ///
 /// Many at once: a polynomial gives each logarithm within a proven bound, and
-/// only where a border between two narrowed values lies within it is the C library
-/// asked. It is asked too for what is no positive normal number.
+/// the C library is asked only where a border between two narrowed values is about as
+/// near as that, and for what is no positive normal number.
 void replaceByLogarithms(float* values, std::size_t count) noexcept;
 
 }  // namespace audio

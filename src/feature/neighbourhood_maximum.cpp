@@ -10,14 +10,14 @@ namespace {
 
 constexpr float kAbsent = -std::numeric_limits<float>::infinity();
 
-// `out` overlaps neither input in the first, and not `other` in the second:
-// said so, both loops vectorise.
+// What they write overlaps nothing that they read but itself: said so, these loops vectorise.
+
 AUDIO_WIDE_VECTORS void maximumOf(const float* a, const float* b, float* __restrict out,
                                   std::size_t count) noexcept {
   for (std::size_t i = 0; i < count; ++i) out[i] = a[i] > b[i] ? a[i] : b[i];
 }
 
-/// Maxima of four values each, `step` apart. `out` doesn't overlap.
+/// Maxima of four values each, `step` apart.
 AUDIO_WIDE_VECTORS void maximumOfFour(const float* values, std::size_t step, float* __restrict out,
                                       std::size_t count) noexcept {
   for (std::size_t i = 0; i < count; ++i) {
@@ -53,7 +53,7 @@ NeighbourhoodMaximum::NeighbourhoodMaximum(const float* matrix, std::uint32_t fr
       prefix_(bins_),
       maxima_(bins_),
       padded_(bins_ + 2 * half_bins_, kAbsent),
-      covered_(padded_.size()),
+      raised_(padded_.size()),
       spare_(padded_.size()) {
   for (std::size_t row = 0; row < window_rows_; ++row) rowMaxima(next_row_++, blockRow(row));
   startBlock();
@@ -106,14 +106,14 @@ void NeighbourhoodMaximum::rowMaxima(std::size_t paddedRow, float* maxima) {
   const float* from = padded_.data();
   std::size_t covered = 1;
   for (; 4 * covered <= window; covered *= 4) {
-    maximumOfFour(from, covered, covered_.data(), padded_.size() - 3 * covered);
-    covered_.swap(spare_);
-    from = spare_.data();
+    maximumOfFour(from, covered, spare_.data(), padded_.size() - 3 * covered);
+    raised_.swap(spare_);
+    from = raised_.data();
   }
   for (; 2 * covered <= window; covered *= 2) {
-    maximumOf(from, from + covered, covered_.data(), padded_.size() - covered);
-    covered_.swap(spare_);
-    from = spare_.data();
+    maximumOf(from, from + covered, spare_.data(), padded_.size() - covered);
+    raised_.swap(spare_);
+    from = raised_.data();
   }
   maximumOf(from, from + (window - covered), maxima, bins_);
 }

@@ -41,12 +41,12 @@ class NeighbourhoodMaximum {
   std::size_t window_rows_;
   std::size_t next_row_ = 0;      // padded row that enters next
   std::size_t row_in_block_ = 0;  // of the row delivered next
-  std::vector<float> block_;    // window_rows_ rows: suffix maxima, then raw rows of the next block
-  std::vector<float> prefix_;   // maximum of the raw rows so far
-  std::vector<float> maxima_;   // the row delivered
-  std::vector<float> padded_;   // one row with half_bins_ absent bins at either end
-  std::vector<float> covered_;  // its maxima while their window grows
-  std::vector<float> spare_;
+  std::vector<float> block_;   // window_rows_ rows: suffix maxima, then raw rows of the next block
+  std::vector<float> prefix_;  // maximum of the raw rows so far
+  std::vector<float> maxima_;  // the row delivered
+  std::vector<float> padded_;  // one row with half_bins_ absent bins at either end
+  std::vector<float> raised_;  // its maxima while their window grows
+  std::vector<float> spare_;   // takes the next ones
 };
 
 }  // namespace audio

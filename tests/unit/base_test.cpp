@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <thread>
 
@@ -147,6 +149,18 @@ TEST(AudioDataTest, CopiesShapesAgainAndReleasesTwice) {
   EXPECT_EQ(copy->channelData(1)[1], 7.0f);
   ASSERT_TRUE(copy->init(2, 8000, 2));
   EXPECT_EQ(copy->channelData(1)[1], 0.0f);
+}
+
+TEST(AudioDataTest, AMixBeginsAtZeroAndACopyDoesnt) {
+  for (const std::uint32_t channels : {1u, 2u, 3u}) {
+    const AudioDataPtr recording(AudioData::create(channels, 8000, 3));
+    std::fill_n(recording->channelData(0), 3 * channels, -0.0f);
+    const AudioDataPtr mono = audio::monoMix(*recording);
+    for (int i = 0; i < 3; ++i) {
+      EXPECT_EQ(mono->channelData(0)[i], 0.0f);
+      EXPECT_EQ(std::signbit(mono->channelData(0)[i]), channels == 1) << channels;
+    }
+  }
 }
 
 TEST(AudioDataTest, AnImpossibleSizeIsAFailure) {
