@@ -112,6 +112,23 @@ TEST(DamagedSound, KeepsItsTimeBehindTheDamage) {
   }
 }
 
+// Where an Ogg file has no end libsndfile doesn't know its length, and there is nothing behind a
+// hole that could be looked for.
+TEST(DamagedSound, EndsWhereNobodyKnowsHowLongItLasts) {
+  const testing_support::TemporaryFolder folder;
+  testing_support::writeSound(folder / "sound", kVorbis, 48'000, noise(480'000));
+  std::string bytes = testing_support::contents(folder / "sound");
+  const std::size_t headers = bytes.find("OggS", 4);
+  const std::size_t sound = bytes.find("OggS", headers + 4);
+  const std::string out_of_turn = bytes.substr(headers, sound - headers);
+  bytes.resize(bytes.find("OggS", bytes.size() / 2));
+  std::ofstream(folder / "sound", std::ios::binary) << bytes << out_of_turn << "OggS";
+  const Sound damaged = soundOf(folder / "sound");
+  ASSERT_TRUE(damaged.damage);
+  EXPECT_NEAR(damaged.damage->second, 5.0, 1.1);
+  EXPECT_EQ(damaged.damage->second, static_cast<double>(damaged.samples.size()) / 48'000);
+}
+
 TEST(DamagedSound, IsNoticedWhereAFileIsCut) {
   for (const int format : {SF_FORMAT_WAV | SF_FORMAT_PCM_16, SF_FORMAT_AIFF | SF_FORMAT_PCM_24,
                            SF_FORMAT_AU | SF_FORMAT_ULAW, kFlac, kVorbis, kOpus, kMp3}) {

@@ -173,9 +173,10 @@ std::optional<std::uint64_t> SndfileDecoder::resume() {
   if (!can_go_back || (!isOf(SF_FORMAT_FLAC) && problem_ != kHole)) return 0;
   const auto start = static_cast<sf_count_t>(position_);
   const sf_count_t step = std::max<sf_count_t>(info_.samplerate / 100, kOggFrames);
+  // What a file says of its length may be as damaged as the rest.
+  const sf_count_t end = std::min(info_.frames, static_cast<sf_count_t>(kMostFrames));
   // The further away, the longer the steps.
-  for (sf_count_t missing = step; start + missing < info_.frames;
-       missing += std::max(step, missing / 10)) {
+  for (sf_count_t missing = step; start + missing < end; missing += std::max(step, missing / 10)) {
     if (const sf_count_t found = openBehind(start + missing); found > start) {
       position_ = static_cast<std::uint64_t>(found);
       return position_ - static_cast<std::uint64_t>(start);
