@@ -1,5 +1,6 @@
 #include "tool/manual/command_description.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <sstream>
 #include <string_view>

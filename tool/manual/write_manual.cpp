@@ -3,6 +3,7 @@
 
 #include <fmt/core.h>
 
+#include <CLI/CLI.hpp>
 #include <exception>
 #include <filesystem>
 

@@ -217,20 +217,20 @@ ExitCode runChannels(const ChannelsOptions& options) {
 
 }  // namespace
 
-void addChannelsCommand(CLI::App& app, Action& action) {
+void addChannelsCommand(const Command& app, Action& action) {
   auto options = std::make_shared<ChannelsOptions>();
-  CLI::App* command =
-      app.add_subcommand("channels", "Say on which live channel a recording is heard");
-  command->add_option("[NAME=]INPUT", options->channels, "Channels: named pipes or sound files")
-      ->required()
-      ->type_name("");
-  addFeedOptions(*command, options->feed, kDay);
-  addThresholdOptions(*command, options->thresholds);
-  const auto raw_given = addRawOptions(*command, options->raw, "pipes");
-  addSoundOptions(*command, options->feed.sound);
-  addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of text");
-  command->footer(std::string(kChannelsHelp) + kExitCodesHelp);
-  command->callback([=, &action] {
+  const Command command =
+      app.subcommand("channels", "Say on which live channel a recording is heard");
+  command.option("[NAME=]INPUT", options->channels, "Channels: named pipes or sound files")
+      .required()
+      .valueName("");
+  addFeedOptions(command, options->feed, kDay);
+  addThresholdOptions(command, options->thresholds);
+  const auto raw_given = addRawOptions(command, options->raw, "pipes");
+  addSoundOptions(command, options->feed.sound);
+  addCommonOptions(command, options->common, "Print JSON, an object a line, instead of text");
+  command.footer(std::string(kChannelsHelp) + kExitCodesHelp);
+  command.whenParsed([=, &action] {
     if (raw_given()) options->feed.raw = options->raw;
     action = [options] { return runChannels(*options); };
   });

@@ -63,16 +63,16 @@ ExitCode runCheck(const CheckOptions& options) {
 
 }  // namespace
 
-void addCheckCommand(CLI::App& app, Action& action) {
+void addCheckCommand(const Command& app, Action& action) {
   auto options = std::make_shared<CheckOptions>();
-  CLI::App* command = app.add_subcommand("check", "Look for faults in a database");
-  command->add_option("DB", options->database, "Database")
-      ->required()
-      ->check(databaseFile())
-      ->type_name("");
-  addCommonOptions(*command, options->common, "Print JSON, an object, instead of text");
-  command->footer(std::string(kCheckHelp) + kExitCodesHelp);
-  command->callback([options, &action] { action = [options] { return runCheck(*options); }; });
+  const Command command = app.subcommand("check", "Look for faults in a database");
+  command.option("DB", options->database, "Database")
+      .required()
+      .check(databaseFile())
+      .valueName("");
+  addCommonOptions(command, options->common, "Print JSON, an object, instead of text");
+  command.footer(std::string(kCheckHelp) + kExitCodesHelp);
+  command.whenParsed([options, &action] { action = [options] { return runCheck(*options); }; });
 }
 
 }  // namespace audiomatch

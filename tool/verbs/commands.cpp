@@ -4,12 +4,10 @@
 
 namespace audiomatch {
 
-void buildCommandLine(CLI::App& app, Action& action) {
-  app.name("audiomatch");
-  app.description("Recognises recordings by their audio fingerprints.");
-  app.set_version_flag("--version", "audiomatch " AUDIOMATCH_VERSION);
+void buildCommandLine(CLI::App& parser, Action& action) {
+  const Command app = Command(parser).program("audiomatch", AUDIOMATCH_VERSION,
+                                              "Recognises recordings by their audio fingerprints.");
   app.footer(kExitCodesHelp);
-  app.require_subcommand(1);
   addIndexCommand(app, action);
   addAddCommand(app, action);
   addRemoveCommand(app, action);
@@ -28,19 +26,19 @@ void buildCommandLine(CLI::App& app, Action& action) {
   addListenCommand(app, action);
 }
 
-void addCommonOptions(CLI::App& command, CommonOptions& options, const char* jsonHelp) {
-  command.add_flag("--json", options.json, jsonHelp);
-  command.add_flag("--verbose", options.verbose, "Write the engine's messages to standard error");
+void addCommonOptions(const Command& command, CommonOptions& options, const char* jsonHelp) {
+  command.flag("--json", options.json, jsonHelp);
+  command.flag("--verbose", options.verbose, "Write the engine's messages to standard error");
 }
 
-void addSoundOptions(CLI::App& command, SoundOptions& options) {
-  command.add_flag("--strict", options.strict,
-                   "Refuse damaged sound instead of using what can be read of it");
+void addSoundOptions(const Command& command, SoundOptions& options) {
+  command.flag("--strict", options.strict,
+               "Refuse damaged sound instead of using what can be read of it");
 }
 
-void addExactOption(CLI::App& command, SoundOptions& options) {
+void addExactOption(const Command& command, SoundOptions& options) {
   options.to_mono = true;
-  command.add_flag_callback(
+  command.flagOf(
       "--exact", [&options] { options.to_mono = false; },
       "Let the engine resample, as apps do: slower, by its exports' features bit for bit");
 }

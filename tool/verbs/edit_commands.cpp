@@ -75,49 +75,49 @@ ExitCode runMerge(const EditOptions& options) {
 }
 
 /// What the three have in common; the options that are theirs come between.
-CLI::App* addEditCommand(CLI::App& app, EditOptions& options, const char* name, const char* about) {
-  CLI::App* command = app.add_subcommand(name, about);
-  command->add_option("DB", options.database, "Database to change")
-      ->required()
-      ->check(databaseFile())
-      ->type_name("");
-  addCommonOptions(*command, options.common, "Print JSON, an object a line, instead of text");
+Command addEditCommand(const Command& app, EditOptions& options, const char* name,
+                       const char* about) {
+  const Command command = app.subcommand(name, about);
+  command.option("DB", options.database, "Database to change")
+      .required()
+      .check(databaseFile())
+      .valueName("");
+  addCommonOptions(command, options.common, "Print JSON, an object a line, instead of text");
   return command;
 }
 
 }  // namespace
 
-void addRemoveCommand(CLI::App& app, Action& action) {
+void addRemoveCommand(const Command& app, Action& action) {
   auto options = std::make_shared<EditOptions>();
-  CLI::App* command = addEditCommand(app, *options, "remove", "Take recordings out of a database");
-  command->add_option("NAME", options->names, "Recordings, all parts of each")
-      ->required()
-      ->type_name("");
-  command->add_flag("--glob", options->patterns, "NAMEs are patterns with *, ? and [...]");
-  command->footer(std::string(kRemoveHelp) + kExitCodesHelp);
-  command->callback([options, &action] { action = [options] { return runRemove(*options); }; });
+  const Command command =
+      addEditCommand(app, *options, "remove", "Take recordings out of a database");
+  command.option("NAME", options->names, "Recordings, all parts of each").required().valueName("");
+  command.flag("--glob", options->patterns, "NAMEs are patterns with *, ? and [...]");
+  command.footer(std::string(kRemoveHelp) + kExitCodesHelp);
+  command.whenParsed([options, &action] { action = [options] { return runRemove(*options); }; });
 }
 
-void addRenameCommand(CLI::App& app, Action& action) {
+void addRenameCommand(const Command& app, Action& action) {
   auto options = std::make_shared<EditOptions>();
-  CLI::App* command =
+  const Command command =
       addEditCommand(app, *options, "rename", "Give a recording of a database another name");
-  command->add_option("OLD", options->old_name, "Its name")->required()->type_name("");
-  command->add_option("NEW", options->new_name, "A name that none has")->required()->type_name("");
-  command->footer(kExitCodesHelp);
-  command->callback([options, &action] { action = [options] { return runRename(*options); }; });
+  command.option("OLD", options->old_name, "Its name").required().valueName("");
+  command.option("NEW", options->new_name, "A name that none has").required().valueName("");
+  command.footer(kExitCodesHelp);
+  command.whenParsed([options, &action] { action = [options] { return runRename(*options); }; });
 }
 
-void addMergeCommand(CLI::App& app, Action& action) {
+void addMergeCommand(const Command& app, Action& action) {
   auto options = std::make_shared<EditOptions>();
-  CLI::App* command = addEditCommand(app, *options, "merge", "Make one database of several");
-  command->add_option("PART", options->parts, "Databases, in the order of their recordings")
-      ->required()
-      ->check(databaseFile())
-      ->type_name("");
-  command->add_flag("--replace", options->replace, "Replace a database that is there");
-  command->footer(std::string(kMergeHelp) + kExitCodesHelp);
-  command->callback([options, &action] { action = [options] { return runMerge(*options); }; });
+  const Command command = addEditCommand(app, *options, "merge", "Make one database of several");
+  command.option("PART", options->parts, "Databases, in the order of their recordings")
+      .required()
+      .check(databaseFile())
+      .valueName("");
+  command.flag("--replace", options->replace, "Replace a database that is there");
+  command.footer(std::string(kMergeHelp) + kExitCodesHelp);
+  command.whenParsed([options, &action] { action = [options] { return runMerge(*options); }; });
 }
 
 }  // namespace audiomatch

@@ -79,34 +79,32 @@ ExitCode runFeatures(const FeaturesOptions& options) {
 
 }  // namespace
 
-void addFeaturesCommand(CLI::App& app, Action& action) {
+void addFeaturesCommand(const Command& app, Action& action) {
   auto options = std::make_shared<FeaturesOptions>();
-  CLI::App* command = app.add_subcommand("features", "List or draw a recording's fingerprint");
-  command->add_option("FILE", options->file, "Recording")->required()->type_name("");
-  command->add_flag("--single-pass", options->single_pass,
-                    "The features of the first pass only, as a reference has them");
-  command->add_flag("--csv", options->csv, "Print CSV, with a line of headings");
-  command
-      ->add_option("--binary", options->binary,
-                   "Write a fingerprint for match; - is standard output")
-      ->type_name("FILE");
-  command->add_flag("--base64", options->base64, "Print a fingerprint for match as base64");
-  CLI::Option* picture = command->add_option("--picture", options->picture,
-                                             "Draw a PNG instead of listing the features");
-  picture->type_name("PNG");
-  command->add_option("--from", options->stretch.from, "Second at which the picture starts")
-      ->needs(picture)
-      ->check(between(0.0, 1e6))
-      ->type_name("S");
-  command->add_option("--seconds", options->stretch.seconds, "Seconds it shows (default 30)")
-      ->needs(picture)
-      ->check(between(0.1, 600.0))
-      ->type_name("S");
-  addSoundOptions(*command, options->sound);
-  addExactOption(*command, options->sound);
-  addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of a table");
-  command->footer(std::string(kFeaturesHelp) + kExitCodesHelp);
-  command->callback([options, &action] { action = [options] { return runFeatures(*options); }; });
+  const Command command = app.subcommand("features", "List or draw a recording's fingerprint");
+  command.option("FILE", options->file, "Recording").required().valueName("");
+  command.flag("--single-pass", options->single_pass,
+               "The features of the first pass only, as a reference has them");
+  command.flag("--csv", options->csv, "Print CSV, with a line of headings");
+  command.option("--binary", options->binary, "Write a fingerprint for match; - is standard output")
+      .valueName("FILE");
+  command.flag("--base64", options->base64, "Print a fingerprint for match as base64");
+  const Option picture =
+      command.option("--picture", options->picture, "Draw a PNG instead of listing the features");
+  picture.valueName("PNG");
+  command.option("--from", options->stretch.from, "Second at which the picture starts")
+      .needs(picture)
+      .check(between(0.0, 1e6))
+      .valueName("S");
+  command.option("--seconds", options->stretch.seconds, "Seconds it shows (default 30)")
+      .needs(picture)
+      .check(between(0.1, 600.0))
+      .valueName("S");
+  addSoundOptions(command, options->sound);
+  addExactOption(command, options->sound);
+  addCommonOptions(command, options->common, "Print JSON, an object a line, instead of a table");
+  command.footer(std::string(kFeaturesHelp) + kExitCodesHelp);
+  command.whenParsed([options, &action] { action = [options] { return runFeatures(*options); }; });
 }
 
 }  // namespace audiomatch

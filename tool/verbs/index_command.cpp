@@ -65,110 +65,105 @@ ExitCode runIngest(const IndexOptions& options, bool add) {
 }
 
 /// A word, or a number from 1 to `most`.
-CLI::Validator numberOr(const std::string& word, std::size_t most) {
+Check numberOr(const std::string& word, std::size_t most) {
   const auto check = [word, most](const std::string& text) {
     if (text == word) return std::string();
-    return CLI::Range(std::size_t{1}, most)(text).empty() &&
+    return between(std::size_t{1}, most).problem(text).empty() &&
                    text.find_first_not_of("0123456789") == std::string::npos
                ? std::string()
                : fmt::format("must be a whole number from 1 to {}, or {}", most, word);
   };
-  return CLI::Validator(check, "");
+  return {check};
 }
 
-void addNaming(CLI::App& command, IngestOptions& options) {
-  command.add_option("--name", options.name, "Name of a single file's recording")
-      ->type_name("NAME");
+void addNaming(const Command& command, IngestOptions& options) {
+  command.option("--name", options.name, "Name of a single file's recording").valueName("NAME");
   const auto take_source = [&options](const std::string& word) {
     options.name_from = word == "stem"   ? NameSource::kStem
                         : word == "tags" ? NameSource::kTags
                                          : NameSource::kPath;
   };
   command
-      .add_option_function<std::string>(
+      .optionOf<std::string>(
           "--name-from", take_source,
           "Call recordings after path (the default), stem, or tags (Artist - Title)")
-      ->check(oneOf({"path", "stem", "tags"}))
-      ->type_name("SOURCE");
-  CLI::Option* list =
-      command.add_option("--list", options.list,
-                         "Take files from LIST, - for standard input: lines of FILE or "
-                         "FILE<tab>NAME");
-  list->type_name("LIST");
-  command.add_flag("-0,--null", options.null, "LIST has FILEs alone, each ended by a zero byte")
-      ->needs(list);
+      .check(oneOf({"path", "stem", "tags"}))
+      .valueName("SOURCE");
+  const Option list = command.option("--list", options.list,
+                                     "Take files from LIST, - for standard input: lines of FILE or "
+                                     "FILE<tab>NAME");
+  list.valueName("LIST");
+  command.flag("-0,--null", options.null, "LIST has FILEs alone, each ended by a zero byte")
+      .needs(list);
 }
 
-void addAnalysis(CLI::App& command, IndexOptions& options) {
+void addAnalysis(const Command& command, IndexOptions& options) {
   command
-      .add_option("--entries", options.entries,
-                  fmt::format("Room for so many entries of each audio, or all; those of rare keys "
-                              "take less of it (default {})",
-                              kUsualRoom))
-      ->check(numberOr("all", 1'000'000'000))
-      ->type_name("N");
+      .option("--entries", options.entries,
+              fmt::format("Room for so many entries of each audio, or all; those of rare keys "
+                          "take less of it (default {})",
+                          kUsualRoom))
+      .check(numberOr("all", 1'000'000'000))
+      .valueName("N");
   command
-      .add_option(
-          "--background", options.background,
-          fmt::format("Add N audios without a name, which attract what isn't known, or none; "
-                      "at most {} audios in all (default: what few references need)",
-                      kMostWithBackground))
-      ->check(numberOr("none", kMostWithBackground))
-      ->type_name("N");
+      .option("--background", options.background,
+              fmt::format("Add N audios without a name, which attract what isn't known, or none; "
+                          "at most {} audios in all (default: what few references need)",
+                          kMostWithBackground))
+      .check(numberOr("none", kMostWithBackground))
+      .valueName("N");
   options.ingest.batch.jobs = std::max(std::thread::hardware_concurrency(), 1u);
   command
-      .add_option("--jobs", options.ingest.batch.jobs,
-                  "Files analysed at a time (default: all cores)")
-      ->check(between(1u, 1024u))
-      ->type_name("N");
+      .option("--jobs", options.ingest.batch.jobs, "Files analysed at a time (default: all cores)")
+      .check(between(1u, 1024u))
+      .valueName("N");
   command
-      .add_option_function<std::uint64_t>(
+      .optionOf<std::uint64_t>(
           "--memory", [&options](std::uint64_t mib) { options.ingest.memory = mib << 20; },
           fmt::format("MiB for new entries and finding duplicates; entries beyond go to the disk "
                       "(default {})",
                       kUsualMemory >> 20))
-      ->check(between(std::uint64_t{3}, std::uint64_t{1} << 20))
-      ->type_name("MIB");
-  command.add_flag("--keep-going", options.ingest.batch.keep_going,
-                   "Take the rest when a file given by name can't be taken");
-  command.add_flag("--keep-duplicates", options.ingest.keep_duplicates,
-                   "Take the same audio under another name, too");
+      .check(between(std::uint64_t{3}, std::uint64_t{1} << 20))
+      .valueName("MIB");
+  command.flag("--keep-going", options.ingest.batch.keep_going,
+               "Take the rest when a file given by name can't be taken");
+  command.flag("--keep-duplicates", options.ingest.keep_duplicates,
+               "Take the same audio under another name, too");
 }
 
-CLI::App* addIngestCommand(CLI::App& app, const std::shared_ptr<IndexOptions>& options,
-                           const char* name, const char* about) {
-  CLI::App* command = app.add_subcommand(name, about);
-  command->add_option("DB", options->ingest.database, "Database to write")
-      ->required()
-      ->check(databaseFile())
-      ->type_name("");
-  command->add_option("FILE-OR-FOLDER", options->ingest.inputs, "Reference recordings")
-      ->type_name("");
-  addNaming(*command, options->ingest);
-  addAnalysis(*command, *options);
-  addSoundOptions(*command, options->ingest.batch.sound);
-  addExactOption(*command, options->ingest.batch.sound);
-  addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of a table");
+Command addIngestCommand(const Command& app, const std::shared_ptr<IndexOptions>& options,
+                         const char* name, const char* about) {
+  const Command command = app.subcommand(name, about);
+  command.option("DB", options->ingest.database, "Database to write")
+      .required()
+      .check(databaseFile())
+      .valueName("");
+  command.option("FILE-OR-FOLDER", options->ingest.inputs, "Reference recordings").valueName("");
+  addNaming(command, options->ingest);
+  addAnalysis(command, *options);
+  addSoundOptions(command, options->ingest.batch.sound);
+  addExactOption(command, options->ingest.batch.sound);
+  addCommonOptions(command, options->common, "Print JSON, an object a line, instead of a table");
   return command;
 }
 
 }  // namespace
 
-void addIndexCommand(CLI::App& app, Action& action) {
+void addIndexCommand(const Command& app, Action& action) {
   auto options = std::make_shared<IndexOptions>();
-  CLI::App* command =
+  const Command command =
       addIngestCommand(app, options, "index", "Make a database of reference recordings");
-  command->add_flag("--replace", options->replace, "Replace a database that is there");
-  command->footer(std::string(kInputsHelp) + kExitCodesHelp);
-  command->callback(
+  command.flag("--replace", options->replace, "Replace a database that is there");
+  command.footer(std::string(kInputsHelp) + kExitCodesHelp);
+  command.whenParsed(
       [options, &action] { action = [options] { return runIngest(*options, false); }; });
 }
 
-void addAddCommand(CLI::App& app, Action& action) {
+void addAddCommand(const Command& app, Action& action) {
   auto options = std::make_shared<IndexOptions>();
-  CLI::App* command = addIngestCommand(app, options, "add", "Add recordings to a database");
-  command->footer(std::string(kAddHelp) + kInputsHelp + kExitCodesHelp);
-  command->callback(
+  const Command command = addIngestCommand(app, options, "add", "Add recordings to a database");
+  command.footer(std::string(kAddHelp) + kInputsHelp + kExitCodesHelp);
+  command.whenParsed(
       [options, &action] { action = [options] { return runIngest(*options, true); }; });
 }
 

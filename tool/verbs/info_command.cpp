@@ -124,16 +124,16 @@ ExitCode runInfo(const InfoOptions& options) {
 
 }  // namespace
 
-void addInfoCommand(CLI::App& app, Action& action) {
+void addInfoCommand(const Command& app, Action& action) {
   auto options = std::make_shared<InfoOptions>();
-  CLI::App* command = app.add_subcommand("info", "Give a database's size and how it is filled");
-  command->add_option("DB", options->database, "Database")
-      ->required()
-      ->check(databaseFile())
-      ->type_name("");
-  addCommonOptions(*command, options->common, "Print JSON, an object, instead of text");
-  command->footer(std::string(kInfoHelp) + kExitCodesHelp);
-  command->callback([options, &action] { action = [options] { return runInfo(*options); }; });
+  const Command command = app.subcommand("info", "Give a database's size and how it is filled");
+  command.option("DB", options->database, "Database")
+      .required()
+      .check(databaseFile())
+      .valueName("");
+  addCommonOptions(command, options->common, "Print JSON, an object, instead of text");
+  command.footer(std::string(kInfoHelp) + kExitCodesHelp);
+  command.whenParsed([options, &action] { action = [options] { return runInfo(*options); }; });
 }
 
 }  // namespace audiomatch

@@ -85,16 +85,16 @@ ExitCode runList(const ListOptions& options) {
 
 }  // namespace
 
-void addListCommand(CLI::App& app, Action& action) {
+void addListCommand(const Command& app, Action& action) {
   auto options = std::make_shared<ListOptions>();
-  CLI::App* command = app.add_subcommand("list", "List a database's recordings");
-  command->add_option("DB", options->database, "Database")
-      ->required()
-      ->check(databaseFile())
-      ->type_name("");
-  addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of a table");
-  command->footer(std::string(kListHelp) + kExitCodesHelp);
-  command->callback([options, &action] { action = [options] { return runList(*options); }; });
+  const Command command = app.subcommand("list", "List a database's recordings");
+  command.option("DB", options->database, "Database")
+      .required()
+      .check(databaseFile())
+      .valueName("");
+  addCommonOptions(command, options->common, "Print JSON, an object a line, instead of a table");
+  command.footer(std::string(kListHelp) + kExitCodesHelp);
+  command.whenParsed([options, &action] { action = [options] { return runList(*options); }; });
 }
 
 }  // namespace audiomatch

@@ -125,41 +125,39 @@ std::string problemOfName(const std::string& name) {
   return fmt::format("must have 1 to {} bytes", kLongestName);
 }
 
-void addChannel(CLI::App& command, ListenOptions& options) {
-  command.add_option("FILE", options.input, "Sound file, named pipe, or - for standard input")
-      ->type_name("");
+void addChannel(const Command& command, ListenOptions& options) {
+  command.option("FILE", options.input, "Sound file, named pipe, or - for standard input")
+      .valueName("");
   command
-      .add_option("--to", options.target.url,
-                  "Server, such as http://127.0.0.1:8080, or its store, redis://HOST:PORT")
-      ->required()
-      ->check(CLI::Validator(problemOfTarget, ""))
-      ->type_name("URL");
-  command.add_option("--id", options.target.id, "The channel's number")
-      ->required()
-      ->check(between(0u, 2147483647u))
-      ->type_name("N");
-  command.add_option("--name", options.target.session.name, "What it is called in answers")
-      ->required()
-      ->check(CLI::Validator(problemOfName, ""))
-      ->type_name("NAME");
-  command
-      .add_option("--token-file", options.token_file,
-                  "File with the token that the server asks for")
-      ->type_name("FILE");
+      .option("--to", options.target.url,
+              "Server, such as http://127.0.0.1:8080, or its store, redis://HOST:PORT")
+      .required()
+      .check(Check{problemOfTarget})
+      .valueName("URL");
+  command.option("--id", options.target.id, "The channel's number")
+      .required()
+      .check(between(0u, 2147483647u))
+      .valueName("N");
+  command.option("--name", options.target.session.name, "What it is called in answers")
+      .required()
+      .check(Check{problemOfName})
+      .valueName("NAME");
+  command.option("--token-file", options.token_file, "File with the token that the server asks for")
+      .valueName("FILE");
 }
 
 }  // namespace
 
-void addListenCommand(CLI::App& app, Action& action) {
+void addListenCommand(const Command& app, Action& action) {
   auto options = std::make_shared<ListenOptions>();
-  CLI::App* command = app.add_subcommand("listen", "Send what a channel plays to a server");
-  addChannel(*command, *options);
-  addFeedOptions(*command, options->feed, kLongestMonitor);
-  const auto raw_given = addRawOptions(*command, options->raw, "pipes");
-  addSoundOptions(*command, options->feed.sound);
-  addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of text");
-  command->footer(std::string(kListenHelp) + kExitCodesHelp);
-  command->callback([=, &action] {
+  const Command command = app.subcommand("listen", "Send what a channel plays to a server");
+  addChannel(command, *options);
+  addFeedOptions(command, options->feed, kLongestMonitor);
+  const auto raw_given = addRawOptions(command, options->raw, "pipes");
+  addSoundOptions(command, options->feed.sound);
+  addCommonOptions(command, options->common, "Print JSON, an object a line, instead of text");
+  command.footer(std::string(kListenHelp) + kExitCodesHelp);
+  command.whenParsed([=, &action] {
     if (raw_given()) options->feed.raw = options->raw;
     action = [options] { return runListen(*options); };
   });

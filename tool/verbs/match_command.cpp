@@ -194,62 +194,59 @@ ExitCode runMatch(const MatchOptions& options) {
   return options.fromPipe() ? matchPipe(options, *database) : matchFiles(options, *database);
 }
 
-void addWindows(CLI::App& command, const std::shared_ptr<MatchOptions>& options) {
+void addWindows(const Command& command, const std::shared_ptr<MatchOptions>& options) {
   WindowGrid& grid = options->job.listening.grid;
-  command.add_flag("--timeline", options->timeline,
-                   "What was heard from when to when, also of short recordings");
-  command.add_flag("--whole", options->whole, "One answer for each file, however long");
+  command.flag("--timeline", options->timeline,
+               "What was heard from when to when, also of short recordings");
+  command.flag("--whole", options->whole, "One answer for each file, however long");
   command
-      .add_option(
-          "--speed", options->job.speed,
-          fmt::format("Try speeds up to so many per cent faster and slower, {} to {:.0f}, of "
-                      "each file as a whole, and say which it was",
-                      SpeedSearch::kStep, SpeedSearch::kFarthest))
-      ->check(between(SpeedSearch::kStep, SpeedSearch::kFarthest))
-      ->type_name("PERCENT");
+      .option("--speed", options->job.speed,
+              fmt::format("Try speeds up to so many per cent faster and slower, {} to {:.0f}, of "
+                          "each file as a whole, and say which it was",
+                          SpeedSearch::kStep, SpeedSearch::kFarthest))
+      .check(between(SpeedSearch::kStep, SpeedSearch::kFarthest))
+      .valueName("PERCENT");
   command
-      .add_option("--window", grid.length,
-                  fmt::format("Seconds listened to at a time, 1 to 60 (default {})", grid.length))
-      ->check(between(1.0, 60.0))
-      ->type_name("S");
+      .option("--window", grid.length,
+              fmt::format("Seconds listened to at a time, 1 to 60 (default {})", grid.length))
+      .check(between(1.0, 60.0))
+      .valueName("S");
   command
-      .add_option(
-          "--every", grid.every,
-          fmt::format("Seconds from one window to the next, 0.5 on (default {})", grid.every))
-      ->check(between(0.5, 60.0))
-      ->type_name("S");
+      .option("--every", grid.every,
+              fmt::format("Seconds from one window to the next, 0.5 on (default {})", grid.every))
+      .check(between(0.5, 60.0))
+      .valueName("S");
 }
 
 }  // namespace
 
-void addMatchCommand(CLI::App& app, Action& action) {
+void addMatchCommand(const Command& app, Action& action) {
   auto options = std::make_shared<MatchOptions>();
-  CLI::App* command = app.add_subcommand("match", "Recognise recordings by a database");
-  command->add_option("DB", options->database, "Database made by index, or redis://HOST:PORT")
-      ->required()
-      ->type_name("");
+  const Command command = app.subcommand("match", "Recognise recordings by a database");
+  command.option("DB", options->database, "Database made by index, or redis://HOST:PORT")
+      .required()
+      .valueName("");
   command
-      ->add_option("FILE-OR-FOLDER", options->inputs,
-                   "Recordings, each on its own, or - for sound on standard input")
-      ->type_name("");
-  CLI::Option* list = command
-                          ->add_option("--list", options->list,
-                                       "Take files from LIST, - for standard input, a line each")
-                          ->type_name("LIST");
-  command->add_flag("-0,--null", options->null, "LIST has files each ended by a zero byte")
-      ->needs(list);
-  addWindows(*command, options);
-  addThresholdOptions(*command, options->job.listening.thresholds);
-  command->add_flag("--explain", options->explain, "List the leading candidates too");
-  command->add_option("--jobs", options->jobs, "Files matched at a time (default: all cores)")
-      ->check(between(1u, 1024u))
-      ->type_name("N");
-  const auto raw_given = addRawOptions(*command, options->raw, "standard input");
-  addSoundOptions(*command, options->job.sound);
-  addExactOption(*command, options->job.sound);
-  addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of a table");
-  command->footer(std::string(kMatchHelp) + kExitCodesHelp);
-  command->callback([=, &action] {
+      .option("FILE-OR-FOLDER", options->inputs,
+              "Recordings, each on its own, or - for sound on standard input")
+      .valueName("");
+  const Option list = command
+                          .option("--list", options->list,
+                                  "Take files from LIST, - for standard input, a line each")
+                          .valueName("LIST");
+  command.flag("-0,--null", options->null, "LIST has files each ended by a zero byte").needs(list);
+  addWindows(command, options);
+  addThresholdOptions(command, options->job.listening.thresholds);
+  command.flag("--explain", options->explain, "List the leading candidates too");
+  command.option("--jobs", options->jobs, "Files matched at a time (default: all cores)")
+      .check(between(1u, 1024u))
+      .valueName("N");
+  const auto raw_given = addRawOptions(command, options->raw, "standard input");
+  addSoundOptions(command, options->job.sound);
+  addExactOption(command, options->job.sound);
+  addCommonOptions(command, options->common, "Print JSON, an object a line, instead of a table");
+  command.footer(std::string(kMatchHelp) + kExitCodesHelp);
+  command.whenParsed([=, &action] {
     options->raw_given = raw_given();
     if (options->timeline) options->job.shape = MatchJob::Shape::kTimeline;
     if (options->whole || options->job.speed > 0.0) options->job.shape = MatchJob::Shape::kWhole;

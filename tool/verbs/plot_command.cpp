@@ -132,39 +132,38 @@ ExitCode runPlot(const PlotOptions& options) {
 
 }  // namespace
 
-void addPlotCommand(CLI::App& app, Action& action) {
+void addPlotCommand(const Command& app, Action& action) {
   auto options = std::make_shared<PlotOptions>();
-  CLI::App* command = app.add_subcommand("plot", "Draw what the engine sees of a recording");
-  command->add_option("FILE", options->file, "Recording")->required()->type_name("");
-  command->add_option("-o,--output", options->picture, "Picture: a name in .png, .svg or .pdf")
-      ->required()
-      ->type_name("PICTURE");
-  const CLI::Option* from =
-      command->add_option("--from", options->stretch.from, "Second at which the picture starts")
-          ->check(between(0.0, 1e6))
-          ->type_name("S");
-  const CLI::Option* seconds = command
-                                   ->add_option("--seconds", options->stretch.seconds,
-                                                "Seconds it shows (default all; with --match 60)")
-                                   ->check(between(0.1, 1e6))
-                                   ->type_name("S");
-  CLI::Option* match =
-      command
-          ->add_option("--match", options->database,
-                       "Draw its hits in a database, or redis://HOST:PORT, instead")
-          ->type_name("DB");
+  const Command command = app.subcommand("plot", "Draw what the engine sees of a recording");
+  command.option("FILE", options->file, "Recording").required().valueName("");
+  command.option("-o,--output", options->picture, "Picture: a name in .png, .svg or .pdf")
+      .required()
+      .valueName("PICTURE");
+  const Option from =
+      command.option("--from", options->stretch.from, "Second at which the picture starts")
+          .check(between(0.0, 1e6))
+          .valueName("S");
+  const Option seconds = command
+                             .option("--seconds", options->stretch.seconds,
+                                     "Seconds it shows (default all; with --match 60)")
+                             .check(between(0.1, 1e6))
+                             .valueName("S");
+  const Option match = command
+                           .option("--match", options->database,
+                                   "Draw its hits in a database, or redis://HOST:PORT, instead")
+                           .valueName("DB");
   command
-      ->add_option("--timeline", options->timeline_database,
-                   "Draw when which recording of a database, or of redis://HOST:PORT, is heard "
-                   "instead")
-      ->type_name("DB")
-      ->excludes(match);
-  addThresholdOptions(*command, options->thresholds);
-  addSoundOptions(*command, options->sound);
-  addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of a line");
-  command->footer(std::string(kPlotHelp) + kExitCodesHelp);
-  command->callback([=, &action] {
-    options->stretch_given = from->count() + seconds->count() > 0;
+      .option("--timeline", options->timeline_database,
+              "Draw when which recording of a database, or of redis://HOST:PORT, is heard "
+              "instead")
+      .valueName("DB")
+      .excludes(match);
+  addThresholdOptions(command, options->thresholds);
+  addSoundOptions(command, options->sound);
+  addCommonOptions(command, options->common, "Print JSON, an object a line, instead of a line");
+  command.footer(std::string(kPlotHelp) + kExitCodesHelp);
+  command.whenParsed([=, &action] {
+    options->stretch_given = from.isGiven() || seconds.isGiven();
     action = [options] { return runPlot(*options); };
   });
 }

@@ -65,24 +65,24 @@ ExitCode runPush(const PushOptions& options) {
 
 }  // namespace
 
-void addPushCommand(CLI::App& app, Action& action) {
+void addPushCommand(const Command& app, Action& action) {
   auto options = std::make_shared<PushOptions>();
-  CLI::App* command = app.add_subcommand("push", "Bring a database's references into a store");
-  command->add_option("DB", options->database, "Database made by index")
-      ->required()
-      ->check(databaseFile())
-      ->type_name("");
+  const Command command = app.subcommand("push", "Bring a database's references into a store");
+  command.option("DB", options->database, "Database made by index")
+      .required()
+      .check(databaseFile())
+      .valueName("");
   const auto check = [](const std::string& place) {
     return place == "none" ? "none keeps nothing; give a folder or redis://HOST:PORT"
                            : problemOfPlace(place);
   };
-  command->add_option("--store", options->store, "Redis Cluster or folder")
-      ->required()
-      ->check(CLI::Validator(check, ""))
-      ->type_name("STORE");
-  addCommonOptions(*command, options->common, "Print JSON instead of text");
-  command->footer(std::string(kPushHelp) + kExitCodesHelp);
-  command->callback([=, &action] { action = [options] { return runPush(*options); }; });
+  command.option("--store", options->store, "Redis Cluster or folder")
+      .required()
+      .check(Check{check})
+      .valueName("STORE");
+  addCommonOptions(command, options->common, "Print JSON instead of text");
+  command.footer(std::string(kPushHelp) + kExitCodesHelp);
+  command.whenParsed([=, &action] { action = [options] { return runPush(*options); }; });
 }
 
 }  // namespace audiomatch

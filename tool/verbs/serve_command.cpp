@@ -222,43 +222,42 @@ ExitCode runServe(const ServeOptions& options) {
 
 }  // namespace
 
-void addServeCommand(CLI::App& app, Action& action) {
+void addServeCommand(const Command& app, Action& action) {
   auto options = std::make_shared<ServeOptions>();
-  CLI::App* command = app.add_subcommand("serve", "Answer over HTTP what is playing");
-  command->add_option("--db", options->database, "Database of references")
-      ->check(databaseFile())
-      ->type_name("DB");
+  const Command command = app.subcommand("serve", "Answer over HTTP what is playing");
+  command.option("--db", options->database, "Database of references")
+      .check(databaseFile())
+      .valueName("DB");
   command
-      ->add_option("--store", options->store,
-                   "Where references and channels are kept: a folder (default: DB.store), "
-                   "redis://HOST:PORT of "
-                   "a Redis Cluster, or none")
-      ->check(CLI::Validator(problemOfPlace, ""))
-      ->type_name("STORE");
+      .option("--store", options->store,
+              "Where references and channels are kept: a folder (default: DB.store), "
+              "redis://HOST:PORT of "
+              "a Redis Cluster, or none")
+      .check(Check{problemOfPlace})
+      .valueName("STORE");
   command
-      ->add_option("--listen", options->address,
-                   "Numeric host, or localhost, and port, 0 for any free one (default "
-                   "127.0.0.1:8080)")
-      ->check(CLI::Validator(problemOfAddress, ""))
-      ->type_name("ADDRESS");
+      .option("--listen", options->address,
+              "Numeric host, or localhost, and port, 0 for any free one (default "
+              "127.0.0.1:8080)")
+      .check(Check{problemOfAddress})
+      .valueName("ADDRESS");
   command
-      ->add_option("--token-file", options->access.changing,
-                   "File with the token that changing things needs")
-      ->type_name("FILE");
+      .option("--token-file", options->access.changing,
+              "File with the token that changing things needs")
+      .valueName("FILE");
   command
-      ->add_option("--read-token-file", options->access.reading,
-                   "File with the token that asking needs")
-      ->type_name("FILE");
+      .option("--read-token-file", options->access.reading, "File with the token that asking needs")
+      .valueName("FILE");
   command
-      ->add_option("--jobs", options->jobs,
-                   "Requests of a kind (questions, messages, changes) answered at a time "
-                   "(default: all cores)")
-      ->check(between(1u, 256u))
-      ->type_name("N");
-  addThresholdOptions(*command, options->thresholds);
-  addCommonOptions(*command, options->common, "Print JSON instead of text");
-  command->footer(std::string(kServeHelp) + kExitCodesHelp);
-  command->callback([=, &action] { action = [options] { return runServe(*options); }; });
+      .option("--jobs", options->jobs,
+              "Requests of a kind (questions, messages, changes) answered at a time "
+              "(default: all cores)")
+      .check(between(1u, 256u))
+      .valueName("N");
+  addThresholdOptions(command, options->thresholds);
+  addCommonOptions(command, options->common, "Print JSON instead of text");
+  command.footer(std::string(kServeHelp) + kExitCodesHelp);
+  command.whenParsed([=, &action] { action = [options] { return runServe(*options); }; });
 }
 
 }  // namespace audiomatch

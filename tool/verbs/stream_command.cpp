@@ -129,33 +129,33 @@ ExitCode runStream(const StreamOptions& options) {
 
 }  // namespace
 
-void addStreamCommand(CLI::App& app, Action& action) {
+void addStreamCommand(const Command& app, Action& action) {
   auto options = std::make_shared<StreamOptions>();
-  CLI::App* command =
-      app.add_subcommand("stream", "Turn a stream into attributes, packet by packet");
-  command->add_option("FILE", options->input, "Sound file, or - for raw PCM on standard input")
-      ->required()
-      ->type_name("");
+  const Command command =
+      app.subcommand("stream", "Turn a stream into attributes, packet by packet");
+  command.option("FILE", options->input, "Sound file, or - for raw PCM on standard input")
+      .required()
+      .valueName("");
   const auto number = [&](const char* name, std::uint32_t& value, std::uint32_t least,
                           std::uint32_t most, const char* help) {
-    return command->add_option(name, value, help)->check(between(least, most))->type_name("N");
+    return command.option(name, value, help).check(between(least, most)).valueName("N");
   };
   number("--id", options->id, 0, UINT32_MAX - 1, "Identifier that every attribute carries")
-      ->required();
+      .required();
   number("--update", options->update, 1, 86400,
          "Seconds from one analysis to the next, at most the 5 analysed (default 1)");
   number("--monitor", options->monitor, 1, 86400,
          "Seconds after which attributes expire, a multiple of --update (default 10)");
   number("--packet-ms", options->packet_ms, 1, 10000, "Milliseconds of a packet (default 200)");
-  const auto* rate = number("--rate", options->rate, audio::kLowestRate, kHighestReducibleRate,
-                            "Hz of standard input (default 8000)");
-  const auto* channels =
+  const Option rate = number("--rate", options->rate, audio::kLowestRate, kHighestReducibleRate,
+                             "Hz of standard input (default 8000)");
+  const Option channels =
       number("--channels", options->channels, 1, 1024, "Channels of standard input (default 1)");
-  addSoundOptions(*command, options->sound);
-  addCommonOptions(*command, options->common, "Print JSON, an object a line, instead of text");
-  command->footer(std::string(kStreamHelp) + kExitCodesHelp);
-  command->callback([=, &action] {
-    options->shape_given = rate->count() + channels->count() > 0;
+  addSoundOptions(command, options->sound);
+  addCommonOptions(command, options->common, "Print JSON, an object a line, instead of text");
+  command.footer(std::string(kStreamHelp) + kExitCodesHelp);
+  command.whenParsed([=, &action] {
+    options->shape_given = rate.isGiven() || channels.isGiven();
     action = [options] { return runStream(*options); };
   });
 }

@@ -1,0 +1,94 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+// The parser's header takes several times as long to compile as all else that a verb
+// needs, so one file has it for all of them.
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+
+namespace audiomatch {
+
+/// Which values an option takes.
+struct Check {
+  /// What is wrong with a value, for the user; empty where nothing is.
+  std::function<std::string(const std::string& value)> problem;
+  /// The few words that it takes, which completion offers; without a `problem`.
+  std::vector<std::string> words = {};
+};
+
+/// Takes numbers of a range. For int, unsigned, std::uint64_t and double.
+template <typename Number>
+Check between(Number least, Number most);
+
+/// Takes one of some words.
+Check oneOf(std::vector<std::string> words);
+
+/// An option or positional argument: a handle to what the parser owns.
+class Option {
+ public:
+  explicit Option(CLI::Option& option) noexcept : option_(&option) {}
+
+  Option check(const Check& check) const;
+
+  /// How help calls the value; by nothing but the argument's own name when empty.
+  Option valueName(const std::string& name) const;
+
+  Option required() const;
+  Option needs(const Option& other) const;
+  Option excludes(const Option& other) const;
+
+  /// Whether the command line that was parsed has it.
+  bool isGiven() const;
+
+ private:
+  CLI::Option* option_;
+};
+
+/// The tool or one of its commands, to which options are added: a handle to what the
+/// parser owns. Values are set when the command line is parsed, so they have to live
+/// until then. Throws std::bad_alloc.
+class Command {
+ public:
+  explicit Command(CLI::App& app) noexcept : app_(&app) {}
+
+  /// Makes this the program, which has commands and needs one.
+  Command program(const std::string& name, const std::string& version,
+                  const std::string& about) const;
+
+  Command subcommand(const std::string& name, const std::string& about) const;
+
+  /// Adds an option, or an argument when the name has no dash. For int, unsigned,
+  /// std::uint64_t, double, std::string, also optional, std::filesystem::path, and vectors
+  /// of the last two.
+  ///
+  /// @param names  "--jobs", "-o,--output" or "FILE"
+  template <typename Value>
+  Option option(const std::string& names, Value& value, const std::string& help) const;
+
+  /// The same, for std::uint64_t and std::string that aren't kept as they stand.
+  template <typename Value>
+  Option optionOf(const std::string& names, const std::function<void(const Value&)>& take,
+                  const std::string& help) const;
+
+  Option flag(const std::string& names, bool& value, const std::string& help) const;
+
+  /// The same, for what isn't a truth that is kept.
+  void flagOf(const std::string& names, const std::function<void()>& take,
+              const std::string& help) const;
+
+  /// Sets what help says behind the options.
+  void footer(const std::string& text) const;
+
+  /// Sets what is called when the command line has this command, after the values are set.
+  void whenParsed(const std::function<void()>& act) const;
+
+ private:
+  CLI::App* app_;
+};
+
+}  // namespace audiomatch
