@@ -28,18 +28,24 @@ Check between(Number least, Number most);
 /// Takes one of some words.
 Check oneOf(std::vector<std::string> words);
 
-/// An option or positional argument: a handle to what the parser owns.
+/// An option or positional argument: a handle to what the parser owns. Throws std::bad_alloc.
 class Option {
  public:
   explicit Option(CLI::Option& option) noexcept : option_(&option) {}
 
+  /// Refuses other values, when the command line is parsed.
   Option check(const Check& check) const;
 
   /// How help calls the value; by nothing but the argument's own name when empty.
   Option valueName(const std::string& name) const;
 
+  /// Refuses a command line without it.
   Option required() const;
+
+  /// Refuses a command line with it and without the other.
   Option needs(const Option& other) const;
+
+  /// Refuses a command line with both.
   Option excludes(const Option& other) const;
 
   /// Whether the command line that was parsed has it.
@@ -60,6 +66,7 @@ class Command {
   Command program(const std::string& name, const std::string& version,
                   const std::string& about) const;
 
+  /// Adds a command, which help calls by a name and a sentence.
   Command subcommand(const std::string& name, const std::string& about) const;
 
   /// Adds an option, or an argument when the name has no dash. For int, unsigned,
@@ -75,9 +82,10 @@ class Command {
   Option optionOf(const std::string& names, const std::function<void(const Value&)>& take,
                   const std::string& help) const;
 
+  /// Adds an option without a value, which makes `value` true.
   Option flag(const std::string& names, bool& value, const std::string& help) const;
 
-  /// The same, for what isn't a truth that is kept.
+  /// The same, for what is more than a truth that is kept.
   void flagOf(const std::string& names, const std::function<void()>& take,
               const std::string& help) const;
 
