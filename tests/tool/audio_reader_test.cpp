@@ -112,8 +112,8 @@ TEST(DamagedSound, KeepsItsTimeBehindTheDamage) {
   }
 }
 
-// Where an Ogg file has no end libsndfile doesn't know its length, and there is nothing behind a
-// hole that could be looked for.
+// libsndfile says of an Ogg file without an end that it lasts for ever, and looking for what stands
+// behind a hole has to end all the same. A page out of turn makes the hole.
 TEST(DamagedSound, EndsWhereNobodyKnowsHowLongItLasts) {
   const testing_support::TemporaryFolder folder;
   testing_support::writeSound(folder / "sound", kVorbis, 48'000, noise(480'000));

@@ -173,7 +173,7 @@ std::optional<std::uint64_t> SndfileDecoder::resume() {
   if (!can_go_back || (!isOf(SF_FORMAT_FLAC) && problem_ != kHole)) return 0;
   const auto start = static_cast<sf_count_t>(position_);
   const sf_count_t step = std::max<sf_count_t>(info_.samplerate / 100, kOggFrames);
-  // What a file says of its length may be as damaged as the rest.
+  // Where libsndfile doesn't know the length it gives the largest number.
   const sf_count_t end = std::min(info_.frames, static_cast<sf_count_t>(kMostFrames));
   // The further away, the longer the steps.
   for (sf_count_t missing = step; start + missing < end; missing += std::max(step, missing / 10)) {

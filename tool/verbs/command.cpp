@@ -80,7 +80,6 @@ Option Command::option(const std::string& names, Value& value, const std::string
 
 template Option Command::option(const std::string&, int&, const std::string&) const;
 template Option Command::option(const std::string&, unsigned&, const std::string&) const;
-template Option Command::option(const std::string&, std::uint64_t&, const std::string&) const;
 template Option Command::option(const std::string&, double&, const std::string&) const;
 template Option Command::option(const std::string&, std::string&, const std::string&) const;
 template Option Command::option(const std::string&, std::optional<std::string>&,
@@ -93,24 +92,25 @@ template Option Command::option(const std::string&, std::vector<std::filesystem:
                                 const std::string&) const;
 
 template <typename Value>
-Option Command::optionOf(const std::string& names, const std::function<void(const Value&)>& take,
-                         const std::string& help) const {
+Option Command::optionCalling(const std::string& names,
+                              const std::function<void(const Value&)>& take,
+                              const std::string& help) const {
   return Option(*app_->add_option_function<Value>(names, take, help));
 }
 
-template Option Command::optionOf(const std::string&,
-                                  const std::function<void(const std::uint64_t&)>&,
-                                  const std::string&) const;
-template Option Command::optionOf(const std::string&,
-                                  const std::function<void(const std::string&)>&,
-                                  const std::string&) const;
+template Option Command::optionCalling(const std::string&,
+                                       const std::function<void(const std::uint64_t&)>&,
+                                       const std::string&) const;
+template Option Command::optionCalling(const std::string&,
+                                       const std::function<void(const std::string&)>&,
+                                       const std::string&) const;
 
 Option Command::flag(const std::string& names, bool& value, const std::string& help) const {
   return Option(*app_->add_flag(names, value, help));
 }
 
-void Command::flagOf(const std::string& names, const std::function<void()>& take,
-                     const std::string& help) const {
+void Command::flagCalling(const std::string& names, const std::function<void()>& take,
+                          const std::string& help) const {
   app_->add_flag_callback(names, take, help);
 }
 

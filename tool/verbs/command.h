@@ -31,6 +31,7 @@ Check oneOf(std::vector<std::string> words);
 /// An option or positional argument: a handle to what the parser owns. Throws std::bad_alloc.
 class Option {
  public:
+  /// @param option  outlives this object
   explicit Option(CLI::Option& option) noexcept : option_(&option) {}
 
   /// Refuses other values, when the command line is parsed.
@@ -56,10 +57,11 @@ class Option {
 };
 
 /// The tool or one of its commands, to which options are added: a handle to what the
-/// parser owns. Values are set when the command line is parsed, so they have to live
-/// until then. Throws std::bad_alloc.
+/// parser owns. Values are set when the command line is parsed, so they, and what is
+/// called then, have to live until then. Throws std::bad_alloc.
 class Command {
  public:
+  /// @param app  outlives this object
   explicit Command(CLI::App& app) noexcept : app_(&app) {}
 
   /// Makes this the program, which has commands and needs one.
@@ -69,25 +71,25 @@ class Command {
   /// Adds a command, which help calls by a name and a sentence.
   Command subcommand(const std::string& name, const std::string& about) const;
 
-  /// Adds an option, or an argument when the name has no dash. For int, unsigned,
-  /// std::uint64_t, double, std::string, also optional, std::filesystem::path, and vectors
-  /// of the last two.
+  /// Adds an option, or an argument when the name has no dash. For int, unsigned, double,
+  /// std::string, std::optional<std::string>, std::filesystem::path, and vectors of strings
+  /// or paths.
   ///
   /// @param names  "--jobs", "-o,--output" or "FILE"
   template <typename Value>
   Option option(const std::string& names, Value& value, const std::string& help) const;
 
-  /// The same, for std::uint64_t and std::string that aren't kept as they stand.
+  /// Adds an option whose value is handed to `take`. For std::uint64_t and std::string.
   template <typename Value>
-  Option optionOf(const std::string& names, const std::function<void(const Value&)>& take,
-                  const std::string& help) const;
+  Option optionCalling(const std::string& names, const std::function<void(const Value&)>& take,
+                       const std::string& help) const;
 
   /// Adds an option without a value, which makes `value` true.
   Option flag(const std::string& names, bool& value, const std::string& help) const;
 
-  /// The same, for what is more than a truth that is kept.
-  void flagOf(const std::string& names, const std::function<void()>& take,
-              const std::string& help) const;
+  /// Adds an option without a value; `take` is called when the command line has it.
+  void flagCalling(const std::string& names, const std::function<void()>& take,
+                   const std::string& help) const;
 
   /// Sets what help says behind the options.
   void footer(const std::string& text) const;

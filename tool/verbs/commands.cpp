@@ -38,7 +38,7 @@ void addSoundOptions(const Command& command, SoundOptions& options) {
 
 void addExactOption(const Command& command, SoundOptions& options) {
   options.to_mono = true;
-  command.flagOf(
+  command.flagCalling(
       "--exact", [&options] { options.to_mono = false; },
       "Let the engine resample, as apps do: slower, by its exports' features bit for bit");
 }

@@ -84,7 +84,7 @@ void addNaming(const Command& command, IngestOptions& options) {
                                          : NameSource::kPath;
   };
   command
-      .optionOf<std::string>(
+      .optionCalling<std::string>(
           "--name-from", take_source,
           "Call recordings after path (the default), stem, or tags (Artist - Title)")
       .check(oneOf({"path", "stem", "tags"}))
@@ -118,7 +118,7 @@ void addAnalysis(const Command& command, IndexOptions& options) {
       .check(between(1u, 1024u))
       .valueName("N");
   command
-      .optionOf<std::uint64_t>(
+      .optionCalling<std::uint64_t>(
           "--memory", [&options](std::uint64_t mib) { options.ingest.memory = mib << 20; },
           fmt::format("MiB for new entries and finding duplicates; entries beyond go to the disk "
                       "(default {})",
