@@ -221,9 +221,8 @@ void addChannelsCommand(const Command& app, Action& action) {
   auto options = std::make_shared<ChannelsOptions>();
   const Command command =
       app.subcommand("channels", "Say on which live channel a recording is heard");
-  command.option("[NAME=]INPUT", options->channels, "Channels: named pipes or sound files")
-      .required()
-      .valueName("");
+  command.argument("[NAME=]INPUT", options->channels, "Channels: named pipes or sound files")
+      .required();
   addFeedOptions(command, options->feed, kDay);
   addThresholdOptions(command, options->thresholds);
   const auto raw_given = addRawOptions(command, options->raw, "pipes");

@@ -66,13 +66,10 @@ ExitCode runCheck(const CheckOptions& options) {
 void addCheckCommand(const Command& app, Action& action) {
   auto options = std::make_shared<CheckOptions>();
   const Command command = app.subcommand("check", "Look for faults in a database");
-  command.option("DB", options->database, "Database")
-      .required()
-      .check(databaseFile())
-      .valueName("");
+  addDatabaseArgument(command, options->database, "Database");
   addCommonOptions(command, options->common, "Print JSON, an object, instead of text");
   command.footer(std::string(kCheckHelp) + kExitCodesHelp);
-  command.whenParsed([options, &action] { action = [options] { return runCheck(*options); }; });
+  runWhenParsed(command, action, [options] { return runCheck(*options); });
 }
 
 }  // namespace audiomatch

@@ -74,6 +74,20 @@ Command Command::subcommand(const std::string& name, const std::string& about) c
 }
 
 template <typename Value>
+Option Command::argument(const std::string& name, Value& value, const std::string& help) const {
+  // What the parser would call its type stands beside its name otherwise.
+  return Option(*app_->add_option(name, value, help)).valueName("");
+}
+
+template Option Command::argument(const std::string&, std::string&, const std::string&) const;
+template Option Command::argument(const std::string&, std::filesystem::path&,
+                                  const std::string&) const;
+template Option Command::argument(const std::string&, std::vector<std::string>&,
+                                  const std::string&) const;
+template Option Command::argument(const std::string&, std::vector<std::filesystem::path>&,
+                                  const std::string&) const;
+
+template <typename Value>
 Option Command::option(const std::string& names, Value& value, const std::string& help) const {
   return Option(*app_->add_option(names, value, help));
 }
@@ -86,11 +100,6 @@ template Option Command::option(const std::string&, std::optional<std::string>&,
                                 const std::string&) const;
 template Option Command::option(const std::string&, std::filesystem::path&,
                                 const std::string&) const;
-template Option Command::option(const std::string&, std::vector<std::string>&,
-                                const std::string&) const;
-template Option Command::option(const std::string&, std::vector<std::filesystem::path>&,
-                                const std::string&) const;
-
 template <typename Value>
 Option Command::optionCalling(const std::string& names,
                               const std::function<void(const Value&)>& take,

@@ -37,7 +37,7 @@ class Option {
   /// Refuses other values, when the command line is parsed.
   Option check(const Check& check) const;
 
-  /// How help calls the value; by nothing but the argument's own name when empty.
+  /// How help calls the value.
   Option valueName(const std::string& name) const;
 
   /// Refuses a command line without it.
@@ -71,11 +71,15 @@ class Command {
   /// Adds a command, which help calls by a name and a sentence.
   Command subcommand(const std::string& name, const std::string& about) const;
 
-  /// Adds an option, or an argument when the name has no dash. For int, unsigned, double,
-  /// std::string, std::optional<std::string>, std::filesystem::path, and vectors of strings
-  /// or paths.
+  /// Adds an argument that stands by its place; help calls it by its name, "FILE". For
+  /// std::string, std::filesystem::path, and vectors of them.
+  template <typename Value>
+  Option argument(const std::string& name, Value& value, const std::string& help) const;
+
+  /// Adds an option. For int, unsigned, double, std::string, std::optional<std::string> and
+  /// std::filesystem::path.
   ///
-  /// @param names  "--jobs", "-o,--output" or "FILE"
+  /// @param names  "--jobs" or "-o,--output"
   template <typename Value>
   Option option(const std::string& names, Value& value, const std::string& help) const;
 

@@ -26,6 +26,10 @@ void buildCommandLine(CLI::App& parser, Action& action) {
   addListenCommand(app, action);
 }
 
+void runWhenParsed(const Command& command, Action& action, const Action& run) {
+  command.whenParsed([&action, run] { action = run; });
+}
+
 void addCommonOptions(const Command& command, CommonOptions& options, const char* jsonHelp) {
   command.flag("--json", options.json, jsonHelp);
   command.flag("--verbose", options.verbose, "Write the engine's messages to standard error");

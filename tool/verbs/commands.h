@@ -65,6 +65,9 @@ void addServeCommand(const Command& app, Action& action);
 /// Adds `listen`, which sends what a channel plays to a server.
 void addListenCommand(const Command& app, Action& action);
 
+/// Makes `run` the action of a command line that has a command.
+void runWhenParsed(const Command& command, Action& action, const Action& run);
+
 /// Options that every command has.
 struct CommonOptions {
   bool json = false;

@@ -78,10 +78,7 @@ ExitCode runMerge(const EditOptions& options) {
 Command addEditCommand(const Command& app, EditOptions& options, const char* name,
                        const char* about) {
   const Command command = app.subcommand(name, about);
-  command.option("DB", options.database, "Database to change")
-      .required()
-      .check(databaseFile())
-      .valueName("");
+  addDatabaseArgument(command, options.database, "Database to change");
   addCommonOptions(command, options.common, "Print JSON, an object a line, instead of text");
   return command;
 }
@@ -92,32 +89,31 @@ void addRemoveCommand(const Command& app, Action& action) {
   auto options = std::make_shared<EditOptions>();
   const Command command =
       addEditCommand(app, *options, "remove", "Take recordings out of a database");
-  command.option("NAME", options->names, "Recordings, all parts of each").required().valueName("");
+  command.argument("NAME", options->names, "Recordings, all parts of each").required();
   command.flag("--glob", options->patterns, "NAMEs are patterns with *, ? and [...]");
   command.footer(std::string(kRemoveHelp) + kExitCodesHelp);
-  command.whenParsed([options, &action] { action = [options] { return runRemove(*options); }; });
+  runWhenParsed(command, action, [options] { return runRemove(*options); });
 }
 
 void addRenameCommand(const Command& app, Action& action) {
   auto options = std::make_shared<EditOptions>();
   const Command command =
       addEditCommand(app, *options, "rename", "Give a recording of a database another name");
-  command.option("OLD", options->old_name, "Its name").required().valueName("");
-  command.option("NEW", options->new_name, "A name that none has").required().valueName("");
+  command.argument("OLD", options->old_name, "Its name").required();
+  command.argument("NEW", options->new_name, "A name that none has").required();
   command.footer(kExitCodesHelp);
-  command.whenParsed([options, &action] { action = [options] { return runRename(*options); }; });
+  runWhenParsed(command, action, [options] { return runRename(*options); });
 }
 
 void addMergeCommand(const Command& app, Action& action) {
   auto options = std::make_shared<EditOptions>();
   const Command command = addEditCommand(app, *options, "merge", "Make one database of several");
-  command.option("PART", options->parts, "Databases, in the order of their recordings")
+  command.argument("PART", options->parts, "Databases, in the order of their recordings")
       .required()
-      .check(databaseFile())
-      .valueName("");
+      .check(databaseFile());
   command.flag("--replace", options->replace, "Replace a database that is there");
   command.footer(std::string(kMergeHelp) + kExitCodesHelp);
-  command.whenParsed([options, &action] { action = [options] { return runMerge(*options); }; });
+  runWhenParsed(command, action, [options] { return runMerge(*options); });
 }
 
 }  // namespace audiomatch

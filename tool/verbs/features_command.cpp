@@ -82,7 +82,7 @@ ExitCode runFeatures(const FeaturesOptions& options) {
 void addFeaturesCommand(const Command& app, Action& action) {
   auto options = std::make_shared<FeaturesOptions>();
   const Command command = app.subcommand("features", "List or draw a recording's fingerprint");
-  command.option("FILE", options->file, "Recording").required().valueName("");
+  command.argument("FILE", options->file, "Recording").required();
   command.flag("--single-pass", options->single_pass,
                "The features of the first pass only, as a reference has them");
   command.flag("--csv", options->csv, "Print CSV, with a line of headings");
@@ -104,7 +104,7 @@ void addFeaturesCommand(const Command& app, Action& action) {
   addExactOption(command, options->sound);
   addCommonOptions(command, options->common, "Print JSON, an object a line, instead of a table");
   command.footer(std::string(kFeaturesHelp) + kExitCodesHelp);
-  command.whenParsed([options, &action] { action = [options] { return runFeatures(*options); }; });
+  runWhenParsed(command, action, [options] { return runFeatures(*options); });
 }
 
 }  // namespace audiomatch

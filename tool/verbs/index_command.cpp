@@ -134,11 +134,8 @@ void addAnalysis(const Command& command, IndexOptions& options) {
 Command addIngestCommand(const Command& app, const std::shared_ptr<IndexOptions>& options,
                          const char* name, const char* about) {
   const Command command = app.subcommand(name, about);
-  command.option("DB", options->ingest.database, "Database to write")
-      .required()
-      .check(databaseFile())
-      .valueName("");
-  command.option("FILE-OR-FOLDER", options->ingest.inputs, "Reference recordings").valueName("");
+  addDatabaseArgument(command, options->ingest.database, "Database to write");
+  command.argument("FILE-OR-FOLDER", options->ingest.inputs, "Reference recordings");
   addNaming(command, options->ingest);
   addAnalysis(command, *options);
   addSoundOptions(command, options->ingest.batch.sound);
@@ -155,16 +152,14 @@ void addIndexCommand(const Command& app, Action& action) {
       addIngestCommand(app, options, "index", "Make a database of reference recordings");
   command.flag("--replace", options->replace, "Replace a database that is there");
   command.footer(std::string(kInputsHelp) + kExitCodesHelp);
-  command.whenParsed(
-      [options, &action] { action = [options] { return runIngest(*options, false); }; });
+  runWhenParsed(command, action, [options] { return runIngest(*options, false); });
 }
 
 void addAddCommand(const Command& app, Action& action) {
   auto options = std::make_shared<IndexOptions>();
   const Command command = addIngestCommand(app, options, "add", "Add recordings to a database");
   command.footer(std::string(kAddHelp) + kInputsHelp + kExitCodesHelp);
-  command.whenParsed(
-      [options, &action] { action = [options] { return runIngest(*options, true); }; });
+  runWhenParsed(command, action, [options] { return runIngest(*options, true); });
 }
 
 }  // namespace audiomatch

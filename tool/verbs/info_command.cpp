@@ -127,13 +127,10 @@ ExitCode runInfo(const InfoOptions& options) {
 void addInfoCommand(const Command& app, Action& action) {
   auto options = std::make_shared<InfoOptions>();
   const Command command = app.subcommand("info", "Give a database's size and how it is filled");
-  command.option("DB", options->database, "Database")
-      .required()
-      .check(databaseFile())
-      .valueName("");
+  addDatabaseArgument(command, options->database, "Database");
   addCommonOptions(command, options->common, "Print JSON, an object, instead of text");
   command.footer(std::string(kInfoHelp) + kExitCodesHelp);
-  command.whenParsed([options, &action] { action = [options] { return runInfo(*options); }; });
+  runWhenParsed(command, action, [options] { return runInfo(*options); });
 }
 
 }  // namespace audiomatch

@@ -88,13 +88,10 @@ ExitCode runList(const ListOptions& options) {
 void addListCommand(const Command& app, Action& action) {
   auto options = std::make_shared<ListOptions>();
   const Command command = app.subcommand("list", "List a database's recordings");
-  command.option("DB", options->database, "Database")
-      .required()
-      .check(databaseFile())
-      .valueName("");
+  addDatabaseArgument(command, options->database, "Database");
   addCommonOptions(command, options->common, "Print JSON, an object a line, instead of a table");
   command.footer(std::string(kListHelp) + kExitCodesHelp);
-  command.whenParsed([options, &action] { action = [options] { return runList(*options); }; });
+  runWhenParsed(command, action, [options] { return runList(*options); });
 }
 
 }  // namespace audiomatch

@@ -126,8 +126,7 @@ std::string problemOfName(const std::string& name) {
 }
 
 void addChannel(const Command& command, ListenOptions& options) {
-  command.option("FILE", options.input, "Sound file, named pipe, or - for standard input")
-      .valueName("");
+  command.argument("FILE", options.input, "Sound file, named pipe, or - for standard input");
   command
       .option("--to", options.target.url,
               "Server, such as http://127.0.0.1:8080, or its store, redis://HOST:PORT")

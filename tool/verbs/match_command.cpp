@@ -223,13 +223,10 @@ void addWindows(const Command& command, const std::shared_ptr<MatchOptions>& opt
 void addMatchCommand(const Command& app, Action& action) {
   auto options = std::make_shared<MatchOptions>();
   const Command command = app.subcommand("match", "Recognise recordings by a database");
-  command.option("DB", options->database, "Database made by index, or redis://HOST:PORT")
-      .required()
-      .valueName("");
-  command
-      .option("FILE-OR-FOLDER", options->inputs,
-              "Recordings, each on its own, or - for sound on standard input")
-      .valueName("");
+  command.argument("DB", options->database, "Database made by index, or redis://HOST:PORT")
+      .required();
+  command.argument("FILE-OR-FOLDER", options->inputs,
+                   "Recordings, each on its own, or - for sound on standard input");
   const Option list = command
                           .option("--list", options->list,
                                   "Take files from LIST, - for standard input, a line each")

@@ -135,7 +135,7 @@ ExitCode runPlot(const PlotOptions& options) {
 void addPlotCommand(const Command& app, Action& action) {
   auto options = std::make_shared<PlotOptions>();
   const Command command = app.subcommand("plot", "Draw what the engine sees of a recording");
-  command.option("FILE", options->file, "Recording").required().valueName("");
+  command.argument("FILE", options->file, "Recording").required();
   command.option("-o,--output", options->picture, "Picture: a name in .png, .svg or .pdf")
       .required()
       .valueName("PICTURE");

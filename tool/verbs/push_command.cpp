@@ -68,10 +68,7 @@ ExitCode runPush(const PushOptions& options) {
 void addPushCommand(const Command& app, Action& action) {
   auto options = std::make_shared<PushOptions>();
   const Command command = app.subcommand("push", "Bring a database's references into a store");
-  command.option("DB", options->database, "Database made by index")
-      .required()
-      .check(databaseFile())
-      .valueName("");
+  addDatabaseArgument(command, options->database, "Database made by index");
   const auto check = [](const std::string& place) {
     return place == "none" ? "none keeps nothing; give a folder or redis://HOST:PORT"
                            : problemOfPlace(place);
@@ -82,7 +79,7 @@ void addPushCommand(const Command& app, Action& action) {
       .valueName("STORE");
   addCommonOptions(command, options->common, "Print JSON instead of text");
   command.footer(std::string(kPushHelp) + kExitCodesHelp);
-  command.whenParsed([=, &action] { action = [options] { return runPush(*options); }; });
+  runWhenParsed(command, action, [options] { return runPush(*options); });
 }
 
 }  // namespace audiomatch

@@ -257,7 +257,7 @@ void addServeCommand(const Command& app, Action& action) {
   addThresholdOptions(command, options->thresholds);
   addCommonOptions(command, options->common, "Print JSON instead of text");
   command.footer(std::string(kServeHelp) + kExitCodesHelp);
-  command.whenParsed([=, &action] { action = [options] { return runServe(*options); }; });
+  runWhenParsed(command, action, [options] { return runServe(*options); });
 }
 
 }  // namespace audiomatch

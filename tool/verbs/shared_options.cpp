@@ -36,6 +36,11 @@ Check databaseFile() {
   return {check};
 }
 
+void addDatabaseArgument(const Command& command, std::filesystem::path& database,
+                         const std::string& help) {
+  command.argument("DB", database, help).required().check(databaseFile());
+}
+
 void addFeedOptions(const Command& command, FeedOptions& options, std::uint32_t longest) {
   command
       .option("--update", options.periods.update,

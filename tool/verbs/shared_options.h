@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <string>
 
@@ -16,6 +17,10 @@ void addThresholdOptions(const Command& command, Thresholds& thresholds);
 
 /// Takes what names a database's file rather than a store.
 Check databaseFile();
+
+/// Adds DB, the file of a database that a command can't do without.
+void addDatabaseArgument(const Command& command, std::filesystem::path& database,
+                         const std::string& help);
 
 /// Adds --update, --monitor and --speed, which say how a channel is fed.
 ///

@@ -133,9 +133,8 @@ void addStreamCommand(const Command& app, Action& action) {
   auto options = std::make_shared<StreamOptions>();
   const Command command =
       app.subcommand("stream", "Turn a stream into attributes, packet by packet");
-  command.option("FILE", options->input, "Sound file, or - for raw PCM on standard input")
-      .required()
-      .valueName("");
+  command.argument("FILE", options->input, "Sound file, or - for raw PCM on standard input")
+      .required();
   const auto number = [&](const char* name, std::uint32_t& value, std::uint32_t least,
                           std::uint32_t most, const char* help) {
     return command.option(name, value, help).check(between(least, most)).valueName("N");
