@@ -87,7 +87,7 @@ void bench::addGrowth() {
   addPaired("growthCandidates", growthCandidates, 31)
       ->ArgName("candidates")
       ->RangeMultiplier(2)
-      ->Range(1 << 10, 1 << 13);
+      ->Range(1 << 10, 1 << 14);
   addPaired("growthReferences", growthReferences, 101)
       ->ArgName("references")
       ->RangeMultiplier(2)

@@ -27,49 +27,81 @@ std::uint32_t slotOf(const AudioHashHit& hit) noexcept {
   return static_cast<std::uint32_t>(hit.audio_index) + 1;
 }
 
+// A line of the cache, and how far ahead it is asked for: where hits come from memory, counts that
+// the first cache doesn't hold wait behind them, which takes twice the time.
+constexpr std::size_t kHitsOfLine = 64 / sizeof(AudioHashHit);
+constexpr std::size_t kHitsAhead = 64 * kHitsOfLine;
+
 /// Counts hits by slot. False when an index lies so far out that counting
 /// would cost as much memory as the hits themselves.
 bool countBySlot(std::span<const AudioHashHit> hits, std::vector<std::uint32_t>& counts) {
   const std::size_t limit = hits.size() + 4096;
-  counts.assign(std::min<std::size_t>(limit, 4096), 0);
-  for (const AudioHashHit& hit : hits) {
-    const std::uint32_t slot = slotOf(hit);
-    if (slot >= counts.size()) {
-      if (slot >= limit) return false;
-      counts.resize(std::min(limit, std::size_t{slot} * 2));
+  counts.resize(std::min<std::size_t>(limit, 4096));
+  for (std::size_t begin = 0; begin < hits.size(); begin += kHitsOfLine) {
+    __builtin_prefetch(&hits[std::min(begin + kHitsAhead, hits.size() - 1)]);
+    for (const AudioHashHit& hit :
+         hits.subspan(begin, std::min(kHitsOfLine, hits.size() - begin))) {
+      const std::uint32_t slot = slotOf(hit);
+      if (slot >= counts.size()) {
+        if (slot >= limit) return false;
+        counts.resize(std::min(limit, std::size_t{slot} * 2));
+      }
+      ++counts[slot];
     }
-    ++counts[slot];
   }
   return true;
 }
 
-/// Collects the offsets of the chosen audios. Most hits belong to others: they
-/// are passed over without a branch, which would go wrong too often.
+/// A set of slots, a bit each: what every hit is looked up in stays in the first cache.
+class SlotSet {
+ public:
+  explicit SlotSet(std::size_t slots) : words_(slots / kBits + 1) {}
+
+  void insert(std::uint32_t slot) noexcept { words_[slot / kBits] |= kOne << slot % kBits; }
+  /// 1 if `slot` is in the set, or 0.
+  std::uint64_t count(std::uint32_t slot) const noexcept {
+    return words_[slot / kBits] >> slot % kBits & kOne;
+  }
+
+ private:
+  static constexpr std::uint32_t kBits = 64;
+  static constexpr std::uint64_t kOne = 1;
+
+  std::vector<std::uint64_t> words_;
+};
+
+/// Copies the hits of some slots, `count` of them. Most hits belong to others: they are passed
+/// over without a branch, which would go wrong too often.
+std::vector<AudioHashHit> hitsOf(const SlotSet& slots, std::span<const AudioHashHit> hits,
+                                 std::size_t count) {
+  std::vector<AudioHashHit> members(count + 1);
+  AudioHashHit* next = members.data();
+  for (const AudioHashHit& hit : hits) {
+    *next = hit;
+    next += slots.count(slotOf(hit));
+  }
+  members.pop_back();
+  return members;
+}
+
+/// Collects the offsets of the chosen audios.
 std::vector<HitGroup> collect(std::span<const AudioHashHit> hits,
                               const std::vector<AudioCount>& chosen, std::size_t slots) {
-  constexpr std::uint16_t kOther = UINT16_MAX;
-  std::vector<std::uint16_t> group_of(slots, kOther);
+  std::vector<std::uint16_t> group_of(slots);
+  SlotSet is_chosen(slots);
   std::vector<HitGroup> groups(chosen.size());
   std::size_t total = 0;
   for (std::size_t i = 0; i < chosen.size(); ++i) {
     groups[i].audio_index = chosen[i].audio_index;
     groups[i].offsets.reserve(chosen[i].hits);
-    group_of[slotOf({chosen[i].audio_index, 0})] = static_cast<std::uint16_t>(i);
+    const std::uint32_t slot = slotOf({chosen[i].audio_index, 0});
+    group_of[slot] = static_cast<std::uint16_t>(i);
+    is_chosen.insert(slot);
     total += chosen[i].hits;
   }
-  struct Member {
-    std::int32_t offset;
-    std::uint32_t group;
-  };
-  std::vector<Member> members(total + 1);
-  Member* next = members.data();
-  for (const AudioHashHit& hit : hits) {
-    const std::uint16_t group = group_of[slotOf(hit)];
-    *next = {hit.time_offset, group};
-    next += group != kOther;
+  for (const AudioHashHit& hit : hitsOf(is_chosen, hits, total)) {
+    groups[group_of[slotOf(hit)]].offsets.push_back(hit.time_offset);
   }
-  members.pop_back();
-  for (const Member& member : members) groups[member.group].offsets.push_back(member.offset);
   return groups;
 }
 
