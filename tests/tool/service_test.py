@@ -385,6 +385,9 @@ class ServiceTest(unittest.TestCase):
             refused = run("listen", "--to", server.url, "--id", "1", "--name", "x", "one.wav")
             self.assertEqual(refused[0], 3)
             self.assertIn("the server refuses: needs a token", refused[2])
+        with Server("--read-token-file", "reading") as server:
+            self.assertEqual(server.ask("DELETE", "/v1/channels/7")[0], 401)
+            self.assertEqual(server.ask("DELETE", "/v1/channels/7", Authorization=f"Bearer {TOKEN[::-1]}")[0], 200)
 
     def listen(self, url, *arguments, stderr=subprocess.DEVNULL):
         process = subprocess.Popen([TOOL, "listen", "--to", url, "--id", "7", "--name", "Seven",

@@ -57,7 +57,7 @@ Access::Access(const AccessFiles& files)
 }
 
 bool Access::mayChange(const std::string& authorization) const {
-  return !changing_ || holds(authorization, changing_);
+  return changing_ ? holds(authorization, changing_) : mayRead(authorization);
 }
 
 bool Access::mayRead(const std::string& authorization) const {

@@ -8,7 +8,7 @@ namespace audiomatch {
 
 /// Who may do what: bearer tokens, each held in a file.
 struct AccessFiles {
-  std::filesystem::path changing;  ///< empty: anybody may change what there is
+  std::filesystem::path changing;  ///< empty: who may ask may change what there is
   std::filesystem::path reading;   ///< empty: anybody may ask
 };
 
