@@ -330,6 +330,13 @@ class KeepingTest(unittest.TestCase):
                          [(0, 2), (7, 2), (9, 1), (1, 0)])
         self.assertEqual([size["entries"] for size in info["bucketSizes"]], [0, 0, 0, 0, 2])
 
+    def test_nothing_but_long_recordings(self):
+        write_wav("long.wav", noise(7, 60) * 18)
+        advice = "--entries 24000"
+        self.assertIn(advice, run("index", "all.db", "long.wav")[2])
+        self.assertNotIn(advice, run("index", "mixed.db", "long.wav", "music")[2])
+        self.assertNotIn(advice, run("index", "told.db", "long.wav", "--entries", "24000")[2])
+
     def test_one_writer_at_a_time(self):
         self.works("index", "db", "music")
         before = read("db")

@@ -19,6 +19,10 @@ namespace audiomatch {
 /// strangers lead by chance. docs/recognition.md has what others come to.
 inline constexpr std::size_t kUsualRoom = 12'000;
 
+/// The room that serves a collection of nothing but recordings of many parts, which are
+/// rivals of each other: with the usual one a part has few entries a second.
+inline constexpr std::size_t kRoomOfLong = 24'000;
+
 /// The fingerprint of one file, as a database takes it.
 struct Reference {
   double seconds = 0.0;

@@ -1,5 +1,6 @@
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <thread>
@@ -8,6 +9,7 @@
 #include "tool/keeping/entry_selection.h"
 #include "tool/keeping/ingest.h"
 #include "tool/keeping/reference_analysis.h"
+#include "tool/output/messages.h"
 #include "tool/verbs/commands.h"
 #include "tool/verbs/shared_options.h"
 
@@ -40,6 +42,17 @@ bool isFolder(const std::filesystem::path& path) {
   return std::filesystem::is_directory(path, error);
 }
 
+/// Says what would serve a new collection of long recordings alone better than the usual room.
+void adviseOnLong(const IndexReport& report, std::size_t room) {
+  constexpr std::size_t kPartsOfLong = 3;
+  const bool are_long = std::ranges::all_of(
+      report.files, [](const IndexedFile& file) { return file.parts >= kPartsOfLong; });
+  if (report.files.empty() || !are_long || room != kUsualRoom) return;
+  note(
+      fmt::format("all recordings are long: with --entries {} more of their excerpts is recognised",
+                  kRoomOfLong));
+}
+
 ExitCode runIngest(const IndexOptions& options, bool add) {
   applyCommonOptions(options.common);
   IngestOptions request = options.ingest;
@@ -60,6 +73,7 @@ ExitCode runIngest(const IndexOptions& options, bool add) {
   const Ingested done = ingest(request, add, options.replace);
   if (done.report) {
     fmt::print("{}", options.common.json ? done.report->asJson() : done.report->asTable());
+    if (!add) adviseOnLong(*done.report, request.batch.room);
   }
   return done.code;
 }
