@@ -34,7 +34,7 @@ using bench::Listed;
 struct Options {
   std::string list;
   fs::path folder;
-  std::vector<std::string> builders{"chosen-12000"};
+  std::vector<std::string> builders{"chosen-11000"};
   std::vector<std::size_t> sizes{1000};
   std::size_t simulated = 0;
   std::uint32_t excerpts = 2;

@@ -17,7 +17,7 @@ namespace audiomatch {
 /// The room that an audio's entries usually have: see chooseEntries. With more,
 /// long recordings crowd others out of the few that a match examines; with less,
 /// strangers lead by chance. docs/recognition.md has what others come to.
-inline constexpr std::size_t kUsualRoom = 12'000;
+inline constexpr std::size_t kUsualRoom = 11'000;
 
 /// The room that serves a collection of nothing but recordings of many parts, which are
 /// rivals of each other: with the usual one a part has few entries a second.
