@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <string>
 #include <vector>
 
 namespace bench {
@@ -72,7 +73,10 @@ void pairedRun(benchmark::State& state, double limit, Work work, Baseline baseli
   state.counters["base_ms"] = 1e3 * median(baselines);
   if (ratio > limit && !session().brief) {
     session().limit_exceeded = true;
-    state.SkipWithError("the ratio is above its limit");
+    // An error takes the place of the counters.
+    const std::string problem =
+        "the ratio, " + std::to_string(ratio) + ", is above its limit, " + std::to_string(limit);
+    state.SkipWithError(problem.c_str());
   }
 }
 
