@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr std::uint32_t kEntries = 12'000;  // of an audio, as index keeps them
+constexpr std::uint32_t kEntries = 12'000;  // of an audio, about as many as index keeps
 constexpr std::uint32_t kQuestions = 32;
 
 void strangers(benchmark::State& state) {

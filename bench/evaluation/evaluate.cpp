@@ -24,6 +24,7 @@
 #include "tool/base/parallel.h"
 #include "tool/input/sound_source.h"
 #include "tool/keeping/atomic_file.h"
+#include "tool/keeping/reference_analysis.h"
 #include "tool/output/progress.h"
 
 namespace {
@@ -34,7 +35,7 @@ using bench::Listed;
 struct Options {
   std::string list;
   fs::path folder;
-  std::vector<std::string> builders{"chosen-11000"};
+  std::vector<std::string> builders{"chosen-" + std::to_string(audiomatch::kUsualRoom)};
   std::vector<std::size_t> sizes{1000};
   std::size_t simulated = 0;
   std::uint32_t excerpts = 2;

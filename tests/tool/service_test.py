@@ -385,6 +385,12 @@ class ServiceTest(unittest.TestCase):
             refused = run("listen", "--to", server.url, "--id", "1", "--name", "x", "one.wav")
             self.assertEqual(refused[0], 3)
             self.assertIn("the server refuses: needs a token", refused[2])
+        for token, warned in (((), True), (("--read-token-file", "reading"), False)):
+            process = subprocess.Popen([TOOL, "serve", "--listen", "0.0.0.0:0", *token], stdout=subprocess.PIPE,
+                                       stderr=subprocess.PIPE, text=True)
+            process.stdout.readline()
+            process.terminate()
+            self.assertEqual("whoever reaches it may change" in process.communicate(timeout=30)[1], warned)
         with Server("--read-token-file", "reading") as server:
             self.assertEqual(server.ask("DELETE", "/v1/channels/7")[0], 401)
             self.assertEqual(server.ask("DELETE", "/v1/channels/7", Authorization=f"Bearer {TOKEN[::-1]}")[0], 200)

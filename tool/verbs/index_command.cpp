@@ -48,9 +48,9 @@ void adviseOnLong(const IndexReport& report, std::size_t room) {
   const bool are_long = std::ranges::all_of(
       report.files, [](const IndexedFile& file) { return file.parts >= kPartsOfLong; });
   if (report.files.empty() || !are_long || room != kUsualRoom) return;
-  note(
-      fmt::format("all recordings are long: with --entries {} more of their excerpts is recognised",
-                  kRoomOfLong));
+  note(fmt::format(
+      "all recordings are long: with --entries {} more of their excerpts are recognised",
+      kRoomOfLong));
 }
 
 ExitCode runIngest(const IndexOptions& options, bool add) {

@@ -190,7 +190,8 @@ void announce(const HttpServer& server, const std::string& served, const ServeOp
                                        : fmt::format("listening on http://{}\n", server.address()));
   if (std::fflush(stdout) != 0) throw FileError("standard output", std::strerror(errno));
   note(served);
-  if (!server.isLocal() && options.access.changing.empty()) {
+  const AccessFiles& tokens = options.access;
+  if (!server.isLocal() && tokens.changing.empty() && tokens.reading.empty()) {
     warn("whoever reaches it may change references and channels; see --token-file",
          server.address());
   }
@@ -246,7 +247,8 @@ void addServeCommand(const Command& app, Action& action) {
               "File with the token that changing things needs")
       .valueName("FILE");
   command
-      .option("--read-token-file", options->access.reading, "File with the token that asking needs")
+      .option("--read-token-file", options->access.reading,
+              "File with the token that asking needs, and changing without --token-file")
       .valueName("FILE");
   command
       .option("--jobs", options->jobs,

@@ -32,22 +32,29 @@ std::uint32_t slotOf(const AudioHashHit& hit) noexcept {
 constexpr std::size_t kHitsOfLine = 64 / sizeof(AudioHashHit);
 constexpr std::size_t kHitsAhead = 64 * kHitsOfLine;
 
+/// Adds hits to the counts by slot. False for a slot from `limit` on.
+inline bool addTo(std::vector<std::uint32_t>& counts, std::span<const AudioHashHit> hits,
+                  std::size_t limit) {
+  for (const AudioHashHit& hit : hits) {
+    const std::uint32_t slot = slotOf(hit);
+    if (slot >= counts.size()) {
+      if (slot >= limit) return false;
+      counts.resize(std::min(limit, std::size_t{slot} * 2));
+    }
+    ++counts[slot];
+  }
+  return true;
+}
+
 /// Counts hits by slot. False when an index lies so far out that counting
 /// would cost as much memory as the hits themselves.
 bool countBySlot(std::span<const AudioHashHit> hits, std::vector<std::uint32_t>& counts) {
   const std::size_t limit = hits.size() + 4096;
-  counts.resize(std::min<std::size_t>(limit, 4096));
+  counts.assign(std::min<std::size_t>(limit, 4096), 0);
   for (std::size_t begin = 0; begin < hits.size(); begin += kHitsOfLine) {
     __builtin_prefetch(&hits[std::min(begin + kHitsAhead, hits.size() - 1)]);
-    for (const AudioHashHit& hit :
-         hits.subspan(begin, std::min(kHitsOfLine, hits.size() - begin))) {
-      const std::uint32_t slot = slotOf(hit);
-      if (slot >= counts.size()) {
-        if (slot >= limit) return false;
-        counts.resize(std::min(limit, std::size_t{slot} * 2));
-      }
-      ++counts[slot];
-    }
+    const auto line = hits.subspan(begin, std::min(kHitsOfLine, hits.size() - begin));
+    if (!addTo(counts, line, limit)) return false;
   }
   return true;
 }
